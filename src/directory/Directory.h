@@ -32,9 +32,12 @@ class Directory {
 // case of "dc" ("DC=corp,DC=example,DC=com" -> "corp.example.com"). Empty when it has none.
 std::string DnsNameOf(const std::string& naming_context);
 
-// Opens the source a --directory value names: "file:/path/directory.ldif" (or a plain path).
-// A source that cannot be read is not an error here: its calls fail later, as an unreachable
-// server's would. An unsupported scheme is an error.
+// Opens the source a --directory value names: "file:/path/directory.ldif",
+// "file:///path/directory.ldif" or a plain path (an LdifDirectory). A source that cannot be read
+// is not an error here: its calls fail later, as an unreachable server's would. "ldap://" and
+// "ldaps://" fail with errors::kDirectoryProviderNotAvailable until this build has an LDAP
+// source; any other scheme, or another host's file, with errors::kInvalidDirectoryAddress
+// (directory/DirectoryErrors.h).
 Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri);
 
 }  // namespace orbitel::directory

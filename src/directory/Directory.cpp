@@ -1,0 +1,90 @@
+#include "directory/Directory.h"
+
+#include "directory/AsciiCase.h"
+#include "directory/DirectoryErrors.h"
+#include "directory/DistinguishedName.h"
+#include "directory/LdifDirectory.h"
+
+namespace orbitel::directory {
+namespace {
+
+// The scheme of an address ("file", "ldap"), or empty for a plain path.
+std::string_view SchemeOf(std::string_view address) {
+  std::size_t colon = address.find(':');
+  if (colon == std::string_view::npos || colon == 0) return {};
+  for (std::size_t i = 0; i < colon; ++i) {
+    char c = address[i];
+    bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    bool other = (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+    if (!letter && !(i > 0 && other)) return {};
+  }
+  return address.substr(0, colon);
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// "%20" and the like, as file addresses carry blanks and other characters.
+std::string PercentDecoded(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
+        HexDigit(text[i + 2]) >= 0) {
+      out.push_back(static_cast<char>(HexDigit(text[i + 1]) * 16 + HexDigit(text[i + 2])));
+      i += 2;
+    } else {
+      out.push_back(text[i]);
+    }
+  }
+  return out;
+}
+
+// The path of "file:/p", "file:///p" or "file://localhost/p"; empty for another host's file.
+std::string FilePathOf(std::string_view rest) {
+  if (rest.substr(0, 2) == "//") {
+    rest.remove_prefix(2);
+    std::size_t slash = rest.find('/');
+    std::string_view host = rest.substr(0, slash);
+    if (!host.empty() && !EqualsIgnoreCase(host, "localhost")) return {};
+    rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash);
+  }
+  return PercentDecoded(rest);
+}
+
+Status Unsupported(const std::string& uri) {
+  return Status::Error(errors::kInvalidDirectoryAddress, "Unsupported directory address: " + uri);
+}
+
+}  // namespace
+
+std::string DnsNameOf(const std::string& naming_context) {
+  std::string name;
+  for (const std::string& component : DomainComponentsOf(naming_context)) {
+    if (!name.empty()) name.push_back('.');
+    name += component;
+  }
+  return name;
+}
+
+Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri) {
+  std::string_view scheme = SchemeOf(uri);
+  std::string path;
+  if (scheme.empty()) {
+    path = uri;
+  } else if (EqualsIgnoreCase(scheme, "file")) {
+    path = FilePathOf(std::string_view(uri).substr(scheme.size() + 1));
+  } else if (EqualsIgnoreCase(scheme, "ldap") || EqualsIgnoreCase(scheme, "ldaps")) {
+    return Status::Error(errors::kDirectoryProviderNotAvailable,
+                         "LDAP directories are not available in this build");
+  } else {
+    return Unsupported(uri);
+  }
+  if (TrimBlanks(path).empty()) return Unsupported(uri);
+  return std::shared_ptr<const Directory>(std::make_shared<LdifDirectory>(std::move(path)));
+}
+
+}  // namespace orbitel::directory

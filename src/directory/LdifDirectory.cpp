@@ -1,0 +1,172 @@
+#include "directory/LdifDirectory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <optional>
+
+#include "directory/AsciiCase.h"
+#include "directory/DirectoryErrors.h"
+#include "directory/DistinguishedName.h"
+#include "directory/LdifReader.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::directory {
+
+// What one version of the file says. A malformed file is remembered as such, so it is not
+// parsed again on every request until it is fixed.
+struct LdifDirectory::Contents {
+  Status status = Status::Ok();
+  std::optional<std::string> naming_context;
+  std::vector<Account> accounts;
+};
+
+namespace {
+
+constexpr long kAccountDisabled = 0x2;  // userAccountControl ACCOUNTDISABLE
+
+Status FileError(const std::string& path, int error) {
+  if (error == EACCES || error == EPERM) {
+    return Status::Error(orbitel::errors::kPermissionDenied,
+                         "Permission denied reading the directory file " + path);
+  }
+  if (error == ENOENT || error == ENOTDIR) {
+    return Status::Error(orbitel::errors::kPathNotFound,
+                         "The directory file " + path + " was not found");
+  }
+  return Status::Error(orbitel::errors::kPathNotFound, "The directory file " + path +
+                                                           " cannot be read: " +
+                                                           std::strerror(error));
+}
+
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+bool IsAccountEntry(const LdifEntry& entry) {
+  bool person = false;
+  for (std::string_view object_class : entry.ValuesOf("objectClass")) {
+    object_class = TrimBlanks(object_class);
+    if (EqualsIgnoreCase(object_class, "computer")) return false;  // computers are users too
+    person = person || EqualsIgnoreCase(object_class, "user") ||
+             EqualsIgnoreCase(object_class, "person") ||
+             EqualsIgnoreCase(object_class, "organizationalPerson") ||
+             EqualsIgnoreCase(object_class, "inetOrgPerson");
+  }
+  return person;
+}
+
+// userAccountControl is a decimal 32-bit flag set; some tools write it signed.
+bool HasDisabledFlag(std::string_view text) {
+  text = TrimBlanks(text);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  long long flags = 0;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), flags);
+  return error == std::errc() && end == text.data() + text.size() && (flags & kAccountDisabled);
+}
+
+bool IsDisabled(const LdifEntry& entry) {
+  return HasDisabledFlag(entry.FirstValueOf("userAccountControl")) ||
+         EqualsIgnoreCase(TrimBlanks(entry.FirstValueOf("nsAccountLock")), "true") ||
+         entry.Has("pwdAccountLockedTime");
+}
+
+std::optional<Account> AccountOf(const LdifEntry& entry) {
+  if (!IsAccountEntry(entry)) return std::nullopt;
+  std::string_view name = entry.FirstValueOf("sAMAccountName");
+  if (name.empty()) name = entry.FirstValueOf("uid");
+  if (name.empty()) return std::nullopt;
+  std::string_view full_name = entry.FirstValueOf("displayName");
+  if (full_name.empty()) full_name = entry.FirstValueOf("cn");
+  return Account{std::string(name), std::string(full_name), IsDisabled(entry)};
+}
+
+}  // namespace
+
+LdifDirectory::LdifDirectory(std::string path) : path_(std::move(path)) {}
+
+std::shared_ptr<const LdifDirectory::Contents> LdifDirectory::ContentsOf(std::string_view text,
+                                                                         const std::string& path) {
+  auto contents = std::make_shared<Contents>();
+  Result<std::vector<LdifEntry>> entries = ReadLdif(text, path);
+  if (!entries.ok()) {
+    contents->status = entries.status();
+    return contents;
+  }
+  for (const LdifEntry& entry : *entries) {
+    if (!contents->naming_context && IsDomainName(entry.dn)) contents->naming_context = entry.dn;
+    if (std::optional<Account> account = AccountOf(entry)) {
+      contents->accounts.push_back(std::move(*account));
+    }
+  }
+  if (!contents->naming_context && !entries->empty()) {
+    contents->naming_context = entries->front().dn;
+  }
+  return contents;
+}
+
+Result<std::shared_ptr<const LdifDirectory::Contents>> LdifDirectory::Current() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  struct stat info {};
+  if (::stat(path_.c_str(), &info) != 0) return FileError(path_, errno);
+  auto stamp_of = [](const struct stat& s) {
+    return FileStamp{static_cast<unsigned long long>(s.st_dev),
+                     static_cast<unsigned long long>(s.st_ino), static_cast<long long>(s.st_size),
+                     static_cast<long long>(s.st_mtim.tv_sec),
+                     static_cast<long long>(s.st_mtim.tv_nsec)};
+  };
+  if (S_ISDIR(info.st_mode)) return FileError(path_, EISDIR);
+  if (contents_ && stamp_of(info) == stamp_) return contents_;
+
+  FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return FileError(path_, errno);
+  // The stamp of what is read, not of the earlier stat: a change in between is seen next time.
+  if (::fstat(file.get(), &info) != 0) return FileError(path_, errno);
+  std::string text;
+  char buffer[64 * 1024];
+  for (;;) {
+    ssize_t count = ::read(file.get(), buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return FileError(path_, errno);
+    if (count == 0) break;
+    text.append(buffer, static_cast<std::size_t>(count));
+  }
+
+  contents_ = ContentsOf(text, path_);
+  stamp_ = stamp_of(info);
+  return contents_;
+}
+
+Result<std::string> LdifDirectory::NamingContext() const {
+  Result<std::shared_ptr<const Contents>> contents = Current();
+  if (!contents.ok()) return contents.status();
+  if (!(*contents)->status.ok()) return (*contents)->status;
+  if (!(*contents)->naming_context) {
+    return Status::Error(errors::kDirectoryFileMalformed,
+                         "The directory file " + path_ + " holds no entries");
+  }
+  return *(*contents)->naming_context;
+}
+
+Result<std::vector<Account>> LdifDirectory::Accounts() const {
+  Result<std::shared_ptr<const Contents>> contents = Current();
+  if (!contents.ok()) return contents.status();
+  if (!(*contents)->status.ok()) return (*contents)->status;
+  return (*contents)->accounts;
+}
+
+}  // namespace orbitel::directory

@@ -1,0 +1,17 @@
+#pragma once
+// The present moment as the pages see it. Tests fix it per thread so that "today" and "now" are
+// known; otherwise it is the system's local time.
+
+#include <optional>
+
+#include "runtime/Date.h"
+
+namespace orbitel::site {
+
+Date Now();
+Date Today();
+
+// Fixes (or, with nullopt, releases) the present moment for the calling thread.
+void FixClockForThread(std::optional<Date> now);
+
+}  // namespace orbitel::site

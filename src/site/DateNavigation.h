@@ -1,0 +1,28 @@
+#pragma once
+// The date a page shows, read from the request, and the query string of every link that
+// carries a date.
+
+#include <string>
+#include <string_view>
+
+#include "runtime/Date.h"
+#include "runtime/Status.h"
+
+namespace orbitel::site {
+
+class PageContext;
+
+// MONTH, YEAR and DAY from the request: a number (as a 16-bit integer, half to even), a
+// movement keyword relative to today ("previousmonth", "nextmonth", "previousyear", "nextyear",
+// "previousday", "nextday", "today"; exact case), or else today's part; then date-serial
+// carrying. A number out of range, or a date out of range, is an overflow error.
+Result<Date> RequestedDateFrom(const PageContext& context, Date today);
+
+// "?DAY=5&MONTH=3&YEAR=2003&USER=" followed by user when it is longer than one character, else
+// by the request's own "USER" value as it stands. Nothing is URL-encoded.
+std::string BuildDateLinkQuery(Date date, std::string_view user);
+
+// RequestedDate read back as a date; today when it holds no date.
+Date RequestedDateValue();
+
+}  // namespace orbitel::site

@@ -1,0 +1,104 @@
+#include "site/SiteSettings.h"
+
+#include <unistd.h>
+
+#include "data/RowsetFile.h"
+#include "runtime/Conversions.h"
+#include "site/DomainDirectory.h"
+#include "site/ErrorHandler.h"
+#include "site/SiteFiles.h"
+#include "site/SiteServices.h"
+#include "site/SiteState.h"
+
+namespace orbitel::site {
+
+namespace {
+
+// The directory's answer when this computer belongs to no domain.
+constexpr long kNoDomain = -2147023541;
+
+Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
+  // The fields are read one by one in this order, so a missing one leaves those after it as the
+  // previous load set them.
+  const std::pair<const char*, std::string*> texts[] = {
+      {"ShowLocation", &site.ShowLocation},       {"LocationEntry", &site.LocationEntry},
+      {"LocationNoEntry", &site.LocationNoEntry}, {"UserUserName", &site.UserUserName},
+      {"UserPassword", &site.UserPassword},       {"AdminUserName", &site.AdminUserName},
+      {"AdminPassword", &site.AdminPassword},     {"ExchangeServerName", &site.ExchangeServerName},
+  };
+  for (const auto& [name, target] : texts) {
+    auto value = settings.Field(name);
+    if (!value.ok()) return value.status();
+    *target = value->Text();
+  }
+  auto via_backoffice = settings.Field("ExchangeViaBackoffice");
+  if (!via_backoffice.ok()) return via_backoffice.status();
+  auto flag = ToBoolean(via_backoffice->Text());
+  if (!flag.ok()) return flag.status();
+  site.ExchangeViaBackoffice = *flag;
+  return Status::Ok();
+}
+
+void MakeStoreSettings(SiteState& site) {
+  if (site.ExchangeViaBackoffice) {
+    if (site.ExchangeServerName.empty()) site.ExchangeServerName = GetDomainNameFromMDrive();
+    if (site.ExchangeServerName.empty()) site.ExchangeServerName = GetDomainName();
+    site.StoreUrlBase = "file://./backofficestorage/" + site.ExchangeServerName + "/MBX/";
+    site.StoreProvider = "ExOLEDB.DataSource";
+    return;
+  }
+  // Only "localhost" in any case and this exact loopback address mean this computer; other
+  // spellings of a loopback address are used as they stand.
+  if (ToLower(site.ExchangeServerName) == "localhost" || site.ExchangeServerName == "127.0.0.1" ||
+      site.ExchangeServerName.empty()) {
+    site.ExchangeServerName = ComputerName();
+  }
+  site.StoreUrlBase = "http://" + site.ExchangeServerName + "/exchange/";
+  site.StoreProvider = "MSDAIPP.DSO";
+}
+
+Status LookUpDomain(SiteState& site) {
+  const auto& directory = Services().directory;
+  if (!directory) {
+    return Status::Error(kNoDomain,
+                         "The specified domain either does not exist or could not be contacted");
+  }
+  auto naming_context = directory->NamingContext();
+  if (!naming_context.ok()) return naming_context.status();
+  site.DomainDnsName = directory::DnsNameOf(*naming_context);
+  return Status::Ok();
+}
+
+}  // namespace
+
+std::string ComputerName() {
+  char buffer[256] = {};
+  if (gethostname(buffer, sizeof buffer - 1) != 0) return "";
+  std::string name(buffer);
+  return name.substr(0, name.find('.'));
+}
+
+void GetSiteVars() {
+  SiteState& site = Site();
+  Status status = RunLogged("AdminStuff.GetSiteVars", [&site] {
+    data::Recordset settings;
+    Status opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
+    if (!opened.ok()) return opened;
+    if (!settings.IsEOF()) {
+      Status read = ReadSettingsRow(settings, site);
+      if (!read.ok()) return read;
+    }
+    settings.Close();
+
+    MakeStoreSettings(site);
+
+    site.SettingsLoaded = false;
+    Status domain = LookUpDomain(site);
+    if (!domain.ok()) return domain;
+    site.SettingsLoaded = true;
+    return Status::Ok();
+  });
+  if (!status.ok()) site.SettingsLoaded = false;
+}
+
+}  // namespace orbitel::site

@@ -1,0 +1,64 @@
+#include "site/TimeZone.h"
+
+#include <ctime>
+#include <limits>
+
+namespace orbitel::site {
+
+namespace {
+
+// 0: never asked, or the zone has no daylight time (asked again next time, harmlessly).
+thread_local TimeZoneRecord kept_record;
+thread_local int kept_result = 0;
+
+int OffsetMinutesAt(std::time_t moment, bool* daylight) {
+  std::tm local{};
+  localtime_r(&moment, &local);
+  if (daylight) *daylight = local.tm_isdst > 0;
+  return static_cast<int>(local.tm_gmtoff / 60);
+}
+
+// Reads the zone the way the store's platform reports it: the standard bias, the extra bias of
+// daylight time, and which of the two is in force now.
+int AskTimeZone(TimeZoneRecord& record) {
+  tzset();
+  const std::time_t now = std::time(nullptr);
+  bool daylight_now = false;
+  const int offset_now = OffsetMinutesAt(now, &daylight_now);
+
+  // Look through the coming year, a fortnight at a time, for the other season's offset.
+  int standard_offset = daylight_now ? std::numeric_limits<int>::min() : offset_now;
+  int daylight_offset = daylight_now ? offset_now : std::numeric_limits<int>::min();
+  for (int step = 1; step <= 27; ++step) {
+    bool daylight = false;
+    int offset = OffsetMinutesAt(now + static_cast<std::time_t>(step) * 14 * 86400, &daylight);
+    if (daylight && daylight_offset == std::numeric_limits<int>::min()) daylight_offset = offset;
+    if (!daylight && standard_offset == std::numeric_limits<int>::min()) standard_offset = offset;
+  }
+  if (standard_offset == std::numeric_limits<int>::min()) standard_offset = offset_now - 60;
+
+  record.bias = -standard_offset;
+  if (daylight_offset == std::numeric_limits<int>::min()) {
+    record.daylight_bias = 0;
+    return 0;
+  }
+  record.daylight_bias = -(daylight_offset - standard_offset);
+  return daylight_now ? 2 : 1;
+}
+
+}  // namespace
+
+Date ConvertTimeZone(Date date, bool to_local) {
+  if (kept_result == 0) kept_result = AskTimeZone(kept_record);
+  long long offset = kept_record.bias;
+  if (kept_result > 1) offset += kept_record.daylight_bias;
+  const int minutes = static_cast<int>(to_local ? -offset : offset);
+  return date.AddMinutes(minutes).value_or(date);
+}
+
+void KeepTimeZoneForThread(TimeZoneRecord record, int result) {
+  kept_record = record;
+  kept_result = result;
+}
+
+}  // namespace orbitel::site

@@ -1,0 +1,181 @@
+// The page frame through a small page class: the requested-date rules with their keywords,
+// the date links and their one-character rule, the shared methods and the page start.
+#include <gtest/gtest.h>
+
+#include "runtime/Conversions.h"
+#include "site/Clock.h"
+#include "site/DateNavigation.h"
+#include "site/PageFrame.h"
+#include "SiteFixture.h"
+
+namespace orbitel::site {
+namespace {
+
+// A month page as the views declare theirs.
+class MonthPage : public PageFrame {
+ public:
+  MonthPage() : PageFrame({"CalendarMonth.asp", DateStep::kMonth, 1}) {}
+  using PageFrame::PrintGenerateErrors;
+  using PageFrame::ShowCurrentDate;
+  using PageFrame::ShowCurrentVersion;
+  using PageFrame::ShowDateLink;
+  using PageFrame::ShowNextDate;
+  using PageFrame::ShowPreviousDate;
+  void ValidateUserAccess() { CheckPageAccess(); }
+};
+
+class WeekPage : public PageFrame {
+ public:
+  WeekPage() : PageFrame({"CalendarWeek.asp", DateStep::kWeek, 1}) {}
+  using PageFrame::ShowNextDate;
+  using PageFrame::ShowPreviousDate;
+};
+
+class ItemPage : public PageFrame {
+ public:
+  ItemPage() : PageFrame({"CalendarItem.asp", DateStep::kNone, 2, false}) {}
+};
+
+Date Day(int year, int month, int day) { return *Date::FromParts(year, month, day); }
+
+class PageFrameTest : public testing::SiteFixture {
+ protected:
+  void SetUp() override {
+    SiteFixture::SetUp();
+    FixClockForThread(*Day(2003, 12, 1).AddHours(10));  // Monday 1 December 2003
+  }
+  void TearDown() override {
+    FixClockForThread(std::nullopt);
+    SiteFixture::TearDown();
+  }
+
+  // The date a page start makes of a query.
+  std::string Requested(std::initializer_list<std::pair<const char*, const char*>> query) {
+    auto context = std::make_shared<MemoryPageContext>();
+    for (const auto& [key, value] : query) context->Query(key, value);
+    MonthPage page;
+    page.OnStartPage(context);
+    return Site().RequestedDate;
+  }
+};
+
+TEST_F(PageFrameTest, RequestedDateRules) {
+  struct Case {
+    std::initializer_list<std::pair<const char*, const char*>> query;
+    const char* expected;
+  } cases[] = {
+      {{}, "12/1/2003"},
+      {{{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}}, "3/5/2003"},
+      {{{"DAY", "31"}, {"MONTH", "2"}, {"YEAR", "2003"}}, "3/3/2003"},    // carries into March
+      {{{"MONTH", "0"}, {"YEAR", "2003"}}, "12/1/2002"},                  // month 0: December before
+      {{{"MONTH", "nextmonth"}}, "1/1/2004"},                             // month 13 carries
+      {{{"MONTH", "previousmonth"}, {"YEAR", "2010"}}, "11/1/2010"},      // year follows its own key
+      {{{"DAY", "previousday"}}, "11/30/2003"},                           // day 0: last of November
+      {{{"DAY", "nextday"}, {"MONTH", "6"}}, "6/2/2003"},
+      {{{"DAY", "today"}, {"MONTH", "2"}, {"YEAR", "2004"}}, "2/1/2004"},
+      {{{"YEAR", "nextyear"}}, "12/1/2004"},
+      {{{"YEAR", "previousyear"}}, "12/1/2002"},
+      {{{"MONTH", "NextMonth"}}, "12/1/2003"},                            // keywords are exact
+      {{{"MONTH", "abc"}}, "12/1/2003"},
+      {{{"MONTH", ""}}, "12/1/2003"},
+      {{{"MONTH", "2.5"}, {"DAY", "3.5"}}, "2/4/2003"},                   // half to even
+      {{{"YEAR", "3"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/2003"},        // two-digit year
+      {{{"YEAR", "99"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/1999"},
+  };
+  for (const Case& c : cases) {
+    Site().RequestedDate.clear();
+    EXPECT_EQ(Requested(c.query), c.expected);
+  }
+}
+
+TEST_F(PageFrameTest, OverflowKeepsThePreviousDate) {
+  EXPECT_EQ(Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}}), "3/5/2003");
+  EXPECT_EQ(Requested({{"MONTH", "40000"}}), "3/5/2003");
+  EXPECT_EQ(Requested({{"YEAR", "32767"}}), "3/5/2003");
+  EXPECT_EQ(Requested({{"DAY", "-32769"}}), "3/5/2003");
+}
+
+TEST_F(PageFrameTest, DateLinkCarriesTheRequestUserUnlessGivenALongerOne) {
+  context_->Query("USER", "mbrown");
+  const Date date = Day(2003, 3, 5);
+  EXPECT_EQ(BuildDateLinkQuery(date, "alice"), "?DAY=5&MONTH=3&YEAR=2003&USER=alice");
+  EXPECT_EQ(BuildDateLinkQuery(date, "al"), "?DAY=5&MONTH=3&YEAR=2003&USER=al");
+  EXPECT_EQ(BuildDateLinkQuery(date, "a"), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
+  EXPECT_EQ(BuildDateLinkQuery(date, ""), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
+
+  Site().PageContext = std::make_shared<MemoryPageContext>();  // no USER at all
+  EXPECT_EQ(BuildDateLinkQuery(date, "x"), "?DAY=5&MONTH=3&YEAR=2003&USER=");
+}
+
+TEST_F(PageFrameTest, SharedMethodsMoveByThePageStep) {
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Query("DAY", "31").Query("MONTH", "1").Query("YEAR", "2004").Query("USER", "mbrown");
+  MonthPage month;
+  month.OnStartPage(context);
+  EXPECT_EQ(month.ShowDateLink(), "?DAY=31&MONTH=1&YEAR=2004&USER=mbrown");
+  EXPECT_EQ(month.ShowNextDate(), "CalendarMonth.asp?DAY=29&MONTH=2&YEAR=2004&USER=mbrown");
+  EXPECT_EQ(month.ShowPreviousDate(), "CalendarMonth.asp?DAY=31&MONTH=12&YEAR=2003&USER=mbrown");
+  EXPECT_EQ(month.ShowCurrentDate(), "Saturday, January 31, 2004");
+  EXPECT_EQ(month.ShowCurrentVersion(), "7.3");
+
+  WeekPage week;
+  week.OnStartPage(context);
+  EXPECT_EQ(week.ShowNextDate(), "CalendarWeek.asp?DAY=7&MONTH=2&YEAR=2004&USER=mbrown");
+  EXPECT_EQ(week.ShowPreviousDate(), "CalendarWeek.asp?DAY=24&MONTH=1&YEAR=2004&USER=mbrown");
+}
+
+TEST_F(PageFrameTest, AppointmentPageLeavesTheRequestedDateAlone) {
+  Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}});
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Query("DAY", "9");
+  ItemPage item;
+  item.OnStartPage(context);
+  EXPECT_EQ(Site().RequestedDate, "3/5/2003");
+  EXPECT_EQ(Site().PageContext, context);
+}
+
+TEST_F(PageFrameTest, FirstPageOfAThreadFindsTheSiteAndLoadsTheSettings) {
+  Site().SitePath.clear();
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Variable("PATH_TRANSLATED", (folder_ / "CalendarMonth.asp").string());
+  MonthPage page;
+  page.OnStartPage(context);
+  EXPECT_EQ(Site().SitePath, folder_.string() + "/");
+  EXPECT_TRUE(Site().SettingsLoaded);
+  EXPECT_EQ(Site().AdminUserName, "admin");
+}
+
+TEST_F(PageFrameTest, PageStartSurvivesAMissingSite) {
+  Site().SitePath.clear();
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Variable("PATH_TRANSLATED", "/nowhere/at/all/CalendarMonth.asp").Query("DAY", "7");
+  MonthPage page;
+  page.OnStartPage(context);
+  EXPECT_EQ(Site().SitePath, "/nowhere/at/all/");
+  EXPECT_FALSE(Site().SettingsLoaded);
+  EXPECT_EQ(Site().RequestedDate, "12/7/2003");
+}
+
+TEST_F(PageFrameTest, SitePathNeedsASeparatorPastTheFirstCharacter) {
+  struct Case {
+    const char* path;
+    const char* site;
+  } cases[] = {
+      {"C:\\Inetpub\\wwwroot\\calendar\\CalendarMonth.asp", "C:\\Inetpub\\wwwroot\\calendar\\"},
+      {"/srv/site/CalendarMonth.asp", "/srv/site/"},
+      {"/CalendarMonth.asp", ""},
+      {"CalendarMonth.asp", ""},
+      {"", ""},
+  };
+  for (const Case& c : cases) {
+    Site().SitePath.clear();
+    auto context = std::make_shared<MemoryPageContext>();
+    context->Variable("PATH_TRANSLATED", c.path);
+    ItemPage page;
+    page.OnStartPage(context);
+    EXPECT_EQ(Site().SitePath, c.site) << c.path;
+  }
+}
+
+}  // namespace
+}  // namespace orbitel::site

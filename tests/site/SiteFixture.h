@@ -1,0 +1,73 @@
+#pragma once
+// A site folder of its own for each test: the shipped settings and users files copied into a
+// fresh temporary folder, this thread's site state reset to point at it, and the demo directory
+// (or none) connected.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "directory/Directory.h"
+#include "site/MemoryPageContext.h"
+#include "site/SiteServices.h"
+#include "site/SiteState.h"
+
+namespace orbitel::site::testing {
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline void WriteFile(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+class SiteFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = std::filesystem::temp_directory_path() /
+              ("orbitel-site-" + std::to_string(::getpid()) + "-" + std::to_string(counter_++));
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directories(folder_ / "store");
+    for (const char* name : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) {
+      std::filesystem::copy_file(std::filesystem::path("www") / name, folder_ / name);
+    }
+    Site() = SiteState();
+    Site().SitePath = folder_.string() + "/";
+    context_ = std::make_shared<MemoryPageContext>();
+    Site().PageContext = context_;
+    ConnectDirectory("www/directory.ldif");
+  }
+
+  void TearDown() override {
+    Site() = SiteState();
+    SetServices({});
+    std::filesystem::remove_all(folder_);
+  }
+
+  // Connects a directory file, or none for an empty path (a computer in no domain).
+  void ConnectDirectory(const std::string& path) {
+    SiteServices services;
+    services.store_root = folder_ / "store";
+    if (!path.empty()) {
+      auto directory = directory::OpenDirectory(path);
+      ASSERT_TRUE(directory.ok()) << directory.status().description();
+      services.directory = *directory;
+    }
+    SetServices(services);
+  }
+
+  std::filesystem::path File(const char* name) const { return folder_ / name; }
+  std::string ErrorLog() const { return ReadFile(folder_ / "Errorfile.Log"); }
+
+  std::filesystem::path folder_;
+  std::shared_ptr<MemoryPageContext> context_;
+  static inline int counter_ = 0;
+};
+
+}  // namespace orbitel::site::testing
