@@ -52,9 +52,11 @@ constexpr double kSecondsPerDay = 86400;
 std::optional<Date> ParseIsoDate(std::string_view text) {
   Reader in(text);
   const auto year = in.Fixed(4);
-  if (!year || !in.Accept('-')) return std::nullopt;
+  // The store's queries also write dates as 2003/06/01; the separators must agree.
+  const char separator = in.Peek() == '/' ? '/' : '-';
+  if (!year || !in.Accept(separator)) return std::nullopt;
   const auto month = in.Fixed(2);
-  if (!month || !in.Accept('-')) return std::nullopt;
+  if (!month || !in.Accept(separator)) return std::nullopt;
   const auto day = in.Fixed(2);
   if (!day || *month < 1 || *month > 12 || *day < 1 || *day > DaysIn(*year, *month)) {
     return std::nullopt;

@@ -1,6 +1,7 @@
 #pragma once
 // Dates in the ISO 8601 form the mail store's queries and the rowset files write:
-// "2003-11-03", "2003-11-03T09:30", "2003-11-03T09:30:15.250Z", "2003-11-03T09:30:15+01:00".
+// "2003-11-03", "2003-11-03T09:30", "2003-11-03T09:30:15.250Z", "2003-11-03T09:30:15+01:00",
+// and "2003/11/03 09:30:00" as the store's queries also write it.
 
 #include <optional>
 #include <string>

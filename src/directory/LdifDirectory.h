@@ -38,6 +38,7 @@ class LdifDirectory final : public Directory {
     bool operator==(const FileStamp&) const = default;
   };
 
+  // What one version of the file says.
   static std::shared_ptr<const Contents> ContentsOf(std::string_view text,
                                                     const std::string& path);
   // The parsed file, read again if it changed since; a file that cannot be read is an error.

@@ -1,0 +1,239 @@
+#include "data/RowsetFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The file exactly as ADO writes a one-user list.
+constexpr const char* kUsersFile =
+    "<xml xmlns:s='uuid:BDC6E3F0-6DA3-11d1-A2A3-00AA00C14882'\n"
+    "\txmlns:dt='uuid:C2F41010-65B3-11d1-A29F-00AA00C14882'\n"
+    "\txmlns:rs='urn:schemas-microsoft-com:rowset'\n"
+    "\txmlns:z='#RowsetSchema'>\n"
+    "<s:Schema id='RowsetSchema'>\n"
+    "\t<s:ElementType name='row' content='eltOnly' rs:updatable='true'>\n"
+    "\t\t<s:AttributeType name='Users' rs:number='1' rs:write='true'>\n"
+    "\t\t\t<s:datatype dt:type='string' dt:maxLength='255' rs:precision='0' "
+    "rs:maybenull='false'/>\n"
+    "\t\t</s:AttributeType>\n"
+    "\t\t<s:extends type='rs:rowbase'/>\n"
+    "\t</s:ElementType>\n"
+    "</s:Schema>\n"
+    "<rs:data>\n"
+    "\t<z:row Users='alice'/>\n"
+    "</rs:data>\n"
+    "</xml>\n";
+
+class RowsetFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "orbitel-rowset-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    folder = pattern;
+  }
+  void TearDown() override { fs::remove_all(folder); }
+
+  fs::path Write(const std::string& name, const std::string& content) {
+    std::ofstream(folder / name, std::ios::binary) << content;
+    return folder / name;
+  }
+  static std::string Read(const fs::path& path) {
+    std::stringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+  }
+  std::vector<std::string> Entries() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  fs::path folder;
+};
+
+TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
+  const fs::path path = Write("OrbitelUsers.xml", kUsersFile);
+  Recordset users;
+  ASSERT_TRUE(OpenRowsetFile(path, users).ok());
+  ASSERT_EQ(users.fields().size(), 1u);
+  EXPECT_EQ(users.fields()[0].name, "Users");
+  EXPECT_EQ(users.fields()[0].type, "string");
+  EXPECT_EQ(users.fields()[0].max_length, 255);
+  EXPECT_EQ(users.Field("Users")->Text(), "alice");
+
+  fs::remove(path);
+  ASSERT_TRUE(SaveRowsetFile(users, path).ok());
+  EXPECT_EQ(Read(path), kUsersFile);
+  EXPECT_EQ(Entries(), (std::vector<std::string>{"OrbitelUsers.xml", "OrbitelUsers.xml.lock"}));
+}
+
+TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
+  // Other prefixes, a field named apart from its attribute, no datatype, batch wrappers, and a
+  // row that leaves a field out.
+  const fs::path path = Write("settings.xml", R"(<?xml version="1.0"?>
+<xml xmlns:a="uuid:BDC6E3F0-6DA3-11d1-A2A3-00AA00C14882" xmlns:b="urn:schemas-microsoft-com:rowset"
+     xmlns:d="uuid:C2F41010-65B3-11d1-A29F-00AA00C14882" xmlns:r="#RowsetSchema">
+  <a:Schema id="RowsetSchema">
+    <a:ElementType name="row" content="eltOnly">
+      <a:AttributeType name="c0" b:name="First Name"><a:datatype d:type="string"/></a:AttributeType>
+      <a:AttributeType name="Age" d:type="int"/>
+      <a:AttributeType name="Note"/>
+    </a:ElementType>
+  </a:Schema>
+  <b:data>
+    <r:row c0="Ann" Age="31" Note="a&#xA;b"/>
+    <b:insert><r:row c0="Ben"/></b:insert>
+    <b:update><b:original><r:row c0="Old"/></b:original><r:row c0="New"/></b:update>
+    <b:delete><r:row c0="Gone"/></b:delete>
+  </b:data>
+</xml>)");
+  Recordset settings;
+  ASSERT_TRUE(OpenRowsetFile(path, settings).ok());
+  ASSERT_EQ(settings.fields().size(), 3u);
+  EXPECT_EQ(settings.fields()[0].name, "First Name");
+  EXPECT_EQ(settings.fields()[1].type, "int");
+  EXPECT_EQ(settings.fields()[2].type, "string");
+  ASSERT_EQ(settings.rows().size(), 3u);
+  EXPECT_EQ(settings.rows()[0], (std::vector<Value>{Value("Ann"), Value("31"), Value("a\nb")}));
+  EXPECT_EQ(settings.rows()[1], (std::vector<Value>{Value("Ben"), Value(), Value()}));
+  EXPECT_EQ(settings.rows()[2][0], Value("New"));
+
+  // The odd field name survives a save too.
+  ASSERT_TRUE(SaveRowsetFile(settings, path).ok());
+  Recordset again;
+  ASSERT_TRUE(OpenRowsetFile(path, again).ok());
+  EXPECT_EQ(again.fields()[0].name, "First Name");
+  EXPECT_EQ(again.rows(), settings.rows());
+}
+
+TEST_F(RowsetFileTest, AnyTextSurvivesARoundTrip) {
+  const std::string tricky = "He said \"it's <b>5 & 6</b>\"\nnext line\r\n\ttab  and  spaces ";
+  Recordset original({FieldInfo{"Users"}, FieldInfo{"Note"}},
+                     {{Value(tricky), Value("")}, {Value("o'brien"), Value()}});
+  const fs::path path = folder / "round.xml";
+  ASSERT_TRUE(SaveRowsetFile(original, path).ok());
+  Recordset loaded;
+  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
+  EXPECT_EQ(loaded.rows(), original.rows());
+}
+
+TEST_F(RowsetFileTest, SavingCommitsPendingEditsAndKeepsPermissions) {
+  const fs::path path = Write("users.xml", kUsersFile);
+  ::chmod(path.c_str(), 0640);
+  Recordset users;
+  ASSERT_TRUE(OpenRowsetFile(path, users).ok());
+  ASSERT_TRUE(users.AddNew().ok());
+  ASSERT_TRUE(users.SetField("Users", std::string("bob")).ok());
+  ASSERT_TRUE(SaveRowsetFile(users, path).ok());
+  Recordset loaded;
+  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
+  EXPECT_EQ(loaded.rows(), (std::vector<std::vector<Value>>{{Value("alice")}, {Value("bob")}}));
+  EXPECT_EQ(fs::status(path).permissions() & fs::perms::all,
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+
+  Recordset closed;
+  EXPECT_EQ(SaveRowsetFile(closed, path).number(), errors::kOperationOnClosedObject);
+}
+
+TEST_F(RowsetFileTest, MissingAndMalformedFilesLeaveTheRecordsetClosed) {
+  Recordset recordset({FieldInfo{"Users"}}, {{Value("x")}});
+  Status missing = OpenRowsetFile(folder / "nothing.xml", recordset);
+  EXPECT_EQ(missing.number(), errors::kFileNotFound);
+  EXPECT_EQ(missing.description(), "File not found");
+  EXPECT_FALSE(recordset.IsOpen());
+  EXPECT_EQ(OpenRowsetFile(folder / "no-folder" / "x.xml", recordset).number(),
+            errors::kFileNotFound);
+
+  const fs::path broken = Write("broken.xml", std::string(kUsersFile).substr(0, 300));
+  Status malformed = OpenRowsetFile(broken, recordset);
+  EXPECT_EQ(malformed.number(), errors::kPersistedFileInvalid);
+  EXPECT_NE(malformed.description().find(broken.string()), std::string::npos);
+  EXPECT_NE(malformed.description().find("offset"), std::string::npos);
+  EXPECT_FALSE(recordset.IsOpen());
+
+  const fs::path no_schema = Write("plain.xml", "<xml><data/></xml>");
+  EXPECT_EQ(OpenRowsetFile(no_schema, recordset).number(), errors::kPersistedFileInvalid);
+  EXPECT_EQ(OpenRowsetFile(folder, recordset).number(), errors::kPersistedFileInvalid);
+  // Reading never leaves anything behind, not even a lock file.
+  EXPECT_EQ(Entries(), (std::vector<std::string>{"broken.xml", "plain.xml"}));
+}
+
+TEST_F(RowsetFileTest, AFailedSaveLeavesTheTargetAndNoTemporaryFile) {
+  Recordset users({FieldInfo{"Users"}}, {{Value("alice")}});
+  Status no_folder = SaveRowsetFile(users, folder / "missing" / "users.xml");
+  EXPECT_EQ(no_folder.number(), errors::kPermissionDenied);
+  EXPECT_NE(no_folder.description().find("Permission denied: " + (folder / "missing").string()),
+            std::string::npos);
+
+  // A folder in the way: the temporary file is written, then the rename fails.
+  const fs::path blocked = folder / "users.xml";
+  fs::create_directory(blocked);
+  Write("users.xml/keep", "x");
+  EXPECT_EQ(SaveRowsetFile(users, blocked).number(), errors::kPermissionDenied);
+  EXPECT_EQ(Entries(), (std::vector<std::string>{"users.xml", "users.xml.lock"}));
+  EXPECT_EQ(Read(blocked / "keep"), "x");
+}
+
+// Two writers save different lists over and over while a reader keeps loading: every load
+// succeeds and sees one writer's whole list.
+TEST_F(RowsetFileTest, ConcurrentWritersNeverShowAPartialFile) {
+  const fs::path path = folder / "users.xml";
+  auto list = [](const std::string& prefix, int count) {
+    std::vector<std::vector<Value>> rows;
+    for (int i = 0; i < count; ++i) rows.push_back({Value(prefix + std::to_string(i))});
+    return rows;
+  };
+  const auto first = list("first-", 40);
+  const auto second = list("second-", 300);
+  {
+    Recordset initial({FieldInfo{"Users"}}, first);
+    ASSERT_TRUE(SaveRowsetFile(initial, path).ok());
+  }
+
+  std::atomic<bool> writing{true};
+  std::atomic<int> failed_saves{0};
+  auto writer = [&](const std::vector<std::vector<Value>>& rows) {
+    Recordset recordset({FieldInfo{"Users"}}, rows);
+    for (int i = 0; i < 200; ++i) {
+      if (!SaveRowsetFile(recordset, path).ok()) ++failed_saves;
+    }
+  };
+  std::thread one(writer, std::cref(first));
+  std::thread two(writer, std::cref(second));
+  int loads = 0;
+  std::thread reader([&] {
+    while (writing) {
+      Recordset loaded;
+      Status status = OpenRowsetFile(path, loaded);
+      ASSERT_TRUE(status.ok()) << status.description();
+      ASSERT_TRUE(loaded.rows() == first || loaded.rows() == second);
+      ++loads;
+    }
+  });
+  one.join();
+  two.join();
+  writing = false;
+  reader.join();
+  EXPECT_EQ(failed_saves, 0);
+  EXPECT_GT(loads, 0);
+  EXPECT_EQ(Entries(), (std::vector<std::string>{"users.xml", "users.xml.lock"}));
+}
+
+}  // namespace
+}  // namespace orbitel::data

@@ -1,0 +1,58 @@
+#include "directory/Directory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "directory/DirectoryErrors.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::directory {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(DnsNameOf, JoinsTheDomainComponentsInOrder) {
+  EXPECT_EQ(DnsNameOf("DC=ORBITEL,DC=DEMO"), "ORBITEL.DEMO");
+  EXPECT_EQ(DnsNameOf("dc=corp,dc=example,dc=com"), "corp.example.com");
+  EXPECT_EQ(DnsNameOf("OU=Staff, Dc=corp , DC=example"), "corp.example");
+  EXPECT_EQ(DnsNameOf("CN=Smith\\, DC=fake,OU=Staff,DC=corp"), "corp");
+  EXPECT_EQ(DnsNameOf("O=Acme,C=US"), "");
+  EXPECT_EQ(DnsNameOf(""), "");
+}
+
+// The shipped demo directory reached through each address form.
+TEST(OpenDirectory, OpensFileAddressesAndPlainPaths) {
+  const std::string absolute = fs::absolute("www/directory.ldif").string();
+  for (const std::string& address :
+       {std::string("www/directory.ldif"), absolute, "file:" + absolute, "file://" + absolute,
+        "FILE://localhost" + absolute, std::string("file:www/directory.ldif")}) {
+    Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
+    ASSERT_TRUE(directory.ok()) << address << ": " << directory.status().description();
+    EXPECT_EQ((*directory)->NamingContext().value_or(""), "DC=ORBITEL,DC=DEMO") << address;
+  }
+
+  Result<std::shared_ptr<const Directory>> missing = OpenDirectory("file:///no/such%20folder.ldif");
+  ASSERT_TRUE(missing.ok());
+  Status status = (*missing)->Accounts().status();
+  EXPECT_EQ(status.number(), orbitel::errors::kPathNotFound);
+  EXPECT_NE(status.description().find("/no/such folder.ldif"), std::string::npos);
+}
+
+TEST(OpenDirectory, RefusesAddressesItHasNoSourceFor) {
+  for (const char* address : {"ldap://dc01.orbitel.demo/DC=ORBITEL,DC=DEMO", "LDAP://dc01",
+                              "ldaps://dc01.orbitel.demo"}) {
+    Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
+    EXPECT_EQ(directory.status().number(), errors::kDirectoryProviderNotAvailable) << address;
+    EXPECT_EQ(directory.status().description(), "LDAP directories are not available in this build");
+  }
+  for (const char* address : {"gopher://dc01/x", "file://fileserver/share/directory.ldif", "",
+                              "file:"}) {
+    Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
+    EXPECT_EQ(directory.status().number(), errors::kInvalidDirectoryAddress) << address;
+    EXPECT_EQ(directory.status().description().rfind("Unsupported directory address", 0), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace orbitel::directory
