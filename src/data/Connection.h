@@ -1,0 +1,43 @@
+#pragma once
+// A connection to one calendar folder through the provider it names, and the statements run
+// on it. Mirrors the data access layer the pages were written against: set Provider (and
+// Mode), Open a folder URL, then open recordsets on it. Not thread-safe; one per request.
+
+#include <memory>
+#include <string>
+
+#include "data/Recordset.h"
+#include "data/StoreProvider.h"
+#include "runtime/Status.h"
+
+namespace orbitel::data {
+
+inline constexpr int kStateClosed = 0;
+inline constexpr int kStateOpen = 1;
+
+class Connection {
+ public:
+  std::string Provider;
+  int Mode = 0;  // 3: read/write; accepted and not otherwise used
+
+  // errors::kProviderNotFound for an unknown provider, errors::kCannotOpenFolder for a folder
+  // that cannot be opened. User and password are accepted for the original call's shape; the
+  // provider authenticates as the program is configured.
+  Status Open(const std::string& url, const std::string& user = "",
+              const std::string& password = "", long options = -1);
+  void Close();
+  int State() const { return folder_ ? kStateOpen : kStateClosed; }
+  StoreFolder* folder() const { return folder_.get(); }
+
+ private:
+  std::unique_ptr<StoreFolder> folder_;
+};
+
+// Opens source (a statement) on an open connection into rows: errors::kOperationOnClosedObject
+// when the connection is not open, errors::kSyntaxError for malformed text. Deleting a row of
+// the result and calling Update removes the item it names (its "DAV:href") from the store.
+// Cursor settings are accepted and not otherwise used.
+Status OpenRecordset(Recordset& rows, const std::string& source, Connection& connection,
+                     int cursor_type = -1, int lock_type = -1, long options = -1);
+
+}  // namespace orbitel::data

@@ -1,0 +1,67 @@
+#pragma once
+// The calendar stores behind one narrow interface. A provider is chosen by the name a
+// connection sets ("ExOLEDB.DataSource": the local store; "MSDAIPP.DSO": CalDAV), opens a
+// folder by its URL, and the open folder answers statements and reads and writes items.
+// Providers are process-wide and safe to use from several threads; a StoreFolder belongs to the
+// request that opened it.
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "data/Recordset.h"
+#include "data/Statement.h"
+#include "runtime/Status.h"
+
+namespace orbitel::data {
+
+// An item's iCalendar text and the version tag a later replace must match.
+struct ItemSource {
+  std::string href;
+  std::string ics;
+  std::string etag;
+};
+
+class StoreFolder {
+ public:
+  virtual ~StoreFolder() = default;
+
+  // The folder URL as opened.
+  virtual const std::string& url() const = 0;
+  // Runs a statement whose scope is this folder: the items (occurrences of recurring items
+  // expanded inside the range the WHERE asks for) that pass the WHERE, with exactly the
+  // selected columns, in the ORDER BY order. A scope naming another folder fails with
+  // errors::kCannotOpenFolder.
+  virtual Status Query(const SelectStatement& statement, Recordset& rows) = 0;
+  // Removes the item; a missing item is errors::kCannotOpenFolder.
+  virtual Status DeleteItem(const std::string& href) = 0;
+  virtual Result<ItemSource> ReadItem(const std::string& href) = 0;
+  // Stores a new item and returns its href; the store names it "<uid>.ics".
+  virtual Result<std::string> CreateItem(const std::string& ics) = 0;
+  // Replaces an item when its tag still matches (someone else's change is never overwritten).
+  virtual Status ReplaceItem(const std::string& href, const std::string& ics,
+                             const std::string& etag) = 0;
+};
+
+class StoreProvider {
+ public:
+  virtual ~StoreProvider() = default;
+  // A missing folder or mailbox, a store that cannot be read, or a URL this provider does not
+  // serve: errors::kCannotOpenFolder.
+  virtual Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const = 0;
+};
+
+// Where the providers find their stores; set once when the program starts.
+struct StoreSettings {
+  std::string store_root;  // the local store's root folder: one sub-folder per mail domain
+};
+void ConfigureStores(StoreSettings settings);
+const StoreSettings& StoreConfiguration();
+
+// The provider a connection names (ASCII case ignored); errors::kProviderNotFound otherwise.
+Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name);
+// The provider that serves a URL by its form ("file://./backofficestorage/..." or
+// "http(s)://..."), for the appointment object, which is given URLs only.
+Result<std::shared_ptr<const StoreProvider>> ProviderForUrl(std::string_view url);
+
+}  // namespace orbitel::data
