@@ -30,7 +30,10 @@ class Connection {
   StoreFolder* folder() const { return folder_.get(); }
 
  private:
-  std::unique_ptr<StoreFolder> folder_;
+  friend Status OpenRecordset(Recordset&, const std::string&, Connection&, int, int, long);
+  // Shared so a recordset opened on the connection can tell, through a weak reference, whether
+  // the folder is still open when it deletes an item.
+  std::shared_ptr<StoreFolder> folder_;
 };
 
 // Opens source (a statement) on an open connection into rows: errors::kOperationOnClosedObject

@@ -142,6 +142,9 @@ Status Recordset::Delete() {
   if (!open_) return ClosedObjectError();
   CommitPending();
   if (!HasCurrent()) return NoCurrentRecordError();
+  if (delete_handler_) {
+    if (Status removed = delete_handler_(rows_[cursor_]); !removed.ok()) return removed;
+  }
   rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(cursor_));
   deleted_current_ = true;
   return Status::Ok();

@@ -3,10 +3,12 @@
 // edits that Update commits. Rowset files (RowsetFile.h) and the store providers fill one.
 // Not thread-safe: a recordset belongs to the request that opened it.
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "data/Expression.h"
@@ -67,11 +69,17 @@ class Recordset {
   // Update (or a move) appends it to the rows and leaves it current.
   Status AddNew();
   // Removes the current row; the cursor stays on the position it had (read the next by
-  // MoveNext). Pending edits are committed first.
+  // MoveNext). Pending edits are committed first. With a delete handler the row is handed to
+  // it first, and a failure it reports keeps the row and is returned.
   Status Delete();
   // Commits pending field changes of the current or new row; without any it does nothing, so
   // "Delete, Update, MoveNext" loops work.
   Status Update();
+
+  // What removing a row means beyond this recordset: a store's recordset removes the item the
+  // row names from its folder. Rowset files have none and delete rows in memory only.
+  using DeleteHandler = std::function<Status(const std::vector<Value>& row)>;
+  void SetDeleteHandler(DeleteHandler handler) { delete_handler_ = std::move(handler); }
 
  private:
   bool Passes(std::size_t row) const;
@@ -92,6 +100,7 @@ class Recordset {
   // The edited copy of the current row, or the row being added, until Update or a move.
   std::optional<std::vector<Value>> pending_;
   bool adding_ = false;
+  DeleteHandler delete_handler_;
 };
 
 }  // namespace orbitel::data

@@ -4,6 +4,7 @@
 
 #include "runtime/Conversions.h"
 #include "site/Clock.h"
+#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteState.h"
 
@@ -47,10 +48,11 @@ std::string BuildDateLinkQuery(Date date, std::string_view user) {
   std::string query = "?DAY=" + std::to_string(date.Day()) + "&MONTH=" +
                       std::to_string(date.Month()) + "&YEAR=" + std::to_string(date.Year()) +
                       "&USER=";
+  // The link lands in an href: the user, whoever gave it, is escaped there.
   if (user.size() > 1) {
-    query += user;
+    query += HtmlEscape(user);
   } else if (const auto& context = Site().PageContext) {
-    query += context->RequestText("USER");
+    query += HtmlEscape(context->RequestText("USER"));
   }
   return query;
 }

@@ -19,7 +19,8 @@ class PageContext;
 Result<Date> RequestedDateFrom(const PageContext& context, Date today);
 
 // "?DAY=5&MONTH=3&YEAR=2003&USER=" followed by user when it is longer than one character, else
-// by the request's own "USER" value as it stands. Nothing is URL-encoded.
+// by the request's own "USER" value. Nothing is URL-encoded; the user is HTML-escaped, as the
+// text goes into an href.
 std::string BuildDateLinkQuery(Date date, std::string_view user);
 
 // RequestedDate read back as a date; today when it holds no date.

@@ -61,6 +61,8 @@ std::string PageFrame::ShowCurrentVersion() const { return std::end(kReleases)[-
 
 std::string PageFrame::PrintGenerateErrors() const { return Site().ErrorText; }
 
+std::string PageFrame::PrintCalendar() const { return Site().CalendarHtml; }
+
 void PageFrame::CheckPageAccess() const { CheckAccess(page_.access_level, page_.page_name); }
 
 }  // namespace orbitel::site

@@ -42,6 +42,8 @@ class PageFrame {
   std::string ShowCurrentVersion() const;
   // ErrorText as it stands (it is not cleared).
   std::string PrintGenerateErrors() const;
+  // CalendarHtml as the view's last generator left it.
+  std::string PrintCalendar() const;
   // The access check with the page's level and name (ValidateUserAccess/ValidateAdminAccess).
   void CheckPageAccess() const;
 

@@ -1,0 +1,72 @@
+#pragma once
+// Owning wrappers of SQLite's handles for the local store: a database connection, a prepared
+// statement that resets itself for its next use, and a transaction that rolls back unless it
+// was committed.
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "runtime/Status.h"
+
+namespace orbitel::data::sqlite {
+
+struct DatabaseClose {
+  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+};
+using DatabaseHandle = std::unique_ptr<sqlite3, DatabaseClose>;
+
+struct StatementFinalize {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+
+// A statement prepared once and run many times: Bind, then Step until it reports no more
+// rows. Reset happens before each new round of binding.
+class Statement {
+ public:
+  Statement() = default;
+  Statement(sqlite3* db, std::string_view sql);  // check ok() after
+
+  bool ok() const { return statement_ != nullptr; }
+  Statement& Reset();
+  Statement& Bind(int index, std::int64_t value);
+  Statement& Bind(int index, std::string_view text);
+  Statement& BindNull(int index);
+  // SQLITE_ROW, SQLITE_DONE or an error code.
+  int Step();
+
+  std::int64_t Int(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+  bool IsNull(int column) const {
+    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+  }
+  std::string Text(int column) const;
+
+ private:
+  std::unique_ptr<sqlite3_stmt, StatementFinalize> statement_;
+};
+
+// BEGIN IMMEDIATE at construction (the write lock is taken at once, so two writers wait for
+// each other instead of failing half-way); ROLLBACK in the destructor unless Commit succeeded.
+class Transaction {
+ public:
+  explicit Transaction(sqlite3* db);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  bool began() const { return began_; }
+  bool Commit();
+
+ private:
+  sqlite3* db_;
+  bool began_ = false;
+  bool done_ = false;
+};
+
+// Runs statements without results; false when one fails.
+bool Execute(sqlite3* db, const char* sql);
+
+}  // namespace orbitel::data::sqlite

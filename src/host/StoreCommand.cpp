@@ -1,0 +1,318 @@
+#include "host/StoreCommand.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <variant>
+
+#include "data/ICalendar.h"
+#include "data/IsoDate.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/StoreUrl.h"
+#include "directory/Directory.h"
+#include "host/DemoCalendar.h"
+#include "runtime/Conversions.h"
+
+namespace orbitel::host {
+namespace {
+
+using data::LocalStoreDatabase;
+using data::UtcSeconds;
+
+constexpr int kFailed = 1;
+constexpr int kMisused = 2;
+constexpr int kProgressEvery = 1000;
+
+struct Options {
+  std::string store_root = "./store";
+  std::optional<Date> from;
+  std::optional<Date> to;
+  bool help = false;
+  std::vector<std::string> words;  // the subcommand and its operands
+};
+
+// A failure to report: the message and the exit code.
+struct Failure {
+  int code;
+  std::string message;
+};
+
+std::optional<Failure> ParseOptions(const std::vector<std::string>& args, Options& options) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    auto value = [&](const std::string& name) -> std::optional<std::string> {
+      if (arg.rfind(name + "=", 0) == 0) return arg.substr(name.size() + 1);
+      if (arg == name && i + 1 < args.size()) return args[++i];
+      return std::nullopt;
+    };
+    if (arg == "--help" || arg == "-h") {
+      options.help = true;
+    } else if (arg.rfind("--store-root", 0) == 0) {
+      auto root = value("--store-root");
+      if (!root || root->empty()) return Failure{kMisused, "--store-root needs a folder"};
+      options.store_root = *root;
+    } else if (arg.rfind("--from", 0) == 0 || arg.rfind("--to", 0) == 0) {
+      const bool is_from = arg.rfind("--from", 0) == 0;
+      auto text = value(is_from ? "--from" : "--to");
+      const auto date = text ? data::ParseIsoDate(*text) : std::nullopt;
+      if (!date || !date->IsMidnight()) {
+        return Failure{kMisused, std::string(is_from ? "--from" : "--to") +
+                                     " needs a date written YYYY-MM-DD"};
+      }
+      (is_from ? options.from : options.to) = *date;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      return Failure{kMisused, "unknown option " + arg};
+    } else {
+      options.words.push_back(arg);
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Failure> CheckNames(const std::string& domain, const std::string& account) {
+  if (!data::ParseFolderUrl(data::FolderUrlOf(domain, account))) {
+    return Failure{kFailed, "'" + domain + "' / '" + account +
+                                "' cannot name a mailbox (a domain of letters, digits, '.', '-' "
+                                "and '_'; an account without '/' or blanks)"};
+  }
+  return std::nullopt;
+}
+
+// The domain's database and the mailbox's folder, both existing.
+struct Mailbox {
+  std::shared_ptr<LocalStoreDatabase> database;
+  LocalStoreDatabase::FolderId folder = 0;
+};
+
+std::variant<Mailbox, Failure> OpenMailbox(const Options& options, const std::string& domain,
+                                           const std::string& account) {
+  if (auto bad = CheckNames(domain, account)) return *bad;
+  auto database = LocalStoreDatabase::Open(options.store_root, ToLower(domain));
+  if (!database.ok()) return Failure{kFailed, database.status().description()};
+  auto folder = (*database)->FindFolder(account);
+  if (!folder.ok()) return Failure{kFailed, folder.status().description()};
+  if (!*folder) {
+    return Failure{kFailed, "the domain " + domain + " has no mailbox " + account +
+                                " (create it with: orbitel store create-mailbox " + domain + " " +
+                                account + ")"};
+  }
+  return Mailbox{*database, **folder};
+}
+
+std::optional<Failure> CreateMailbox(const Options& options, std::ostream& out) {
+  const std::string& domain = options.words[1];
+  const std::string& account = options.words[2];
+  if (auto bad = CheckNames(domain, account)) return bad;
+  auto database = LocalStoreDatabase::OpenOrCreate(options.store_root, ToLower(domain));
+  if (!database.ok()) return Failure{kFailed, database.status().description()};
+  auto existing = (*database)->FindFolder(account);
+  if (!existing.ok()) return Failure{kFailed, existing.status().description()};
+  auto folder = (*database)->CreateMailbox(account);
+  if (!folder.ok()) return Failure{kFailed, folder.status().description()};
+  out << (*existing ? "Mailbox already there: " : "Created mailbox: ")
+      << data::FolderUrlOf(ToLower(domain), account) << "\n";
+  return std::nullopt;
+}
+
+std::optional<Failure> Import(const Options& options, std::ostream& out, std::ostream& err) {
+  const std::string& file = options.words[3];
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream text;
+  if (!in || !(text << in.rdbuf())) {
+    if (in && in.peek() == std::char_traits<char>::eof()) {
+      // An empty file reads as nothing; ParseCalendar reports it.
+    } else {
+      return Failure{kFailed, file + ": cannot be read"};
+    }
+  }
+  auto items = data::ParseCalendar(text.str());
+  if (!items.ok()) return Failure{kFailed, file + ": " + items.status().description()};
+
+  auto opened = OpenMailbox(options, options.words[1], options.words[2]);
+  if (auto* failure = std::get_if<Failure>(&opened)) return *failure;
+  Mailbox& mailbox = std::get<Mailbox>(opened);
+  // All or nothing: the transaction rolls back unless every item went in.
+  data::sqlite::Transaction transaction(mailbox.database->handle());
+  if (!transaction.began()) return Failure{kFailed, "the store database is busy"};
+  const std::size_t total = items->size();
+  std::size_t done = 0;
+  for (const data::CalendarItem& item : *items) {
+    auto tag = mailbox.database->Put(mailbox.folder, data::ItemNameOf(item.uid), item.ics);
+    if (!tag.ok()) {
+      return Failure{kFailed, file + ": item " + item.uid + ": " + tag.status().description() +
+                                  "; nothing imported"};
+    }
+    if (++done % kProgressEvery == 0) err << "imported " << done << " of " << total << " items\n";
+  }
+  if (!transaction.Commit()) return Failure{kFailed, "the import could not be committed"};
+  out << "Imported " << total << " item" << (total == 1 ? "" : "s") << " into "
+      << data::FolderUrlOf(ToLower(options.words[1]), options.words[2]) << "\n";
+  return std::nullopt;
+}
+
+std::optional<Failure> Export(const Options& options, std::ostream& out) {
+  auto opened = OpenMailbox(options, options.words[1], options.words[2]);
+  if (auto* failure = std::get_if<Failure>(&opened)) return *failure;
+  Mailbox& mailbox = std::get<Mailbox>(opened);
+  auto items = mailbox.database->All(mailbox.folder);
+  if (!items.ok()) return Failure{kFailed, items.status().description()};
+  std::vector<std::string> texts;
+  texts.reserve(items->size());
+  for (const auto& item : *items) texts.push_back(item.ics);
+  out << data::JoinCalendar(texts);
+  return std::nullopt;
+}
+
+std::string LocalText(Date utc, bool date_only) {
+  const Date local = data::LocalOfUtc(data::UtcOfDate(utc));
+  char text[32];
+  if (date_only) {
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d", local.Year(), local.Month(), local.Day());
+  } else {
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d", local.Year(), local.Month(),
+                  local.Day(), local.Hour(), local.Minute());
+  }
+  return text;
+}
+
+std::optional<Failure> List(const Options& options, std::ostream& out) {
+  auto opened = OpenMailbox(options, options.words[1], options.words[2]);
+  if (auto* failure = std::get_if<Failure>(&opened)) return *failure;
+  Mailbox& mailbox = std::get<Mailbox>(opened);
+  auto items = mailbox.database->All(mailbox.folder);
+  if (!items.ok()) return Failure{kFailed, items.status().description()};
+
+  // With a period: every occurrence overlapping it, from the local midnight starting --from to
+  // the one ending --to. Without: each item once, at its first occurrence.
+  const bool ranged = options.from || options.to;
+  const UtcSeconds from = options.from ? data::UtcOfLocal(*options.from)
+                                       : std::numeric_limits<UtcSeconds>::min();
+  const UtcSeconds until = options.to ? data::UtcOfLocal(options.to->AddDays(1).value_or(*options.to)) - 1
+                                      : std::numeric_limits<UtcSeconds>::max();
+  std::vector<std::pair<data::StoreItem, bool>> lines;  // the item and whether it recurs
+  for (const auto& item : *items) {
+    auto summary = data::SummarizeItem(item.ics);
+    if (!summary.ok()) continue;
+    if (!ranged) {
+      lines.emplace_back(summary->master, summary->recurring);
+      continue;
+    }
+    auto occurrences = data::ExpandItem(item.ics, from, until);
+    if (!occurrences.ok()) continue;
+    for (auto& occurrence : *occurrences) lines.emplace_back(std::move(occurrence), summary->recurring);
+  }
+  std::stable_sort(lines.begin(), lines.end(), [](const auto& a, const auto& b) {
+    return a.first.dtstart < b.first.dtstart;
+  });
+  for (const auto& [item, recurring] : lines) {
+    out << LocalText(item.dtstart, item.alldayevent) << "\t"
+        << LocalText(item.dtend, item.alldayevent) << "\t" << item.busystatus << "\t"
+        << item.subject << (recurring && !ranged ? " (recurring)" : "") << "\n";
+  }
+  return std::nullopt;
+}
+
+std::optional<Failure> Demo(const Options& options, std::ostream& out) {
+  const std::string& domain = options.words[1];
+  const std::string& source = options.words[2];
+  auto directory = directory::OpenDirectory(source);
+  if (!directory.ok()) return Failure{kFailed, source + ": " + directory.status().description()};
+  auto accounts = (*directory)->Accounts();
+  if (!accounts.ok()) return Failure{kFailed, source + ": " + accounts.status().description()};
+  if (auto bad = CheckNames(domain, "demo")) return bad;
+  auto database = LocalStoreDatabase::OpenOrCreate(options.store_root, ToLower(domain));
+  if (!database.ok()) return Failure{kFailed, database.status().description()};
+
+  data::sqlite::Transaction transaction((*database)->handle());
+  if (!transaction.began()) return Failure{kFailed, "the store database is busy"};
+  const Date today = Date::Today();
+  int filled = 0;
+  for (const directory::Account& account : *accounts) {
+    if (account.disabled) continue;
+    if (CheckNames(domain, account.name)) continue;  // a name no folder URL can carry
+    auto folder = (*database)->CreateMailbox(account.name);
+    if (!folder.ok()) return Failure{kFailed, folder.status().description()};
+    auto removed = (*database)->RemoveByUidPrefix(*folder, kDemoUidPrefix);
+    if (!removed.ok()) return Failure{kFailed, removed.status().description()};
+    for (const std::string& ics : DemoAppointments(account.name, today)) {
+      auto parsed = data::ParseCalendar(ics);
+      if (!parsed.ok() || parsed->size() != 1) {
+        return Failure{kFailed, "a demo appointment does not parse: " + parsed.status().description()};
+      }
+      auto tag = (*database)->Put(*folder, data::ItemNameOf(parsed->front().uid), parsed->front().ics);
+      if (!tag.ok()) return Failure{kFailed, tag.status().description()};
+    }
+    ++filled;
+  }
+  if (!transaction.Commit()) return Failure{kFailed, "the demo fill could not be committed"};
+  out << "Filled " << filled << " mailbox" << (filled == 1 ? "" : "es") << " of " << ToLower(domain)
+      << " with demo appointments\n";
+  return std::nullopt;
+}
+
+}  // namespace
+
+void PrintStoreUsage(std::ostream& out) {
+  out << "Usage: orbitel store [--store-root DIR] <command> ...\n"
+         "\n"
+         "The local calendar store: one database per mail domain under DIR (default ./store).\n"
+         "\n"
+         "Commands:\n"
+         "  create-mailbox <domain> <account>        add a mailbox (and the domain's database)\n"
+         "  import <domain> <account> <file.ics>     add or replace the file's items, all or none\n"
+         "  export <domain> <account>                write the mailbox as one VCALENDAR\n"
+         "  list <domain> <account> [--from YYYY-MM-DD] [--to YYYY-MM-DD]\n"
+         "                                           one line per item (per occurrence in a period):\n"
+         "                                           local start, end, busy status, subject\n"
+         "  demo <domain> <directory.ldif>           fill every enabled account's mailbox with demo\n"
+         "                                           appointments around today (replacing earlier ones)\n";
+}
+
+int RunStoreCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  Options options;
+  std::optional<Failure> failure = ParseOptions(args, options);
+  if (!failure && options.help) {
+    PrintStoreUsage(out);
+    return 0;
+  }
+  if (!failure) {
+    struct Command {
+      const char* name;
+      std::size_t operands;
+    };
+    static constexpr Command kCommands[] = {
+        {"create-mailbox", 2}, {"import", 3}, {"export", 2}, {"list", 2}, {"demo", 2}};
+    const Command* command = nullptr;
+    if (!options.words.empty()) {
+      for (const Command& candidate : kCommands) {
+        if (options.words[0] == candidate.name) command = &candidate;
+      }
+    }
+    if (command == nullptr) {
+      failure = Failure{kMisused, options.words.empty() ? "a command is needed"
+                                                        : "unknown command " + options.words[0]};
+    } else if (options.words.size() != command->operands + 1) {
+      failure = Failure{kMisused, std::string(command->name) + " takes " +
+                                      std::to_string(command->operands) + " operands"};
+    } else if ((options.from || options.to) && options.words[0] != "list") {
+      failure = Failure{kMisused, "--from and --to belong to list"};
+    } else {
+      const std::string& name = options.words[0];
+      if (name == "create-mailbox") failure = CreateMailbox(options, out);
+      if (name == "import") failure = Import(options, out, err);
+      if (name == "export") failure = Export(options, out);
+      if (name == "list") failure = List(options, out);
+      if (name == "demo") failure = Demo(options, out);
+    }
+  }
+  if (!failure) return 0;
+  err << "orbitel store: " << failure->message << "\n";
+  if (failure->code == kMisused) err << "Run 'orbitel store --help' for usage.\n";
+  return failure->code;
+}
+
+}  // namespace orbitel::host

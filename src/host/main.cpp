@@ -1,0 +1,35 @@
+// The orbitel program: the first argument names the command, which does the rest.
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "host/StoreCommand.h"
+
+namespace {
+
+void PrintUsage(std::ostream& out) {
+  out << "Usage: orbitel <command> [options]\n"
+         "\n"
+         "Commands:\n"
+         "  store    manage the local calendar store (orbitel store --help)\n";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    PrintUsage(std::cerr);
+    return 2;
+  }
+  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    PrintUsage(std::cout);
+    return 0;
+  }
+  if (args[0] == "store") {
+    return orbitel::host::RunStoreCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
+  }
+  std::cerr << "orbitel: unknown command " << args[0] << "\n";
+  PrintUsage(std::cerr);
+  return 2;
+}

@@ -1,0 +1,48 @@
+#include "views/team/TeamRows.h"
+
+#include "site/DateHelpers.h"
+#include "site/DomainDirectory.h"
+#include "site/HtmlEscape.h"
+#include "site/SiteSettings.h"
+#include "site/SiteState.h"
+
+namespace orbitel::views {
+
+site::UserList LoadTeam() {
+  site::GetSiteVars();
+  site::Site().CalendarHtml.clear();
+  site::Site().ErrorText.clear();
+  site::UserList users;
+  site::GetFolderPaths(users);
+  site::CleanUpUsers(users);
+  return users;
+}
+
+const char* DayHeaderColour(Date date, Date today) {
+  if (date.IsoWeekday() > 5) return "#999999";
+  if (date.DatePart() == today.DatePart()) return "#ff0000";
+  return "#e5e5e5";
+}
+
+const char* DayCellColour(Date date) { return date.IsoWeekday() > 5 ? "#CCCCCC" : "#f7f7f7"; }
+
+std::string UserIconCell(std::string_view width, std::string_view page, const std::string& link) {
+  return "<tr><td width=\"" + std::string(width) + "\"><a href=\"" + std::string(page) + link +
+         "\"><img src=\"images/outlook.gif\" width=\"16\" height=\"14\" border=\"0\"></a></td>";
+}
+
+std::string UserNameCell(std::string_view attributes, std::string_view page,
+                         const std::string& link, std::string_view dot, std::string_view name) {
+  return "<td" + std::string(attributes) + "><a href=\"" + std::string(page) + link +
+         "\"><font face=\"Verdana, Arial, Helvetica, sans-serif\" size=\"2\"><img src=\"" +
+         std::string(dot) + "\" width=\"10\" height=\"1\" border=\"0\">" +
+         site::HtmlEscape(name) + "</font></a>";
+}
+
+std::string BusyPicture(std::string_view location) {
+  const site::SiteState& site = site::Site();
+  return site::HtmlEscape(
+      site::BusyImage(site.ShowLocation, site.LocationEntry, site.LocationNoEntry, location));
+}
+
+}  // namespace orbitel::views

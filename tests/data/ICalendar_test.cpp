@@ -1,0 +1,133 @@
+// Reading calendar texts into the store's items, and writing events back.
+#include "data/ICalendar.h"
+
+#include <gtest/gtest.h>
+
+#include "data/StoreFixture.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+using testing::Calendar;
+using testing::Event;
+
+class ICalendarTest : public testing::StoreFixture {};
+
+std::string ErrorOf(const std::string& text) {
+  auto parsed = ParseCalendar(text);
+  EXPECT_FALSE(parsed.ok());
+  if (parsed.ok()) return "";
+  EXPECT_EQ(parsed.status().number(), errors::kSyntaxError);
+  return parsed.status().description();
+}
+
+TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
+  const std::string zone =
+      "BEGIN:VTIMEZONE\nTZID:Custom/Zone\nBEGIN:STANDARD\nDTSTART:19700101T000000\n"
+      "TZOFFSETFROM:+0300\nTZOFFSETTO:+0300\nEND:STANDARD\nEND:VTIMEZONE\n";
+  auto items = ParseCalendar(
+      "BEGIN:VCALENDAR\nVERSION:2.0\n" + zone +
+      Event("one", "SUMMARY:Series\nDTSTART;TZID=Custom/Zone:20261110T120000\nRRULE:FREQ=DAILY;COUNT=3\n") +
+      Event("two", "SUMMARY:Single\nDTSTART:20261110T120000Z\n") +
+      Event("one", "RECURRENCE-ID;TZID=Custom/Zone:20261111T120000\nSUMMARY:Changed\n"
+                   "DTSTART;TZID=Custom/Zone:20261111T130000\n") +
+      "BEGIN:VTODO\nUID:todo\nSUMMARY:Left out\nEND:VTODO\nEND:VCALENDAR\n");
+  ASSERT_TRUE(items.ok()) << items.status().description();
+  ASSERT_EQ(items->size(), 2u);
+  EXPECT_EQ((*items)[0].uid, "one");
+  EXPECT_NE((*items)[0].ics.find("TZID:Custom/Zone"), std::string::npos);
+  EXPECT_NE((*items)[0].ics.find("SUMMARY:Changed"), std::string::npos);
+  EXPECT_EQ((*items)[1].ics.find("VTIMEZONE"), std::string::npos);
+  EXPECT_EQ((*items)[1].ics.find("Left out"), std::string::npos);
+
+  // The item's own VTIMEZONE places its times: 12:00 at +03:00 is 09:00 UTC.
+  auto occurrences = ExpandItem((*items)[0].ics, UtcOfDate(Utc("2026-11-01T00:00:00Z")),
+                                UtcOfDate(Utc("2026-12-01T00:00:00Z")));
+  ASSERT_TRUE(occurrences.ok());
+  ASSERT_EQ(occurrences->size(), 3u);
+  EXPECT_EQ((*occurrences)[0].dtstart, Utc("2026-11-10T09:00:00Z"));
+  EXPECT_EQ((*occurrences)[1].subject, "Changed");
+  EXPECT_EQ((*occurrences)[1].dtstart, Utc("2026-11-11T10:00:00Z"));
+  EXPECT_EQ(*(*occurrences)[1].recurrenceid, Utc("2026-11-11T09:00:00Z"));
+}
+
+TEST_F(ICalendarTest, MalformedTextIsRefusedWithItsLine) {
+  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\n"
+                    "END:VCALENDAR\n"),
+            "line 6: END:VCALENDAR where BEGIN:VEVENT of line 3 is still open");
+  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nSUMMARY no colon here\nEND:VEVENT\n"
+                    "END:VCALENDAR\n"),
+            "line 4: a line without a colon");
+  EXPECT_EQ(ErrorOf("BEGIN:VEVENT\nUID:a\nEND:VEVENT\n"), "line 1: BEGIN:VCALENDAR expected");
+  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VEVENT\n"),
+            "line 5: BEGIN:VCALENDAR of line 1 is never ended");
+  EXPECT_EQ(ErrorOf(""), "line 1: no VCALENDAR");
+  EXPECT_EQ(ErrorOf(Calendar(Event("a", "SUMMARY:ok\n") + Event("b", "DTSTART:not a time\n"))),
+            "line 4: an event without a valid DTSTART");
+  // Folded lines count as the lines they occupy.
+  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nX-LONG:folded\n  over two lines\nbroken\nEND:VCALENDAR\n"),
+            "line 4: a line without a colon");
+}
+
+TEST_F(ICalendarTest, PropertiesInTheStoresTerms) {
+  auto summary = [](const std::string& lines) {
+    auto result = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\n" + lines)));
+    EXPECT_TRUE(result.ok());
+    return result->master;
+  };
+  EXPECT_EQ(summary("").busystatus, "BUSY");
+  EXPECT_EQ(summary("TRANSP:TRANSPARENT\n").busystatus, "FREE");
+  EXPECT_EQ(summary("STATUS:TENTATIVE\n").busystatus, "TENTATIVE");
+  EXPECT_EQ(summary("STATUS:TENTATIVE\nX-MICROSOFT-CDO-BUSYSTATUS:oof\n").busystatus, "OOF");
+  EXPECT_EQ(summary("").sensitivity, 0);
+  EXPECT_EQ(summary("CLASS:X-PERSONAL\n").sensitivity, 1);
+  EXPECT_EQ(summary("CLASS:PRIVATE\n").sensitivity, 2);
+  EXPECT_EQ(summary("CLASS:CONFIDENTIAL\n").sensitivity, 3);
+  const StoreItem text = summary("SUMMARY:Plan\\, review\nLOCATION:Room 1\nDESCRIPTION:Two\\nlines\n");
+  EXPECT_EQ(text.subject, "Plan, review");
+  EXPECT_EQ(text.location, "Room 1");
+  EXPECT_EQ(text.textdescription, "Two\nlines");
+}
+
+TEST_F(ICalendarTest, SpanOfARecurringItem) {
+  auto finite = SummarizeItem(Calendar(Event(
+      "x", "DTSTART:20261110T120000Z\nDTEND:20261110T130000Z\nRRULE:FREQ=WEEKLY;COUNT=3\n")));
+  ASSERT_TRUE(finite.ok());
+  EXPECT_TRUE(finite->recurring);
+  EXPECT_EQ(finite->span_start, UtcOfDate(Utc("2026-11-10T12:00:00Z")));
+  EXPECT_EQ(finite->span_end, UtcOfDate(Utc("2026-11-24T13:00:00Z")));
+  auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
+  ASSERT_TRUE(endless.ok());
+  EXPECT_FALSE(endless->span_end.has_value());
+}
+
+TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
+  const std::string original = Calendar(Event(
+      "x", "SUMMARY:Old\nDTSTART;TZID=America/New_York:20261110T090000\nDURATION:PT1H\n"
+           "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue\nX-CUSTOM:kept\n"
+           "STATUS:TENTATIVE\n"));
+  EventEdit edit;
+  edit.subject = "New";
+  edit.busystatus = "Busy";
+  auto edited = EditEventCalendar(original, edit);
+  ASSERT_TRUE(edited.ok());
+  for (const char* kept : {"ATTENDEE;CN=Bob:mailto:bob@example.com", "CATEGORIES:Blue",
+                           "X-CUSTOM:kept", "DTSTART;TZID=America/New_York:20261110T090000",
+                           "DURATION:PT1H", "SUMMARY:New", "X-MICROSOFT-CDO-BUSYSTATUS:BUSY"}) {
+    EXPECT_NE(edited->find(kept), std::string::npos) << kept << "\n" << *edited;
+  }
+  EXPECT_EQ(edited->find("SUMMARY:Old"), std::string::npos);
+  EXPECT_EQ(edited->find("STATUS:TENTATIVE"), std::string::npos);
+
+  // New times replace DTSTART, DTEND and DURATION.
+  edit = EventEdit{};
+  edit.times = EventTimes{*ParseIsoDate("2026-11-12T10:00"), *ParseIsoDate("2026-11-12T11:30"), false};
+  auto moved = SummarizeItem(*EditEventCalendar(original, edit));
+  ASSERT_TRUE(moved.ok());
+  EXPECT_EQ(moved->master.dtstart, Utc("2026-11-12T15:00:00Z"));
+  EXPECT_EQ(moved->master.dtend, Utc("2026-11-12T16:30:00Z"));
+}
+
+}  // namespace
+}  // namespace orbitel::data

@@ -1,0 +1,279 @@
+#include "data/ItemQuery.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "data/StoreItem.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+const char kFolder[] = "file://./backofficestorage/orbitel.demo/MBX/alice/calendar/";
+
+Date At(int year, int month, int day, int hour = 0, int minute = 0) {
+  return *Date::FromParts(year, month, day)->AddMinutes(hour * 60 + minute);
+}
+
+StoreItem Item(const std::string& uid, Date start, Date end, const std::string& busy = "BUSY",
+               int sensitivity = 0) {
+  StoreItem item;
+  item.uid = uid;
+  item.displayname = uid + ".ics";
+  item.href = std::string(kFolder) + item.displayname;
+  item.subject = "Subject " + uid;
+  item.location = "Room " + uid;
+  item.dtstart = start;
+  item.dtend = end;
+  item.busystatus = busy;
+  item.sensitivity = sensitivity;
+  return item;
+}
+
+SelectStatement Parse(const std::string& columns, const std::string& tail) {
+  auto parsed = ParseStatement("SELECT " + columns + " FROM scope('shallow traversal of \"" +
+                               kFolder + "\"') " + tail);
+  EXPECT_TRUE(parsed.ok()) << parsed.status().description();
+  return std::move(parsed).value();
+}
+
+// The uid column of every row, in order.
+std::vector<std::string> Uids(Recordset& rows) {
+  std::vector<std::string> uids;
+  if (!rows.MoveFirst().ok()) return uids;
+  while (!rows.IsEOF()) {
+    uids.push_back(rows.Field("urn:schemas:calendar:uid")->Text());
+    EXPECT_TRUE(rows.MoveNext().ok());
+  }
+  return uids;
+}
+
+// A week of items around the period 3 Nov 2003 to 9 Nov 2003.
+std::vector<StoreItem> Week() {
+  return {
+      Item("inside", At(2003, 11, 4, 9), At(2003, 11, 4, 10)),
+      Item("starts-before", At(2003, 11, 2, 23), At(2003, 11, 3, 1)),
+      Item("ends-after", At(2003, 11, 9, 23), At(2003, 11, 10, 1)),
+      Item("spans", At(2003, 11, 1), At(2003, 11, 12)),
+      Item("on-bounds", At(2003, 11, 3), At(2003, 11, 9)),
+      Item("private", At(2003, 11, 5, 9), At(2003, 11, 5, 10), "BUSY", 2),
+      Item("confidential", At(2003, 11, 5, 11), At(2003, 11, 5, 12), "OOF", 3),
+      Item("free", At(2003, 11, 6, 9), At(2003, 11, 6, 10), "FREE"),
+      Item("free-lower", At(2003, 11, 6, 11), At(2003, 11, 6, 12), "free"),
+      Item("tentative", At(2003, 11, 7, 9), At(2003, 11, 7, 10), "tentative"),
+  };
+}
+
+const char kPeriodWhere[] =
+    "WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"2003-11-03T00:00:00Z\" as 'dateTime')) "
+    "AND (\"urn:schemas:calendar:dtend\" <=CAST(\"2003-11-09T00:00:00Z\" as 'dateTime')) AND "
+    "(\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2) AND "
+    "(\"urn:schemas:calendar:busystatus\" <> 'Free')";
+
+struct WhereCase {
+  const char* name;
+  std::string where;
+  std::vector<std::string> uids;
+};
+
+TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
+  const WhereCase cases[] = {
+      {"the period query: wholly inside, not private, not free", kPeriodWhere,
+       {"inside", "on-bounds", "confidential", "tentative"}},
+      {"no WHERE keeps all in order", "",
+       {"inside", "starts-before", "ends-after", "spans", "on-bounds", "private", "confidential",
+        "free", "free-lower", "tentative"}},
+      {"free in any case", "WHERE \"urn:schemas:calendar:busystatus\" = 'FrEe'",
+       {"free", "free-lower"}},
+      {"busy status reads upper case", "WHERE \"urn:schemas:calendar:busystatus\" = 'TENTATIVE'",
+       {"tentative"}},
+      {"one by its file name", "WHERE (\"DAV:displayname\" = 'ends-after.ics')", {"ends-after"}},
+      {"property names in any case", "WHERE \"dav:DisplayName\" = 'spans.ics'", {"spans"}},
+      {"sensitivity as a number", "WHERE \"http://schemas.microsoft.com/exchange/sensitivity\" > 1",
+       {"private", "confidential"}},
+      {"nothing passes", "WHERE \"DAV:displayname\" = 'none.ics'", {}},
+  };
+  for (const WhereCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Recordset rows;
+    ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", c.where), Week(), rows).ok());
+    EXPECT_EQ(Uids(rows), c.uids);
+  }
+}
+
+TEST(ItemQueryWhere, AnUnknownPropertyFailsEvenOverNoItems) {
+  for (const std::vector<StoreItem>& items : {Week(), std::vector<StoreItem>{}}) {
+    Recordset rows({{"kept"}}, {{Value("unchanged")}});
+    Status status = RunItemQuery(
+        Parse("\"DAV:href\"", "WHERE \"urn:schemas:calendar:nosuch\" = 1"), items, rows);
+    EXPECT_EQ(status.number(), errors::kItemNotFoundInCollection);
+    ASSERT_TRUE(rows.MoveFirst().ok());  // left as it was
+    EXPECT_EQ(rows.Field("kept")->Text(), "unchanged");
+  }
+}
+
+TEST(ItemQueryColumns, HoldExactlyTheSelectedPropertiesTyped) {
+  std::vector<StoreItem> items = {Item("a", At(2003, 11, 4, 9), At(2003, 11, 4, 10))};
+  items[0].alldayevent = true;
+  items[0].textdescription = "Notes";
+  Recordset rows;
+  ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:dtstart\", \"DAV:href\", "
+                                 "\"urn:schemas:calendar:alldayevent\", \"urn:schemas:x:unknown\", "
+                                 "\"urn:schemas:calendar:recurrenceid\", "
+                                 "\"http://schemas.microsoft.com/exchange/sensitivity\", "
+                                 "\"urn:schemas:httpmail:textdescription\"",
+                                 ""),
+                           items, rows)
+                  .ok());
+  ASSERT_TRUE(rows.IsOpen());
+  std::vector<std::string> names, types;
+  for (const FieldInfo& field : rows.fields()) {
+    names.push_back(field.name);
+    types.push_back(field.type);
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{
+                       "urn:schemas:calendar:dtstart", "DAV:href",
+                       "urn:schemas:calendar:alldayevent", "urn:schemas:x:unknown",
+                       "urn:schemas:calendar:recurrenceid",
+                       "http://schemas.microsoft.com/exchange/sensitivity",
+                       "urn:schemas:httpmail:textdescription"}));
+  EXPECT_EQ(types, (std::vector<std::string>{"dateTime", "string", "boolean", "string",
+                                             "dateTime", "int", "string"}));
+  ASSERT_TRUE(rows.MoveFirst().ok());
+  EXPECT_EQ(*rows.Field("urn:schemas:calendar:dtstart"), Value(At(2003, 11, 4, 9)));
+  EXPECT_EQ(*rows.Field("DAV:href"), Value(std::string(kFolder) + "a.ics"));
+  EXPECT_EQ(*rows.Field("urn:schemas:calendar:alldayevent"), Value(true));
+  EXPECT_TRUE(rows.Field("urn:schemas:x:unknown")->IsEmpty());
+  EXPECT_TRUE(rows.Field("urn:schemas:calendar:recurrenceid")->IsEmpty());
+  EXPECT_EQ(*rows.Field("http://schemas.microsoft.com/exchange/sensitivity"), Value(0));
+  EXPECT_EQ(*rows.Field("urn:schemas:httpmail:textdescription"), Value("Notes"));
+  // A property that was not selected is not in the recordset.
+  EXPECT_EQ(rows.Field("urn:schemas:httpmail:subject").status().number(),
+            errors::kItemNotFoundInCollection);
+}
+
+struct OrderCase {
+  const char* order_by;
+  std::vector<std::string> uids;
+};
+
+TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
+  std::vector<StoreItem> items = {
+      Item("b", At(2003, 11, 4, 9), At(2003, 11, 4, 10)),
+      Item("A", At(2003, 11, 3, 9), At(2003, 11, 4, 10)),
+      Item("c", At(2003, 11, 4, 9), At(2003, 11, 4, 11)),
+      Item("d", At(2003, 11, 2, 9), At(2003, 11, 4, 10)),
+  };
+  items[3].recurrenceid = At(2003, 11, 2, 9);
+  const OrderCase cases[] = {
+      {"ORDER BY \"urn:schemas:calendar:dtstart\"", {"d", "A", "b", "c"}},
+      {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC", {"b", "c", "A", "d"}},
+      {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC, \"urn:schemas:calendar:dtend\" DESC",
+       {"c", "b", "A", "d"}},
+      {"ORDER BY \"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\" desc",
+       {"d", "b", "A", "c"}},
+      {"ORDER BY \"urn:schemas:calendar:uid\"", {"A", "b", "c", "d"}},  // text without case
+      {"ORDER BY \"urn:schemas:calendar:recurrenceid\" DESC", {"d", "b", "A", "c"}},
+  };
+  for (const OrderCase& c : cases) {
+    SCOPED_TRACE(c.order_by);
+    Recordset rows;
+    ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", c.order_by), items, rows).ok());
+    EXPECT_EQ(Uids(rows), c.uids);
+  }
+  Recordset rows;
+  EXPECT_EQ(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", "ORDER BY \"nosuch\""), {}, rows)
+                .number(),
+            errors::kItemNotFoundInCollection);
+}
+
+struct WindowCase {
+  const char* where;
+  std::optional<Date> start_from;
+  std::optional<Date> end_until;
+};
+
+TEST(ItemQueryWindow, TakesTheBoundsOfTopLevelAndedComparisons) {
+  const std::optional<Date> open;
+  const Date x = At(2003, 10, 25, 13);
+  const Date y = At(2003, 12, 8, 13);
+  const std::string cx = "CAST(\"2003-10-25T13:00:00Z\" as 'dateTime')";
+  const std::string cy = "CAST(\"2003-12-08T13:00:00Z\" as 'dateTime')";
+  const std::string start = "\"urn:schemas:calendar:dtstart\"";
+  const std::string end = "\"URN:schemas:calendar:DTEND\"";
+  const std::string sensitivity = "\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2";
+  const std::vector<std::pair<std::string, WindowCase>> cases = {
+      {"period", {"", x, y}},
+      {"(" + start + " >= " + cx + ") AND (" + end + " <= " + cy + ") AND " + sensitivity,
+       {"", x, y}},
+      {cx + " <= " + start + " AND " + cy + " >= " + end, {"", x, y}},
+      {start + " > " + cx + " AND " + end + " < " + cy, {"", x, y}},
+      {start + " >= " + cx + " AND (" + end + " <= " + cy + " AND " + sensitivity + ")",
+       {"", x, y}},
+      {start + " >= " + cx, {"", x, open}},
+      {end + " <= " + cy, {"", open, y}},
+      {start + " >= " + cx + " AND " + start + " >= " + cy, {"", y, open}},  // the tighter bound
+      {end + " <= " + cy + " AND " + end + " <= " + cx, {"", open, x}},
+      {start + " >= " + cx + " OR " + end + " <= " + cy, {"", open, open}},
+      {"NOT " + start + " >= " + cx, {"", open, open}},
+      {start + " <= " + cx + " AND " + end + " >= " + cy, {"", open, open}},  // wrong way round
+      {end + " >= " + cx + " AND " + start + " <= " + cy, {"", open, open}},
+      {start + " >= '2003-10-25'", {"", open, open}},  // only date values bound a scan
+      {sensitivity, {"", open, open}},
+  };
+  for (const auto& [where, expected] : cases) {
+    SCOPED_TRACE(where);
+    const std::string text = where == "period" ? kPeriodWhere : "WHERE " + where;
+    const SelectStatement statement = Parse("\"DAV:href\"", text);
+    const TimeWindow window = WindowOf(statement.where.get());
+    if (where == "period") {
+      EXPECT_EQ(window.start_from, At(2003, 11, 3));
+      EXPECT_EQ(window.end_until, At(2003, 11, 9));
+      continue;
+    }
+    EXPECT_EQ(window.start_from, expected.start_from);
+    EXPECT_EQ(window.end_until, expected.end_until);
+  }
+  const TimeWindow none = WindowOf(nullptr);
+  EXPECT_FALSE(none.start_from || none.end_until);
+}
+
+struct PropertyCase {
+  const char* property;
+  Value value;
+};
+
+TEST(ItemQueryProperty, ReadsEveryStorePropertyByNameInAnyCase) {
+  StoreItem item = Item("u1", At(2003, 11, 4, 9), At(2003, 11, 4, 10), "Tentative", 1);
+  item.alldayevent = true;
+  item.textdescription = "Agenda";
+  item.recurrenceid = At(2003, 11, 4, 9);
+  const PropertyCase cases[] = {
+      {"DAV:href", Value(std::string(kFolder) + "u1.ics")},
+      {"dav:HREF", Value(std::string(kFolder) + "u1.ics")},
+      {"DAV:displayname", Value("u1.ics")},
+      {"urn:schemas:calendar:uid", Value("u1")},
+      {"urn:schemas:httpmail:subject", Value("Subject u1")},
+      {"urn:schemas:calendar:location", Value("Room u1")},
+      {"urn:schemas:calendar:dtstart", Value(At(2003, 11, 4, 9))},
+      {"urn:schemas:calendar:dtend", Value(At(2003, 11, 4, 10))},
+      {"urn:schemas:calendar:alldayevent", Value(true)},
+      {"urn:schemas:calendar:busystatus", Value("TENTATIVE")},
+      {"http://schemas.microsoft.com/exchange/sensitivity", Value(1)},
+      {"urn:schemas:httpmail:textdescription", Value("Agenda")},
+      {"urn:schemas:calendar:recurrenceid", Value(At(2003, 11, 4, 9))},
+  };
+  for (const PropertyCase& c : cases) {
+    SCOPED_TRACE(c.property);
+    const std::optional<Value> value = PropertyOf(item, c.property);
+    ASSERT_TRUE(value.has_value());
+    EXPECT_EQ(*value, c.value);
+  }
+  EXPECT_FALSE(PropertyOf(item, "urn:schemas:calendar:nosuch").has_value());
+  EXPECT_FALSE(PropertyOf(item, "DAV:href ").has_value());
+}
+
+}  // namespace
+}  // namespace orbitel::data

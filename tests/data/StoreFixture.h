@@ -1,0 +1,71 @@
+#pragma once
+// A local store in a fresh temporary root, in the America/New_York zone so local-time rules
+// (all-day midnights, floating times, daylight-saving changes) give known UTC values. Items go
+// in the way the store command imports them.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+#include "data/ICalendar.h"
+#include "data/IsoDate.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/StoreProvider.h"
+#include "data/StoreUrl.h"
+
+namespace orbitel::data::testing {
+
+class StoreFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "America/New_York", 1);
+    tzset();
+    char pattern[] = "/tmp/orbitel-store-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    root_ = pattern;
+    ConfigureStores(StoreSettings{root_});
+  }
+  void TearDown() override { std::filesystem::remove_all(root_); }
+
+  std::string CreateMailbox(const std::string& domain, const std::string& account) {
+    auto database = LocalStoreDatabase::OpenOrCreate(root_, domain);
+    EXPECT_TRUE(database.ok()) << database.status().description();
+    auto folder = (*database)->CreateMailbox(account);
+    EXPECT_TRUE(folder.ok()) << folder.status().description();
+    return FolderUrlOf(domain, account);
+  }
+
+  // Imports the calendar text into the mailbox (created when missing).
+  void Import(const std::string& domain, const std::string& account, const std::string& ics) {
+    CreateMailbox(domain, account);
+    auto database = LocalStoreDatabase::OpenOrCreate(root_, domain);
+    ASSERT_TRUE(database.ok());
+    auto folder = (*database)->FindFolder(account);
+    ASSERT_TRUE(folder.ok() && folder->has_value());
+    auto items = ParseCalendar(ics);
+    ASSERT_TRUE(items.ok()) << items.status().description();
+    for (const CalendarItem& item : *items) {
+      auto tag = (*database)->Put(**folder, ItemNameOf(item.uid), item.ics);
+      ASSERT_TRUE(tag.ok()) << tag.status().description();
+    }
+  }
+
+  static Date Utc(const char* iso) { return *ParseIsoDate(iso); }
+
+  std::string root_;
+};
+
+// A calendar of the given VEVENT bodies (each a block of content lines).
+inline std::string Calendar(const std::string& events) {
+  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\n" + events + "END:VCALENDAR\r\n";
+}
+
+inline std::string Event(const std::string& uid, const std::string& lines) {
+  return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines +
+         "END:VEVENT\r\n";
+}
+
+}  // namespace orbitel::data::testing
