@@ -53,4 +53,20 @@ class PageFrame {
   PageDefinition page_;
 };
 
+// A page that shows a date and steps through dates: every shared method is public. The team and
+// personal views derive from it; pages with fewer shared methods derive from PageFrame itself.
+class DatedPage : public PageFrame {
+ public:
+  using PageFrame::PrintCalendar;
+  using PageFrame::PrintGenerateErrors;
+  using PageFrame::ShowCurrentDate;
+  using PageFrame::ShowCurrentVersion;
+  using PageFrame::ShowDateLink;
+  using PageFrame::ShowNextDate;
+  using PageFrame::ShowPreviousDate;
+
+ protected:
+  using PageFrame::PageFrame;
+};
+
 }  // namespace orbitel::site

@@ -22,7 +22,7 @@ std::string BusyCell(int run, const std::string& link, const std::string& locati
 
 }  // namespace
 
-AllDay::AllDay() : PageFrame({"CalendarDay.asp", site::DateStep::kDay, 1}) {}
+AllDay::AllDay() : DatedPage({"CalendarDay.asp", site::DateStep::kDay, 1}) {}
 
 void AllDay::GenerateCalendar() {
   const site::UserList users = LoadTeam();

@@ -6,18 +6,11 @@
 
 namespace orbitel::views {
 
-class AllDay : public site::PageFrame {
+class AllDay : public site::DatedPage {
  public:
   AllDay();
 
   void GenerateCalendar();
-  using PageFrame::PrintCalendar;
-  using PageFrame::PrintGenerateErrors;
-  using PageFrame::ShowDateLink;
-  using PageFrame::ShowCurrentVersion;
-  using PageFrame::ShowPreviousDate;
-  using PageFrame::ShowNextDate;
-  using PageFrame::ShowCurrentDate;
   void ValidateUserAccess() { CheckPageAccess(); }
 };
 

@@ -9,7 +9,7 @@
 
 namespace orbitel::views {
 
-AllMonth::AllMonth() : PageFrame({"CalendarMonth.asp", site::DateStep::kMonth, 1}) {}
+AllMonth::AllMonth() : DatedPage({"CalendarMonth.asp", site::DateStep::kMonth, 1}) {}
 
 void AllMonth::GenerateCalendar() {
   const site::UserList users = LoadTeam();

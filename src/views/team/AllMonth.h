@@ -6,18 +6,11 @@
 
 namespace orbitel::views {
 
-class AllMonth : public site::PageFrame {
+class AllMonth : public site::DatedPage {
  public:
   AllMonth();
 
   void GenerateCalendar();
-  using PageFrame::PrintCalendar;
-  using PageFrame::PrintGenerateErrors;
-  using PageFrame::ShowDateLink;
-  using PageFrame::ShowCurrentVersion;
-  using PageFrame::ShowPreviousDate;
-  using PageFrame::ShowNextDate;
-  using PageFrame::ShowCurrentDate;
   void ValidateUserAccess() { CheckPageAccess(); }
 };
 

@@ -54,7 +54,7 @@ std::string DaySlots(const calendar::UserCalendar& grid, int u, int k, const std
 
 }  // namespace
 
-AllWeek::AllWeek() : PageFrame({"CalendarWeek.asp", site::DateStep::kWeek, 1}) {}
+AllWeek::AllWeek() : DatedPage({"CalendarWeek.asp", site::DateStep::kWeek, 1}) {}
 
 void AllWeek::ValidateUserAccess(std::string_view is_user_list) {
   if (is_user_list == "True") site::CheckAccess(site::kUserLevel, "CalendarUserList.asp");

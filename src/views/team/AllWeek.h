@@ -9,19 +9,12 @@
 
 namespace orbitel::views {
 
-class AllWeek : public site::PageFrame {
+class AllWeek : public site::DatedPage {
  public:
   AllWeek();
 
   void GenerateUserList();
   void GenerateCalendar();
-  using PageFrame::PrintCalendar;
-  using PageFrame::PrintGenerateErrors;
-  using PageFrame::ShowDateLink;
-  using PageFrame::ShowCurrentVersion;
-  using PageFrame::ShowPreviousDate;
-  using PageFrame::ShowNextDate;
-  using PageFrame::ShowCurrentDate;
   // "True": the user list page's check; "False": the week page's; anything else checks nothing.
   void ValidateUserAccess(std::string_view is_user_list);
 };
