@@ -1,6 +1,8 @@
 #include "data/Expression.h"
 
+#include <algorithm>
 #include <compare>
+#include <string_view>
 
 #include "data/DataErrors.h"
 #include "data/ExpressionParser.h"
@@ -57,12 +59,26 @@ Order Reverse(Order order) {
   return order;
 }
 
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// Orders two texts exactly as ToLower(a) <=> ToLower(b) would (bytes as unsigned char, then
+// length), without building the lowered copies: a filter compares texts for every row.
+std::strong_ordering CompareIgnoringCase(std::string_view a, std::string_view b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    const auto x = static_cast<unsigned char>(LowerAscii(a[i]));
+    const auto y = static_cast<unsigned char>(LowerAscii(b[i]));
+    if (x != y) return x <=> y;
+  }
+  return a.size() <=> b.size();
+}
+
 Order CompareValues(const Value& a, const Value& b) {
   static const std::string kEmptyText;
   // An empty value reads as empty text next to a text, and is merely different from the rest.
   const std::string* a_text = a.IsEmpty() && (b.IsText() || b.IsEmpty()) ? &kEmptyText : a.AsText();
   const std::string* b_text = b.IsEmpty() && (a.IsText() || a.IsEmpty()) ? &kEmptyText : b.AsText();
-  if (a_text && b_text) return ToLower(*a_text) <=> ToLower(*b_text);
+  if (a_text && b_text) return CompareIgnoringCase(*a_text, *b_text);
   if (a.IsEmpty() || b.IsEmpty()) return std::partial_ordering::unordered;
   if (a_text) return CompareTextWith(*a_text, b);
   if (b_text) return Reverse(CompareTextWith(*b_text, a));
@@ -83,13 +99,14 @@ bool Holds(Comparison comparison, Order order) {
   return false;
 }
 
-Result<Value> Resolve(const Expression::Operand& operand, const FieldLookup& lookup) {
-  if (operand.kind == Expression::Operand::Kind::kLiteral) return operand.literal;
-  std::optional<Value> value = lookup(operand.field);
-  if (!value) {
-    return ItemNotFoundError();
-  }
-  return std::move(*value);
+// The operand's value, or null for a field the row does not have. A literal is referred to
+// where it stands rather than copied, since a filter reads its literals for every row; a
+// field's value is kept in `storage`.
+const Value* Resolve(const Expression::Operand& operand, const FieldLookup& lookup,
+                     std::optional<Value>& storage) {
+  if (operand.kind == Expression::Operand::Kind::kLiteral) return &operand.literal;
+  storage = lookup(operand.field);
+  return storage ? &*storage : nullptr;
 }
 
 }  // namespace
@@ -125,10 +142,11 @@ Result<bool> Evaluate(const Expression& expression, const FieldLookup& lookup) {
       return !*value;
     }
     case Expression::Kind::kCompare: {
-      Result<Value> left = Resolve(expression.left, lookup);
-      if (!left.ok()) return left.status();
-      Result<Value> right = Resolve(expression.right, lookup);
-      if (!right.ok()) return right.status();
+      std::optional<Value> left_storage, right_storage;
+      const Value* left = Resolve(expression.left, lookup, left_storage);
+      if (!left) return ItemNotFoundError();
+      const Value* right = Resolve(expression.right, lookup, right_storage);
+      if (!right) return ItemNotFoundError();
       return Holds(expression.comparison, CompareValues(*left, *right));
     }
   }

@@ -23,6 +23,9 @@ namespace orbitel::data {
 // errors::kItemNotFoundInCollection. On failure `out` is left as it was.
 Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreItem>& candidates,
                     Recordset& out);
+// The same over candidates the query may use up (their texts are moved into the recordset).
+Status RunItemQuery(const SelectStatement& statement, std::vector<StoreItem>&& candidates,
+                    Recordset& out);
 
 // The time range a WHERE confines items to: items starting at or after start_from and ending at
 // or before end_until. Taken from comparisons of "urn:schemas:calendar:dtstart" >= (or >) and

@@ -103,6 +103,11 @@ struct LocalStoreDatabase::Statements {
                "busystatus, sensitivity, textdescription FROM items "
                "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
                "AND dtend <= ?3 ORDER BY dtstart"),
+        single_brief(db,
+                     "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
+                     "busystatus, sensitivity FROM items "
+                     "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
+                     "AND dtend <= ?3 ORDER BY dtstart"),
         recurring(db,
                   "SELECT displayname, ics FROM items WHERE folder = ?1 AND recurring = 1 "
                   "AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) ORDER BY dtstart"),
@@ -127,15 +132,21 @@ struct LocalStoreDatabase::Statements {
                 "ics = ?15, etag = ?16 WHERE folder = ?1 AND displayname = ?2 AND etag = ?17"),
         remove(db, "DELETE FROM items WHERE folder = ?1 AND displayname = ?2"),
         remove_prefix(db, "DELETE FROM items WHERE folder = ?1 AND substr(uid, 1, length(?2)) = ?2"),
-        all(db, "SELECT displayname, ics FROM items WHERE folder = ?1 ORDER BY span_start, displayname") {}
+        all(db, "SELECT displayname, ics FROM items WHERE folder = ?1 ORDER BY span_start, displayname"),
+        begin_read(db, "BEGIN"),
+        end_read(db, "COMMIT") {}
 
   bool ok() const {
-    return find_folder.ok() && single.ok() && recurring.ok() && read.ok() && insert.ok() &&
-           put.ok() && replace.ok() && remove.ok() && remove_prefix.ok() && all.ok();
+    return find_folder.ok() && single.ok() && single_brief.ok() && recurring.ok() && read.ok() &&
+           insert.ok() && put.ok() && replace.ok() && remove.ok() && remove_prefix.ok() && all.ok() &&
+           begin_read.ok() && end_read.ok();
   }
 
-  sqlite::Statement find_folder, single, recurring, read, insert, put, replace, remove,
-      remove_prefix, all;
+  sqlite::Statement find_folder, single, single_brief, recurring, read, insert, put, replace,
+      remove, remove_prefix, all;
+  // The candidates' two reads share one read transaction: one set of file locks rather than
+  // two, and both see the same state of the file.
+  sqlite::Statement begin_read, end_read;
 };
 
 LocalStoreDatabase::LocalStoreDatabase(sqlite::DatabaseHandle db, std::string path)
@@ -265,15 +276,43 @@ Result<LocalStoreDatabase::FolderId> LocalStoreDatabase::CreateMailbox(const std
 }
 
 Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
-                                      const std::string& folder_url, std::vector<StoreItem>& out) {
+                                      const std::string& folder_url, std::vector<StoreItem>& out,
+                                      bool with_description) {
+  // Outside a transaction of the caller's, the two reads below share one of their own.
+  const bool own_transaction = sqlite3_get_autocommit(db_.get()) != 0;
+  if (own_transaction) {
+    const int began = statements_->begin_read.Reset().Step();
+    statements_->begin_read.Reset();
+    if (began != SQLITE_DONE) return Failure("reading the period's items");
+  }
+  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description);
+  if (own_transaction) {
+    // A read-only transaction has nothing to write back; ending it only releases its locks.
+    const int ended = statements_->end_read.Reset().Step();
+    statements_->end_read.Reset();
+    if (ended != SQLITE_DONE) {
+      // Never leave the connection inside the transaction: later reads would see old data.
+      Status failed = Failure("reading the period's items");
+      sqlite::Execute(db_.get(), "ROLLBACK");
+      if (read.ok()) return failed;
+    }
+  }
+  return read;
+}
+
+Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
+                                          const std::string& folder_url,
+                                          std::vector<StoreItem>& out, bool with_description) {
   out.reserve(out.size() + 512);  // a month of a busy mailbox without regrowing
-  sqlite::Statement& single = statements_->single;
+  sqlite::Statement& single = with_description ? statements_->single : statements_->single_brief;
   single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
   int step;
   while ((step = single.Step()) == SQLITE_ROW) {
     StoreItem& item = out.emplace_back();
     item.displayname = single.Text(0);
-    item.href = folder_url + item.displayname;
+    // One allocation: folder_url + name would copy the URL and then grow it for the name.
+    item.href.reserve(folder_url.size() + item.displayname.size());
+    item.href.append(folder_url).append(item.displayname);
     item.uid = single.Text(1);
     item.subject = single.Text(2);
     item.location = single.Text(3);
@@ -282,7 +321,7 @@ Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSecon
     item.alldayevent = single.Int(6) != 0;
     item.busystatus = single.Text(7);
     item.sensitivity = static_cast<int>(single.Int(8));
-    item.textdescription = single.Text(9);
+    if (with_description) item.textdescription = single.Text(9);
   }
   single.Reset();
   if (step != SQLITE_DONE) return Failure("reading the period's items");

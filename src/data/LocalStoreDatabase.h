@@ -47,8 +47,11 @@ class LocalStoreDatabase {
 
   // The period query's candidates: items not recurring with dtstart >= from and dtend <= until,
   // and the occurrences of recurring items overlapping [from, until]; hrefs under folder_url.
+  // Without with_description, items not recurring leave textdescription empty: few queries
+  // read it, and it is the one long text of the index.
   Status Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
-                    const std::string& folder_url, std::vector<StoreItem>& out);
+                    const std::string& folder_url, std::vector<StoreItem>& out,
+                    bool with_description = true);
 
   Result<std::optional<ItemSource>> Read(FolderId folder, const std::string& name);
   bool Exists(FolderId folder, const std::string& name);
@@ -80,6 +83,10 @@ class LocalStoreDatabase {
   Result<std::string> Write(sqlite::Statement& statement, FolderId folder, const std::string& name,
                             const std::string& ics, const std::string* etag);
   Status Failure(const std::string& doing) const;
+  // Candidates' two reads, in whatever transaction is open.
+  Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
+                        const std::string& folder_url, std::vector<StoreItem>& out,
+                        bool with_description);
 
   sqlite::DatabaseHandle db_;
   std::string path_;
