@@ -6,6 +6,7 @@
 #include "site/Clock.h"
 #include "site/DateNavigation.h"
 #include "site/PageFrame.h"
+#include "site/SitePath.h"
 #include "SiteFixture.h"
 
 namespace orbitel::site {
@@ -168,11 +169,10 @@ TEST_F(PageFrameTest, SitePathNeedsASeparatorPastTheFirstCharacter) {
       {"", ""},
   };
   for (const Case& c : cases) {
-    Site().SitePath.clear();
     auto context = std::make_shared<MemoryPageContext>();
     context->Variable("PATH_TRANSLATED", c.path);
-    ItemPage page;
-    page.OnStartPage(context);
+    Site().PageContext = context;
+    GetCurrentPath();
     EXPECT_EQ(Site().SitePath, c.site) << c.path;
   }
 }
