@@ -1,6 +1,8 @@
 #include "data/RowsetFile.h"
 
 #include <gtest/gtest.h>
+
+#include "TempFolder.h"
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -40,9 +42,7 @@ constexpr const char* kUsersFile =
 class RowsetFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "orbitel-rowset-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
+    folder = orbitel::testing::MakeTempFolder("orbitel-rowset");
   }
   void TearDown() override { fs::remove_all(folder); }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TempFolder.h"
+
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -23,9 +25,7 @@ class StoreFixture : public ::testing::Test {
   void SetUp() override {
     setenv("TZ", "America/New_York", 1);
     tzset();
-    char pattern[] = "/tmp/orbitel-store-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    root_ = pattern;
+    root_ = orbitel::testing::MakeTempFolder("orbitel-store").string();
     ConfigureStores(StoreSettings{root_});
   }
   void TearDown() override { std::filesystem::remove_all(root_); }

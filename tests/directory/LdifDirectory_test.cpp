@@ -1,6 +1,8 @@
 #include "directory/LdifDirectory.h"
 
 #include <gtest/gtest.h>
+
+#include "TempFolder.h"
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -56,9 +58,7 @@ TEST(LdifDemoFile, ListsTheDemoCompanyInFileOrder) {
 class LdifFile : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "orbitel-ldif-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-ldif");
     path_ = (folder_ / "directory.ldif").string();
   }
   void TearDown() override { fs::remove_all(folder_); }

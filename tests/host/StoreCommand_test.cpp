@@ -1,6 +1,8 @@
 // `orbitel store` as an operator runs it: the built program, real store folders, exit codes
 // and messages.
 #include <gtest/gtest.h>
+
+#include "TempFolder.h"
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -38,9 +40,7 @@ int LineCount(const std::string& text) {
 class StoreCommandTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/orbitel-command-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
+    dir_ = orbitel::testing::MakeTempFolder("orbitel-command").string();
     root_ = dir_ + "/store";
   }
   void TearDown() override { std::filesystem::remove_all(dir_); }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TempFolder.h"
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -30,9 +32,7 @@ inline void WriteFile(const std::filesystem::path& path, const std::string& text
 class SiteFixture : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() /
-              ("orbitel-site-" + std::to_string(::getpid()) + "-" + std::to_string(counter_++));
-    std::filesystem::remove_all(folder_);
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-site");
     std::filesystem::create_directories(folder_ / "store");
     for (const char* name : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) {
       std::filesystem::copy_file(std::filesystem::path("www") / name, folder_ / name);
@@ -67,7 +67,6 @@ class SiteFixture : public ::testing::Test {
 
   std::filesystem::path folder_;
   std::shared_ptr<MemoryPageContext> context_;
-  static inline int counter_ = 0;
 };
 
 }  // namespace orbitel::site::testing
