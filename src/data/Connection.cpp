@@ -6,22 +6,12 @@
 
 #include "data/DataErrors.h"
 #include "data/Statement.h"
+#include "runtime/Conversions.h"
 
 namespace orbitel::data {
 namespace {
 
 constexpr std::string_view kHref = "DAV:href";
-
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// ASCII case folding as ToLower does, compared in place rather than on lowered copies.
-bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (LowerAscii(a[i]) != LowerAscii(b[i])) return false;
-  }
-  return true;
-}
 
 std::optional<std::size_t> HrefColumn(const Recordset& rows) {
   for (std::size_t i = 0; i < rows.fields().size(); ++i) {

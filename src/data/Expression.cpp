@@ -59,20 +59,6 @@ Order Reverse(Order order) {
   return order;
 }
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// Orders two texts exactly as ToLower(a) <=> ToLower(b) would (bytes as unsigned char, then
-// length), without building the lowered copies: a filter compares texts for every row.
-std::strong_ordering CompareIgnoringCase(std::string_view a, std::string_view b) {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    const auto x = static_cast<unsigned char>(LowerAscii(a[i]));
-    const auto y = static_cast<unsigned char>(LowerAscii(b[i]));
-    if (x != y) return x <=> y;
-  }
-  return a.size() <=> b.size();
-}
-
 Order CompareValues(const Value& a, const Value& b) {
   static const std::string kEmptyText;
   // An empty value reads as empty text next to a text, and is merely different from the rest.
@@ -86,18 +72,6 @@ Order CompareValues(const Value& a, const Value& b) {
   return CompareNumbers(*AsNumber(a), *AsNumber(b));
 }
 
-bool Holds(Comparison comparison, Order order) {
-  if (!order) return false;
-  switch (comparison) {
-    case Comparison::kEqual: return *order == 0;
-    case Comparison::kNotEqual: return *order != 0;
-    case Comparison::kLess: return *order < 0;
-    case Comparison::kLessOrEqual: return *order <= 0;
-    case Comparison::kGreater: return *order > 0;
-    case Comparison::kGreaterOrEqual: return *order >= 0;
-  }
-  return false;
-}
 
 // The operand's value, or null for a field the row does not have. A literal is referred to
 // where it stands rather than copied, since a filter reads its literals for every row; a
@@ -110,6 +84,18 @@ const Value* Resolve(const Expression::Operand& operand, const FieldLookup& look
 }
 
 }  // namespace
+
+bool Holds(Comparison comparison, std::partial_ordering order) {
+  switch (comparison) {
+    case Comparison::kEqual: return order == 0;
+    case Comparison::kNotEqual: return order != 0;
+    case Comparison::kLess: return order < 0;
+    case Comparison::kLessOrEqual: return order <= 0;
+    case Comparison::kGreater: return order > 0;
+    case Comparison::kGreaterOrEqual: return order >= 0;
+  }
+  return false;
+}
 
 Result<std::unique_ptr<Expression>> ParseExpression(std::string_view text) {
   Result<std::vector<Token>> tokens = Tokenize(text);
@@ -147,7 +133,8 @@ Result<bool> Evaluate(const Expression& expression, const FieldLookup& lookup) {
       if (!left) return ItemNotFoundError();
       const Value* right = Resolve(expression.right, lookup, right_storage);
       if (!right) return ItemNotFoundError();
-      return Holds(expression.comparison, CompareValues(*left, *right));
+      const Order order = CompareValues(*left, *right);
+      return order && Holds(expression.comparison, *order);
     }
   }
   return false;

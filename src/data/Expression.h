@@ -16,6 +16,7 @@
 // rowset's do. A parse error reports the 1-based character position where the text went wrong.
 // Parsed trees are immutable and may be evaluated from any thread.
 
+#include <compare>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -44,6 +45,9 @@ struct Expression {
   Comparison comparison = Comparison::kEqual;          // kCompare
   Operand left, right;                                 // kCompare
 };
+
+// Whether an ordering of left against right satisfies the comparison (unordered never does).
+bool Holds(Comparison comparison, std::partial_ordering order);
 
 // Looks a field's value up in the current row; nullopt when the row has no such field.
 using FieldLookup = std::function<std::optional<Value>(std::string_view name)>;

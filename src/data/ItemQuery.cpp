@@ -77,31 +77,6 @@ void Narrow(const Expression& comparison, TimeWindow& window) {
   }
 }
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// Orders two texts as ToLower(a) <=> ToLower(b) does, without building the lowered copies.
-std::strong_ordering CompareIgnoringCase(std::string_view a, std::string_view b) {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    const auto x = static_cast<unsigned char>(LowerAscii(a[i]));
-    const auto y = static_cast<unsigned char>(LowerAscii(b[i]));
-    if (x != y) return x <=> y;
-  }
-  return a.size() <=> b.size();
-}
-
-bool Holds(Comparison comparison, std::partial_ordering order) {
-  switch (comparison) {
-    case Comparison::kEqual: return order == 0;
-    case Comparison::kNotEqual: return order != 0;
-    case Comparison::kLess: return order < 0;
-    case Comparison::kLessOrEqual: return order <= 0;
-    case Comparison::kGreater: return order > 0;
-    case Comparison::kGreaterOrEqual: return order >= 0;
-  }
-  return false;
-}
-
 // The WHERE prepared once per query for running over many items: field names resolved to
 // store properties, and the comparisons a period query makes — a date property with a date, a
 // number or Boolean property with a number or Boolean, a text property with a text — done on

@@ -26,21 +26,11 @@ constexpr std::array<std::pair<std::string_view, StoreProperty>, 12> kProperties
     {"urn:schemas:calendar:recurrenceid", StoreProperty::kRecurrenceId},
 }};
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool MatchesLowerName(std::string_view text, std::string_view lower_name) {
-  if (text.size() != lower_name.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (LowerAscii(text[i]) != lower_name[i]) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 std::optional<StoreProperty> StorePropertyNamed(std::string_view name) {
   for (const auto& [lower_name, property] : kProperties) {
-    if (MatchesLowerName(name, lower_name)) return property;
+    if (EqualsIgnoringCase(name, lower_name)) return property;
   }
   return std::nullopt;
 }

@@ -1,6 +1,6 @@
 #include "directory/Directory.h"
 
-#include "directory/AsciiCase.h"
+#include "directory/TrimBlanks.h"
 #include "directory/DirectoryErrors.h"
 #include "directory/DistinguishedName.h"
 #include "directory/LdifDirectory.h"
@@ -49,7 +49,7 @@ std::string FilePathOf(std::string_view rest) {
     rest.remove_prefix(2);
     std::size_t slash = rest.find('/');
     std::string_view host = rest.substr(0, slash);
-    if (!host.empty() && !EqualsIgnoreCase(host, "localhost")) return {};
+    if (!host.empty() && !EqualsIgnoringCase(host, "localhost")) return {};
     rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash);
   }
   return PercentDecoded(rest);
@@ -75,9 +75,9 @@ Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri) {
   std::string path;
   if (scheme.empty()) {
     path = uri;
-  } else if (EqualsIgnoreCase(scheme, "file")) {
+  } else if (EqualsIgnoringCase(scheme, "file")) {
     path = FilePathOf(std::string_view(uri).substr(scheme.size() + 1));
-  } else if (EqualsIgnoreCase(scheme, "ldap") || EqualsIgnoreCase(scheme, "ldaps")) {
+  } else if (EqualsIgnoringCase(scheme, "ldap") || EqualsIgnoringCase(scheme, "ldaps")) {
     return Status::Error(errors::kDirectoryProviderNotAvailable,
                          "LDAP directories are not available in this build");
   } else {

@@ -1,6 +1,6 @@
 #include "directory/DistinguishedName.h"
 
-#include "directory/AsciiCase.h"
+#include "directory/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {
@@ -73,7 +73,7 @@ std::vector<Component> SplitDn(std::string_view dn) {
 }
 
 bool IsDomainComponent(const Component& component) {
-  return component.well_formed && EqualsIgnoreCase(component.type, "dc");
+  return component.well_formed && EqualsIgnoringCase(component.type, "dc");
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <optional>
 
-#include "directory/AsciiCase.h"
+#include "directory/TrimBlanks.h"
 #include "directory/DirectoryErrors.h"
 #include "directory/DistinguishedName.h"
 #include "directory/LdifReader.h"
@@ -61,11 +61,11 @@ bool IsAccountEntry(const LdifEntry& entry) {
   bool person = false;
   for (std::string_view object_class : entry.ValuesOf("objectClass")) {
     object_class = TrimBlanks(object_class);
-    if (EqualsIgnoreCase(object_class, "computer")) return false;  // computers are users too
-    person = person || EqualsIgnoreCase(object_class, "user") ||
-             EqualsIgnoreCase(object_class, "person") ||
-             EqualsIgnoreCase(object_class, "organizationalPerson") ||
-             EqualsIgnoreCase(object_class, "inetOrgPerson");
+    if (EqualsIgnoringCase(object_class, "computer")) return false;  // computers are users too
+    person = person || EqualsIgnoringCase(object_class, "user") ||
+             EqualsIgnoringCase(object_class, "person") ||
+             EqualsIgnoringCase(object_class, "organizationalPerson") ||
+             EqualsIgnoringCase(object_class, "inetOrgPerson");
   }
   return person;
 }
@@ -81,7 +81,7 @@ bool HasDisabledFlag(std::string_view text) {
 
 bool IsDisabled(const LdifEntry& entry) {
   return HasDisabledFlag(entry.FirstValueOf("userAccountControl")) ||
-         EqualsIgnoreCase(TrimBlanks(entry.FirstValueOf("nsAccountLock")), "true") ||
+         EqualsIgnoringCase(TrimBlanks(entry.FirstValueOf("nsAccountLock")), "true") ||
          entry.Has("pwdAccountLockedTime");
 }
 

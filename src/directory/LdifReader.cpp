@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "directory/AsciiCase.h"
+#include "directory/TrimBlanks.h"
 #include "directory/Base64.h"
 #include "directory/DirectoryErrors.h"
 
@@ -94,7 +94,7 @@ class Reader {
   Result<std::optional<LdifEntry>> EntryOf(const Record& record) const {
     Result<ParsedLine> first = Parse(record.front());
     if (!first.ok()) return first.status();
-    if (!EqualsIgnoreCase(first->name, "dn") || first->from_url) {
+    if (!EqualsIgnoringCase(first->name, "dn") || first->from_url) {
       return Malformed(record.front().line, "the entry does not start with a dn");
     }
     LdifEntry entry;
@@ -104,10 +104,10 @@ class Reader {
       if (record[i].text == "-") continue;  // ends a modification; nothing to keep
       Result<ParsedLine> parsed = Parse(record[i]);
       if (!parsed.ok()) return parsed.status();
-      if (EqualsIgnoreCase(parsed->name, "changetype")) {
-        if (!EqualsIgnoreCase(parsed->value, "add")) return std::optional<LdifEntry>();
+      if (EqualsIgnoringCase(parsed->name, "changetype")) {
+        if (!EqualsIgnoringCase(parsed->value, "add")) return std::optional<LdifEntry>();
         entry.attributes.clear();  // what came before were the change's controls
-      } else if (EqualsIgnoreCase(parsed->name, "dn")) {
+      } else if (EqualsIgnoringCase(parsed->name, "dn")) {
         return Malformed(record[i].line, "a second dn in one entry (is a blank line missing?)");
       } else if (!parsed->from_url) {
         entry.attributes.push_back({std::move(parsed->name), std::move(parsed->value)});
@@ -125,21 +125,21 @@ class Reader {
 std::vector<std::string_view> LdifEntry::ValuesOf(std::string_view name) const {
   std::vector<std::string_view> values;
   for (const LdifAttribute& attribute : attributes) {
-    if (EqualsIgnoreCase(attribute.name, name)) values.push_back(attribute.value);
+    if (EqualsIgnoringCase(attribute.name, name)) values.push_back(attribute.value);
   }
   return values;
 }
 
 std::string_view LdifEntry::FirstValueOf(std::string_view name) const {
   for (const LdifAttribute& attribute : attributes) {
-    if (EqualsIgnoreCase(attribute.name, name) && !attribute.value.empty()) return attribute.value;
+    if (EqualsIgnoringCase(attribute.name, name) && !attribute.value.empty()) return attribute.value;
   }
   return {};
 }
 
 bool LdifEntry::Has(std::string_view name) const {
   for (const LdifAttribute& attribute : attributes) {
-    if (EqualsIgnoreCase(attribute.name, name)) return true;
+    if (EqualsIgnoringCase(attribute.name, name)) return true;
   }
   return false;
 }
@@ -155,7 +155,7 @@ Result<std::vector<LdifEntry>> ReadLdif(std::string_view text, std::string_view 
     // "version: 1" heads the file, alone or directly above the first entry.
     if (r == 0 && !record.empty()) {
       Result<ParsedLine> first = reader.Parse(record.front());
-      if (first.ok() && EqualsIgnoreCase(first->name, "version")) record.erase(record.begin());
+      if (first.ok() && EqualsIgnoringCase(first->name, "version")) record.erase(record.begin());
     }
     if (record.empty()) continue;
     Result<std::optional<LdifEntry>> entry = reader.EntryOf(record);

@@ -3,6 +3,7 @@
 // in the US English locale: the forms the pages, the queries and the error log print.
 // All functions are pure and thread-safe.
 
+#include <compare>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -55,6 +56,11 @@ Result<Date> ParseDate(std::string_view text);
 // ASCII case folding, as the runtime's UCase/LCase do for the texts this system compares.
 std::string ToUpper(std::string_view text);
 std::string ToLower(std::string_view text);
+// Comparisons as ToLower(a) == ToLower(b) and ToLower(a) <=> ToLower(b) (bytes as unsigned
+// char, then length), without building the lowered copies: filters and store queries compare
+// texts for every row.
+bool EqualsIgnoringCase(std::string_view a, std::string_view b);
+std::strong_ordering CompareIgnoringCase(std::string_view a, std::string_view b);
 // Leading and trailing spaces removed (Trim).
 std::string Trim(std::string_view text);
 

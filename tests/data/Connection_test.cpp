@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "data/StoreQueries.h"
+
 #include <string>
 #include <vector>
 
@@ -12,7 +14,9 @@
 namespace orbitel::data {
 namespace {
 
-const char kLocalFolder[] = "file://./backofficestorage/orbitel.demo/MBX/alice/calendar/";
+using testing::kPeriodQuery;
+using testing::kLocalFolder;
+
 const char kCalDavUnavailable[] = "CalDAV stores are not available in this build";
 
 struct ProviderCase {
@@ -143,15 +147,6 @@ std::string Scoped(const std::string& columns, const std::string& where) {
          where;
 }
 
-const char kPeriodQuery[] =
-    "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\", \"urn:schemas:calendar:alldayevent\", "
-    "\"urn:schemas:calendar:location\", \"urn:schemas:calendar:dtstart\", "
-    "\"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\"  FROM scope('shallow traversal "
-    "of \"file://./backofficestorage/orbitel.demo/MBX/alice/calendar/\"') WHERE "
-    "(\"urn:schemas:calendar:dtstart\" >=CAST(\"2003-10-25T13:00:01Z\" as 'dateTime')) AND "
-    "(\"urn:schemas:calendar:dtend\" <=CAST(\"2003-12-08T13:00:01Z\" as 'dateTime')) AND "
-    "(\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2) AND "
-    "(\"urn:schemas:calendar:busystatus\" <> 'Free')";
 const char kDeleteWhere[] = "WHERE (\"DAV:displayname\" = 'O''Brien.ics')";
 
 TEST_F(ConnectionLocalStore, ThePeriodQueryReturnsTheItemsWhollyInside) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "data/StoreQueries.h"
+
 #include <string>
 #include <vector>
 
@@ -10,34 +12,12 @@
 namespace orbitel::data {
 namespace {
 
-// The queries exactly as the calendar pages send them.
-const char kPeriodQuery[] =
-    "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\", \"urn:schemas:calendar:alldayevent\", "
-    "\"urn:schemas:calendar:location\", \"urn:schemas:calendar:dtstart\", "
-    "\"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\"  FROM scope('shallow traversal "
-    "of \"file://./backofficestorage/orbitel.demo/MBX/alice/calendar/\"') WHERE "
-    "(\"urn:schemas:calendar:dtstart\" >=CAST(\"2003-10-25T13:00:01Z\" as 'dateTime')) AND "
-    "(\"urn:schemas:calendar:dtend\" <=CAST(\"2003-12-08T13:00:01Z\" as 'dateTime')) AND "
-    "(\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2) AND "
-    "(\"urn:schemas:calendar:busystatus\" <> 'Free')";
-const char kLoadQuery[] =
-    "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\", \"DAV:displayname\", "
-    "\"urn:schemas:calendar:busystatus\", \"urn:schemas:calendar:location\", "
-    "\"urn:schemas:calendar:dtstart\", \"urn:schemas:calendar:dtend\", "
-    "\"urn:schemas:calendar:alldayevent\", \"urn:schemas:calendar:recurrenceid\", "
-    "\"urn:schemas:httpmail:textdescription\",  \"urn:schemas:calendar:uid\"  FROM "
-    "scope('shallow traversal of \"http://mail/exchange/alice/calendar/\"') WHERE "
-    "(\"DAV:displayname\" = 'O''Brien.ics')";
-const char kUpdateQuery[] =
-    "SELECT \"DAV:href\", \"urn:schemas:calendar:location\" from scope('shallow traversal of "
-    "\"file://./backofficestorage/orbitel.demo/MBX/alice/calendar/\"') WHERE "
-    "(\"DAV:displayname\" = 'abc.ics')";
-const char kDeleteQuery[] =
-    "SELECT \"DAV:href\",  \"urn:schemas:calendar:uid\"  FROM scope('shallow traversal of "
-    "\"file://./backofficestorage/orbitel.demo/MBX/alice/calendar/\"') WHERE "
-    "(\"DAV:displayname\" = 'O''Brien.ics')";
+using testing::kPeriodQuery;
+using testing::kLoadQuery;
+using testing::kUpdateQuery;
+using testing::kDeleteQuery;
+using testing::kLocalFolder;
 
-const char kLocalFolder[] = "file://./backofficestorage/orbitel.demo/MBX/alice/calendar/";
 
 std::string Operand(const Expression::Operand& operand) {
   if (operand.kind == Expression::Operand::Kind::kField) return operand.field;

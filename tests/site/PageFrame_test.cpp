@@ -13,23 +13,14 @@ namespace orbitel::site {
 namespace {
 
 // A month page as the views declare theirs.
-class MonthPage : public PageFrame {
+class MonthPage : public DatedPage {
  public:
-  MonthPage() : PageFrame({"CalendarMonth.asp", DateStep::kMonth, 1}) {}
-  using PageFrame::PrintGenerateErrors;
-  using PageFrame::ShowCurrentDate;
-  using PageFrame::ShowCurrentVersion;
-  using PageFrame::ShowDateLink;
-  using PageFrame::ShowNextDate;
-  using PageFrame::ShowPreviousDate;
-  void ValidateUserAccess() { CheckPageAccess(); }
+  MonthPage() : DatedPage({"CalendarMonth.asp", DateStep::kMonth, 1}) {}
 };
 
-class WeekPage : public PageFrame {
+class WeekPage : public DatedPage {
  public:
-  WeekPage() : PageFrame({"CalendarWeek.asp", DateStep::kWeek, 1}) {}
-  using PageFrame::ShowNextDate;
-  using PageFrame::ShowPreviousDate;
+  WeekPage() : DatedPage({"CalendarWeek.asp", DateStep::kWeek, 1}) {}
 };
 
 class ItemPage : public PageFrame {
