@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/ServeCommand.h"
 #include "host/StoreCommand.h"
 
 namespace {
@@ -11,6 +12,7 @@ void PrintUsage(std::ostream& out) {
   out << "Usage: orbitel <command> [options]\n"
          "\n"
          "Commands:\n"
+         "  serve    serve the site, or the demo site (orbitel serve --help)\n"
          "  store    manage the local calendar store (orbitel store --help)\n";
 }
 
@@ -25,6 +27,9 @@ int main(int argc, char** argv) {
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
     PrintUsage(std::cout);
     return 0;
+  }
+  if (args[0] == "serve") {
+    return orbitel::host::RunServeCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
   }
   if (args[0] == "store") {
     return orbitel::host::RunStoreCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);

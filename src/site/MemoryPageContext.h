@@ -8,17 +8,18 @@
 #include <vector>
 
 #include "site/PageContext.h"
+#include "site/RequestFields.h"
 
 namespace orbitel::site {
 
 class MemoryPageContext : public PageContext {
  public:
   MemoryPageContext& Query(std::string key, std::string value) {
-    query_.emplace_back(std::move(key), std::move(value));
+    query_.Add(std::move(key), std::move(value));
     return *this;
   }
   MemoryPageContext& Form(std::string key, std::string value) {
-    form_.emplace_back(std::move(key), std::move(value));
+    form_.Add(std::move(key), std::move(value));
     return *this;
   }
   MemoryPageContext& Variable(std::string name, std::string value) {
@@ -38,10 +39,7 @@ class MemoryPageContext : public PageContext {
   const std::vector<std::string>& redirects() const { return redirects_; }
 
  private:
-  using Pairs = std::vector<std::pair<std::string, std::string>>;
-  static std::optional<std::string> Lookup(const Pairs& pairs, std::string_view key);
-
-  Pairs query_, form_;
+  RequestFields query_, form_;
   std::map<std::string, std::string, std::less<>> variables_, session_;
   std::vector<std::string> redirects_;
 };

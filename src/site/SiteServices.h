@@ -18,6 +18,7 @@ struct SiteServices {
 };
 
 const SiteServices& Services();
+// Also points the store providers at store_root.
 void SetServices(SiteServices services);
 
 }  // namespace orbitel::site

@@ -1,0 +1,183 @@
+#include "host/ServeCommand.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <thread>
+
+#include "directory/Directory.h"
+#include "host/DemoSite.h"
+#include "host/WebServer.h"
+#include "runtime/Conversions.h"
+#include "site/SiteFiles.h"
+#include "site/SiteServices.h"
+#include "site/SiteSettings.h"
+#include "site/SiteState.h"
+
+namespace orbitel::host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ServeOptions {
+  std::optional<fs::path> site;
+  std::string address = "127.0.0.1";
+  int port = 8080;
+  int threads = 32;
+  std::optional<std::string> directory;
+  std::optional<fs::path> store_root;
+};
+
+// "127.0.0.1:8080", "[::1]:8080" or "localhost:0".
+bool ParseListen(const std::string& text, ServeOptions& options) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string::npos || colon == 0) return false;
+  std::string host = text.substr(0, colon);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  const std::string port = text.substr(colon + 1);
+  if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos) return false;
+  options.port = std::stoi(port);
+  if (options.port > 65535) return false;
+  options.address = host;
+  return true;
+}
+
+std::optional<std::string> ParseOptions(const std::vector<std::string>& args, ServeOptions& options) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& name = args[i];
+    if (i + 1 >= args.size()) return name + " needs a value";
+    const std::string& value = args[++i];
+    if (name == "--site") {
+      options.site = value;
+    } else if (name == "--listen") {
+      if (!ParseListen(value, options)) return "--listen takes ADDRESS:PORT, e.g. 127.0.0.1:8080";
+    } else if (name == "--threads") {
+      if (value.empty() || value.size() > 4 || value.find_first_not_of("0123456789") != std::string::npos ||
+          std::stoi(value) < 1) {
+        return "--threads takes a number from 1 to 9999";
+      }
+      options.threads = std::stoi(value);
+    } else if (name == "--directory") {
+      options.directory = value;
+    } else if (name == "--store-root") {
+      options.store_root = value;
+    } else {
+      return "unknown option " + name;
+    }
+  }
+  return std::nullopt;
+}
+
+// Prints who can sign in to the demo site, as its settings file says.
+void PrintDemoSignIn(const fs::path& site_folder, std::ostream& out) {
+  site::SiteState& state = site::Site();
+  state.SitePath = site_folder.string() + "/";
+  site::GetSiteVars();
+  out << "Sign in as " << state.UserUserName << " / " << state.UserPassword << " (the team's pages) or "
+      << state.AdminUserName << " / " << state.AdminPassword << " (administrator)\n";
+  state = site::SiteState();
+}
+
+}  // namespace
+
+void PrintServeUsage(std::ostream& out) {
+  out << "Usage: orbitel serve [--site DIR] [--listen ADDRESS:PORT] [--threads N]\n"
+         "                     [--directory URI] [--store-root DIR]\n"
+         "\n"
+         "  --site DIR          the site folder (templates, pictures, settings and user files);\n"
+         "                      without it, the demo site in " << DemoSiteFolder().string() << "\n"
+         "  --listen A:P        where to answer (default 127.0.0.1:8080; port 0 picks a free one)\n"
+         "  --threads N         request threads (default 32)\n"
+         "  --directory URI     file:/path/directory.ldif (default <site>/directory.ldif)\n"
+         "  --store-root DIR    the local calendar store (default <site>/store)\n";
+}
+
+int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  if (!args.empty() && (args[0] == "--help" || args[0] == "-h")) {
+    PrintServeUsage(out);
+    return 0;
+  }
+  ServeOptions options;
+  if (auto problem = ParseOptions(args, options)) {
+    err << "orbitel serve: " << *problem << "\n";
+    PrintServeUsage(err);
+    return 2;
+  }
+
+  const bool demo = !options.site;
+  if (demo) {
+    options.site = DemoSiteFolder();
+    Status prepared = PrepareDemoSite(ShippedSiteFolder(), *options.site, out);
+    if (!prepared.ok()) {
+      err << "orbitel serve: " << prepared.description() << "\n";
+      return 1;
+    }
+  }
+  std::error_code error;
+  const fs::path site_folder = fs::weakly_canonical(fs::absolute(*options.site), error);
+  if (error || !fs::is_directory(site_folder)) {
+    err << "orbitel serve: the site folder " << options.site->string() << " does not exist\n";
+    return 1;
+  }
+
+  site::SiteServices services;
+  services.store_root = options.store_root ? fs::absolute(*options.store_root) : site_folder / "store";
+  std::string directory_source = options.directory.value_or("");
+  if (directory_source.empty() && fs::exists(site_folder / "directory.ldif")) {
+    directory_source = (site_folder / "directory.ldif").string();
+  }
+  if (!directory_source.empty()) {
+    auto directory = directory::OpenDirectory(directory_source);
+    if (!directory.ok()) {
+      err << "orbitel serve: " << directory_source << ": " << directory.status().description() << "\n";
+      return 1;
+    }
+    services.directory = *directory;
+  }
+  site::SetServices(std::move(services));
+
+  // SIGINT and SIGTERM are taken by one thread that stops the server; every other thread,
+  // the request threads included, has them blocked.
+  sigset_t stop_signals;
+  sigemptyset(&stop_signals);
+  sigaddset(&stop_signals, SIGINT);
+  sigaddset(&stop_signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+
+  ServerSettings settings;
+  settings.site_folder = site_folder;
+  settings.address = options.address;
+  settings.port = options.port;
+  settings.threads = options.threads;
+  settings.access_log = &out;
+  settings.error_log = &err;
+  WebServer server(settings);
+  Result<int> port = server.Bind();
+  if (!port.ok()) {
+    err << "orbitel serve: " << port.status().description() << "\n";
+    return 1;
+  }
+  const bool ipv6 = options.address.find(':') != std::string::npos;
+  out << "Orbitel is serving " << site_folder.string() << " at http://"
+      << (ipv6 ? "[" + options.address + "]" : options.address) << ":" << *port << "/\n";
+  if (demo) PrintDemoSignIn(site_folder, out);
+  out << "Press Ctrl+C to stop." << std::endl;
+
+  std::thread stopper([&server, stop_signals] {
+    int signal_number = 0;
+    sigwait(&stop_signals, &signal_number);
+    server.Stop();
+  });
+  server.Serve();
+  // Serve may end without a signal (the socket failed); wake the stopper so it can be joined.
+  pthread_kill(stopper.native_handle(), SIGTERM);
+  stopper.join();
+  out << "Orbitel stopped." << std::endl;
+  return 0;
+}
+
+}  // namespace orbitel::host

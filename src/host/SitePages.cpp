@@ -1,0 +1,119 @@
+#include "host/SitePages.h"
+
+#include "admin/Options.h"
+#include "runtime/Conversions.h"
+#include "views/team/AllDay.h"
+#include "views/team/AllMonth.h"
+#include "views/team/AllNow.h"
+#include "views/team/AllWeek.h"
+
+namespace orbitel::host {
+
+namespace {
+
+// The results every page with a shown date offers its template.
+template <class Page>
+void DateValues(const Page& page, PageValues& values) {
+  values.text["ShowDateLink"] = page.ShowDateLink();
+  values.text["ShowCurrentDate"] = page.ShowCurrentDate();
+  values.text["ShowCurrentVersion"] = page.ShowCurrentVersion();
+}
+
+template <class Page>
+void CalendarValues(const Page& page, PageValues& values) {
+  DateValues(page, values);
+  values.text["PrintCalendar"] = page.PrintCalendar();
+  values.text["PrintGenerateErrors"] = page.PrintGenerateErrors();
+}
+
+template <class Page>
+void SteppingValues(const Page& page, PageValues& values) {
+  CalendarValues(page, values);
+  values.text["ShowPreviousDate"] = page.ShowPreviousDate();
+  values.text["ShowNextDate"] = page.ShowNextDate();
+}
+
+void HomePage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  admin::Options page;
+  page.OnStartPage(context);
+  DateValues(page, values);
+}
+
+void LoginPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  admin::Options page;
+  page.OnStartPage(context);
+  const std::string message = page.Login();
+  if (context->redirect()) return;
+  DateValues(page, values);
+  values.text["LoginMessage"] = message;
+  values.text["ReturnUrl"] = context->RequestText("ReturnUrl");
+  values.text["UserName"] = context->RequestText("cstrUserName");
+  values.text["FormToken"] = context->FormToken();
+}
+
+void MonthPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  views::AllMonth page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess();
+  if (context->redirect()) return;
+  page.GenerateCalendar();
+  SteppingValues(page, values);
+}
+
+void WeekPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  views::AllWeek page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess("False");
+  if (context->redirect()) return;
+  page.GenerateCalendar();
+  SteppingValues(page, values);
+}
+
+void UserListPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  views::AllWeek page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess("True");
+  if (context->redirect()) return;
+  page.GenerateUserList();
+  SteppingValues(page, values);
+}
+
+void DayPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  views::AllDay page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess();
+  if (context->redirect()) return;
+  page.GenerateCalendar();
+  SteppingValues(page, values);
+}
+
+void NowPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  views::AllNow page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess();
+  if (context->redirect()) return;
+  page.GenerateCalendar();
+  CalendarValues(page, values);
+}
+
+constexpr SitePage kPages[] = {
+    {"default.asp", "default", HomePage},
+    {"CalendarLogin.asp", "CalendarLogin", LoginPage},
+    {"CalendarMonth.asp", "CalendarMonth", MonthPage},
+    {"CalendarWeek.asp", "CalendarWeek", WeekPage},
+    {"CalendarUserList.asp", "CalendarUserList", UserListPage},
+    {"CalendarDay.asp", "CalendarDay", DayPage},
+    {"CalendarNow.asp", "CalendarNow", NowPage},
+};
+
+}  // namespace
+
+const SitePage* FindSitePage(std::string_view name) {
+  if (name.empty()) return &kPages[0];
+  for (const SitePage& page : kPages) {
+    if (EqualsIgnoringCase(page.name, name)) return &page;
+  }
+  return nullptr;
+}
+
+}  // namespace orbitel::host

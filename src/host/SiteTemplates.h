@@ -1,0 +1,25 @@
+#pragma once
+// The site's page templates: "templates/<name>.html" in the site folder, mustache text the site
+// owner may edit; every other file of that folder is a partial ("{{> header}}"). Read on each
+// use, so an edit shows on the next request. Method results go in as they stand ("{{{x}}}",
+// they are already HTML); "{{x}}" escapes the five HTML characters, for form attributes.
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "runtime/Status.h"
+
+namespace orbitel::host {
+
+struct PageValues {
+  std::map<std::string, std::string> text;
+  std::map<std::string, bool> flags;  // for "{{#SignedIn}}...{{/SignedIn}}" sections
+};
+
+// The rendered page; an error naming the file when the template is missing or broken.
+Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
+                                   const PageValues& values);
+
+}  // namespace orbitel::host
