@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <mutex>
@@ -143,7 +144,10 @@ struct WebServer::Impl {
                        std::to_string(response.status) + " " + std::to_string(response.body.size());
     if (request_started) {
       const auto elapsed = std::chrono::steady_clock::now() - *request_started;
-      line += " " + std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count() / 1000.0) + "ms";
+      char took[32];
+      std::snprintf(took, sizeof took, " %.1fms",
+                    std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count() / 1000.0);
+      line += took;
       request_started.reset();
     }
     Log(settings.access_log, line);

@@ -1,0 +1,252 @@
+// The web server end to end: a demo site served on a free loopback port, driven over HTTP as a
+// browser would — sign-in, sessions and form tokens, the redirect guard, refused bodies, bad
+// query strings, the files it serves and the ones it never does.
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <filesystem>
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "TempFolder.h"
+#include "site/SiteFixture.h"
+#include "directory/Directory.h"
+#include "host/DemoSite.h"
+#include "host/WebServer.h"
+#include "site/SiteServices.h"
+
+namespace orbitel::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// One server on a fresh copy of the demo site, started for the whole suite.
+class Served {
+ public:
+  explicit Served(const fs::path& site) {
+    ServerSettings settings;
+    settings.site_folder = site;
+    settings.port = 0;
+    settings.threads = 4;
+    server_ = std::make_unique<WebServer>(settings);
+    port_ = server_->Bind().value_or(0);
+    thread_ = std::thread([this] { server_->Serve(); });
+  }
+  ~Served() {
+    server_->Stop();
+    thread_.join();
+  }
+  httplib::Client Client() const { return httplib::Client("127.0.0.1", port_); }
+  int port() const { return port_; }
+
+ private:
+  std::unique_ptr<WebServer> server_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+class WebServerTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = new fs::path(orbitel::testing::MakeTempFolder("orbitel-web"));
+    std::ostringstream progress;
+    ASSERT_TRUE(PrepareDemoSite("www", *folder_ / "site", progress).ok()) << progress.str();
+    site::SiteServices services;
+    services.directory = directory::OpenDirectory((*folder_ / "site" / "directory.ldif").string()).value_or(nullptr);
+    services.store_root = *folder_ / "site" / "store";
+    site::SetServices(services);
+    served_ = new Served(*folder_ / "site");
+  }
+  static void TearDownTestSuite() {
+    delete served_;
+    site::SetServices({});
+    fs::remove_all(*folder_);
+    delete folder_;
+  }
+
+  // The session cookie a response sets ("orbitel_session=..."), empty when none.
+  static std::string CookieOf(const httplib::Result& response) {
+    const std::string header = response->get_header_value("Set-Cookie");
+    return header.substr(0, header.find(';'));
+  }
+  static std::string TokenOf(const std::string& html) {
+    std::smatch match;
+    std::regex_search(html, match, std::regex("name=\"FormToken\" value=\"([0-9a-f]+)\""));
+    return match[1];
+  }
+
+  // Signs in as the team through the form; returns the signed-in cookie.
+  static std::string SignIn(const std::string& return_url = "", std::unique_ptr<httplib::Result>* answer = nullptr) {
+    httplib::Client client = served_->Client();
+    auto page = client.Get("/CalendarLogin.asp");
+    const std::string cookie = CookieOf(page);
+    auto posted = client.Post("/CalendarLogin.asp", {{"Cookie", cookie}},
+                              "FormToken=" + TokenOf(page->body) + "&cstrUserName=team&cstrPassword=team"
+                              "&action=Login&ReturnUrl=" + return_url,
+                              "application/x-www-form-urlencoded");
+    const std::string signed_in = CookieOf(posted);
+    if (answer) *answer = std::make_unique<httplib::Result>(std::move(posted));
+    return signed_in;
+  }
+
+  static httplib::Result Get(const std::string& target, const std::string& cookie) {
+    return served_->Client().Get(target, {{"Cookie", cookie}});
+  }
+
+  static fs::path* folder_;
+  static Served* served_;
+};
+
+fs::path* WebServerTest::folder_ = nullptr;
+Served* WebServerTest::served_ = nullptr;
+
+TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
+  auto month = served_->Client().Get("/CalendarMonth.asp");
+  ASSERT_TRUE(month);
+  EXPECT_EQ(month->status, 302);
+  EXPECT_EQ(month->get_header_value("Location"), "CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
+  EXPECT_EQ(month->body, "");  // nothing of the page is made for a visitor who is not signed in
+
+  auto login = served_->Client().Get("/CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
+  EXPECT_EQ(login->status, 200);
+  EXPECT_NE(login->get_header_value("Set-Cookie").find("; Path=/; HttpOnly; SameSite=Lax"), std::string::npos);
+  EXPECT_NE(login->body.find("name=\"ReturnUrl\" value=\"CalendarMonth.asp\""), std::string::npos);
+
+  std::unique_ptr<httplib::Result> answer;
+  const std::string cookie = SignIn("CalendarMonth.asp", &answer);
+  EXPECT_EQ((*answer)->status, 302);
+  EXPECT_EQ((*answer)->get_header_value("Location"), "CalendarMonth.asp");
+  EXPECT_NE(cookie, CookieOf(login));  // signing in gives the session a new id
+
+  for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp", "/CalendarNow.asp",
+                           "/CalendarUserList.asp", "/calendarmonth.ASP"}) {
+    auto shown = Get(page, cookie);
+    EXPECT_EQ(shown->status, 200) << page;
+    EXPECT_NE(shown->body.find("Alice Walker"), std::string::npos) << page;
+    EXPECT_NE(shown->body.find("Sean O&#39;Neill"), std::string::npos) << page;
+    EXPECT_EQ(shown->body.find("ERROR:"), std::string::npos) << page;
+    EXPECT_EQ(shown->get_header_value("Cache-Control"), "no-store");
+  }
+  EXPECT_NE(Get("/CalendarMonth.asp", cookie)->body.find("_pix.gif"), std::string::npos);
+}
+
+TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
+  httplib::Client client = served_->Client();
+  auto page = client.Get("/CalendarLogin.asp");
+  const std::string cookie = CookieOf(page);
+  const std::string form = "cstrUserName=team&cstrPassword=team&action=Login";
+  const std::string kind = "application/x-www-form-urlencoded";
+
+  EXPECT_EQ(client.Post("/CalendarLogin.asp", {{"Cookie", cookie}}, form, kind)->status, 403);
+  EXPECT_EQ(client.Post("/CalendarLogin.asp", {{"Cookie", cookie}}, form + "&FormToken=" + std::string(32, '0'), kind)->status, 403);
+  // The right token in another visitor's request is no token at all.
+  EXPECT_EQ(client.Post("/CalendarLogin.asp", form + "&FormToken=" + TokenOf(page->body), kind)->status, 403);
+  auto refused = client.Post("/CalendarMonth.asp", {{"Cookie", SignIn()}}, "", kind);
+  EXPECT_EQ(refused->status, 403);
+  EXPECT_NE(refused->body.find("Form expired"), std::string::npos);
+  // The refused posts signed nobody in.
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
+}
+
+TEST_F(WebServerTest, SignInSendsVisitorsOnlyToPagesOfThisSite) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"CalendarDay.asp%3FDAY%3D1", "CalendarDay.asp?DAY=1"},
+      {"http%3A%2F%2Fevil.example%2F", "default.asp"},
+      {"%2F%2Fevil.example", "default.asp"},
+      {"%2F%5Cevil.example", "default.asp"},
+      {"javascript%3Aalert(1)", "default.asp"},
+      {"CalendarDay.asp%0D%0ASet-Cookie%3A%20x%3D1", "default.asp"},
+      {"", "default.asp"},
+  };
+  for (const auto& [asked, sent] : cases) {
+    std::unique_ptr<httplib::Result> answer;
+    SignIn(asked, &answer);
+    EXPECT_EQ((*answer)->status, 302) << asked;
+    EXPECT_EQ((*answer)->get_header_value("Location"), sent) << asked;
+  }
+}
+
+TEST_F(WebServerTest, WrongPasswordsShowTheMessageAndKeepTheName) {
+  httplib::Client client = served_->Client();
+  auto page = client.Get("/CalendarLogin.asp");
+  auto answer = client.Post("/CalendarLogin.asp", {{"Cookie", CookieOf(page)}},
+                            "FormToken=" + TokenOf(page->body) + "&cstrUserName=%22team%22&cstrPassword=x&action=Login",
+                            "application/x-www-form-urlencoded");
+  EXPECT_EQ(answer->status, 200);
+  EXPECT_NE(answer->body.find("Sorry, wrong User Name or Password. Please try again."), std::string::npos);
+  EXPECT_NE(answer->body.find("value=\"&quot;team&quot;\""), std::string::npos);
+}
+
+TEST_F(WebServerTest, AnyQueryStringRendersThePage) {
+  const std::string cookie = SignIn();
+  const std::string targets[] = {
+      "/CalendarMonth.asp?" + std::string(6000, 'x'),
+      "/CalendarMonth.asp?DAY=%zz&MONTH=%&YEAR=%4",
+      "/CalendarWeek.asp?DAY=1&DAY=2&MONTH=3&MONTH=4",
+      "/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000",
+      "/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5",
+      "/CalendarNow.asp?USER=" + std::string(7000, 'u'),
+      "/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
+      "/CalendarUserList.asp?=&&=x&%00=%00",
+  };
+  for (const std::string& target : targets) {
+    auto shown = Get(target, cookie);
+    ASSERT_TRUE(shown) << target.substr(0, 60);
+    EXPECT_EQ(shown->status, 200) << target.substr(0, 60);
+    EXPECT_EQ(shown->body.find("<script>"), std::string::npos) << target.substr(0, 60);
+  }
+  // Past 8 KiB an address is refused whole, as web servers do.
+  EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
+}
+
+TEST_F(WebServerTest, BodiesOverOneMebibyteAreRefused) {
+  httplib::Client client = served_->Client();
+  auto answer = client.Post("/CalendarLogin.asp", std::string(kMaxBodyBytes + 1, 'a'),
+                            "application/x-www-form-urlencoded");
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 413);
+}
+
+TEST_F(WebServerTest, ServesPicturesAndHelpButNeverTheSitesData) {
+  auto picture = served_->Client().Get("/images/BUSY_pix.gif");
+  EXPECT_EQ(picture->status, 200);
+  EXPECT_EQ(picture->get_header_value("Content-Type"), "image/gif");
+  EXPECT_NE(picture->get_header_value("Cache-Control").find("max-age"), std::string::npos);
+  EXPECT_EQ(served_->Client().Get("/dot.gif")->status, 200);
+  EXPECT_EQ(served_->Client().Get("/help/permissions.html")->status, 200);
+  EXPECT_EQ(served_->Client().Get("/styles/orbitel.css")->status, 200);
+
+  for (const char* hidden : {"/OrbitelSettings.xml", "/OrbitelUsers.xml", "/directory.ldif", "/Errorfile.Log",
+                             "/store/orbitel.demo/store.sqlite", "/templates/default.html",
+                             "/images/../OrbitelSettings.xml", "/CalendarSecret.asp"}) {
+    auto answer = served_->Client().Get(hidden);
+    ASSERT_TRUE(answer) << hidden;
+    EXPECT_EQ(answer->status, 404) << hidden;
+    EXPECT_EQ(answer->body.find("admin"), std::string::npos) << hidden;
+  }
+}
+
+TEST_F(WebServerTest, ABrokenSiteStillSignsInAndHidesItsFaults) {
+  const fs::path broken = *folder_ / "broken";
+  fs::create_directories(broken);
+  fs::copy(*folder_ / "site" / "templates", broken / "templates", fs::copy_options::recursive);
+  fs::remove(broken / "templates" / "default.html");
+  site::testing::WriteFile(broken / "OrbitelSettings.xml", "<xml><broken");
+  Served served(broken);
+
+  auto login = served.Client().Get("/CalendarLogin.asp");
+  EXPECT_EQ(login->status, 200);
+  EXPECT_NE(login->body.find("cstrPassword"), std::string::npos);
+  EXPECT_NE(site::testing::ReadFile(broken / "Errorfile.Log").find("AdminStuff.GetSiteVars"), std::string::npos);
+
+  // A missing template shows the plain error page, not where the server looked.
+  auto home = served.Client().Get("/default.asp");
+  EXPECT_EQ(home->status, 500);
+  EXPECT_NE(home->body.find("could not be shown"), std::string::npos);
+  EXPECT_EQ(home->body.find("templates"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace orbitel::host
