@@ -1,7 +1,10 @@
 #include "data/StoreTime.h"
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
+#include <string>
 
 namespace orbitel::data {
 namespace {
@@ -29,16 +32,97 @@ UtcSeconds UtcOfDate(Date utc) {
          static_cast<UtcSeconds>(std::llround(time * kSecondsPerDay));
 }
 
-UtcSeconds UtcOfLocalParts(int year, int month, int day, int hour, int minute, int second) {
+namespace {
+
+// Whole days since 1970-01-01 of a civil date and back (proleptic Gregorian), without the C
+// library: its conversions all take one process-wide lock, which a page's thousands of them
+// would queue on.
+std::int64_t DaysFromCivil(std::int64_t year, int month, int day) {
+  year -= month <= 2;
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const std::int64_t year_of_era = year - era * 400;
+  const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+  const std::int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+  return era * 146097 + day_of_era - 719468;
+}
+
+std::int64_t FloorDiv(std::int64_t a, std::int64_t b) { return a / b - (a % b != 0 && (a < 0) != (b < 0)); }
+
+// A wall-clock reading as seconds counted as if it were UTC; out-of-range parts carry over as
+// mktime carries them.
+UtcSeconds WallSeconds(int year, int month, int day, int hour, int minute, int second) {
+  const std::int64_t months = static_cast<std::int64_t>(year) * 12 + (month - 1);
+  const std::int64_t whole_years = FloorDiv(months, 12);
+  const int month_of_year = static_cast<int>(months - whole_years * 12) + 1;
+  const std::int64_t days = DaysFromCivil(whole_years, month_of_year, 1) + (day - 1);
+  return days * 86400 + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second;
+}
+
+UtcSeconds MktimeOfWall(UtcSeconds wall) {
+  const std::time_t moment = static_cast<std::time_t>(wall);
   std::tm parts{};
-  parts.tm_year = year - 1900;
-  parts.tm_mon = month - 1;
-  parts.tm_mday = day;
-  parts.tm_hour = hour;
-  parts.tm_min = minute;
-  parts.tm_sec = second;
+  gmtime_r(&moment, &parts);
   parts.tm_isdst = -1;  // let the zone rules decide whether daylight-saving time applies
   return static_cast<UtcSeconds>(std::mktime(&parts));
+}
+
+UtcSeconds WallOfUtc(UtcSeconds seconds) {
+  const std::time_t moment = static_cast<std::time_t>(seconds);
+  std::tm parts{};
+  localtime_r(&moment, &parts);
+  return static_cast<UtcSeconds>(timegm(&parts));
+}
+
+// The zone's offset (wall minus UTC) per quarter hour, remembered by each thread. A quarter hour
+// whose first and last second disagree holds an offset change (or a skipped or repeated local
+// time) and is always worked out in full. Emptied when TZ changes; a change of the system's
+// zone file is seen by threads started after it.
+class OffsetCache {
+ public:
+  // `exact` works out one second in full; `offset_of` gives the offset at a second of the bucket.
+  template <class Exact, class Offset>
+  UtcSeconds Convert(UtcSeconds seconds, Exact exact, Offset offset_of) {
+    ForgetOnZoneChange();
+    const std::int64_t bucket = FloorDiv(seconds, kBucket);
+    Slot& slot = slots_[static_cast<std::size_t>(bucket) % slots_.size()];
+    if (!slot.filled || slot.bucket != bucket) {
+      const std::int64_t first = offset_of(bucket * kBucket);
+      slot = Slot{true, bucket, first, first == offset_of(bucket * kBucket + kBucket - 1)};
+    }
+    return slot.uniform ? seconds + slot.offset : exact(seconds);
+  }
+
+ private:
+  static constexpr std::int64_t kBucket = 900;
+  struct Slot {
+    bool filled = false;
+    std::int64_t bucket = 0;
+    std::int64_t offset = 0;
+    bool uniform = false;
+  };
+
+  void ForgetOnZoneChange() {
+    const char* tz = std::getenv("TZ");
+    if (used_ && (tz ? has_tz_ && zone_ == tz : !has_tz_)) return;
+    used_ = true;
+    has_tz_ = tz != nullptr;
+    zone_ = tz ? tz : "";
+    slots_.fill(Slot{});
+  }
+
+  bool used_ = false;
+  bool has_tz_ = false;
+  std::string zone_;
+  std::array<Slot, 512> slots_{};
+};
+
+}  // namespace
+
+UtcSeconds UtcOfLocalParts(int year, int month, int day, int hour, int minute, int second) {
+  thread_local OffsetCache cache;
+  // Here the offset kept is UTC minus wall-clock time.
+  return cache.Convert(WallSeconds(year, month, day, hour, minute, second), MktimeOfWall,
+                       [](UtcSeconds wall) { return MktimeOfWall(wall) - wall; });
 }
 
 UtcSeconds UtcOfLocal(Date local) {
@@ -47,12 +131,9 @@ UtcSeconds UtcOfLocal(Date local) {
 }
 
 Date LocalOfUtc(UtcSeconds seconds) {
-  const std::time_t moment = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  localtime_r(&moment, &parts);
+  thread_local OffsetCache cache;
   // Wall-clock parts as a date serial without a zone: the same arithmetic as for UTC.
-  const UtcSeconds as_if_utc = static_cast<UtcSeconds>(timegm(&parts));
-  return DateOfUtc(as_if_utc);
+  return DateOfUtc(cache.Convert(seconds, WallOfUtc, [](UtcSeconds utc) { return WallOfUtc(utc) - utc; }));
 }
 
 }  // namespace orbitel::data

@@ -1,7 +1,9 @@
 #include "site/TimeZone.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <string>
 
 namespace orbitel::site {
 
@@ -46,10 +48,30 @@ int AskTimeZone(TimeZoneRecord& record) {
   return daylight_now ? 2 : 1;
 }
 
+// The system's answer, remembered by the thread for the quarter hour it was given in and the TZ
+// it was given under: a zone without daylight time answers "unknown", so it is asked on every
+// conversion, and each asking looks a year ahead through the zone's rules.
+int AskTimeZoneQuickly(TimeZoneRecord& record) {
+  thread_local std::time_t asked_in = -1;
+  thread_local std::string asked_under;
+  thread_local TimeZoneRecord answer_record;
+  thread_local int answer = 0;
+  const std::time_t quarter = std::time(nullptr) / 900;
+  const char* tz = std::getenv("TZ");
+  const std::string zone = tz ? std::string("TZ=") + tz : std::string();
+  if (quarter != asked_in || zone != asked_under) {
+    answer = AskTimeZone(answer_record);
+    asked_in = quarter;
+    asked_under = zone;
+  }
+  record = answer_record;
+  return answer;
+}
+
 }  // namespace
 
 Date ConvertTimeZone(Date date, bool to_local) {
-  if (kept_result == 0) kept_result = AskTimeZone(kept_record);
+  if (kept_result == 0) kept_result = AskTimeZoneQuickly(kept_record);
   long long offset = kept_record.bias;
   if (kept_result > 1) offset += kept_record.daylight_bias;
   const int minutes = static_cast<int>(to_local ? -offset : offset);
