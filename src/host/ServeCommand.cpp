@@ -124,6 +124,13 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     return 1;
   }
 
+  if (!fs::is_directory(site_folder / "templates")) {
+    err << "orbitel serve: the site folder " << site_folder.string()
+        << " has no templates/ folder; copy templates/, images/, help/ and styles/ from "
+        << ShippedSiteFolder().string() << " into it\n";
+    return 1;
+  }
+
   site::SiteServices services;
   services.store_root = options.store_root ? fs::absolute(*options.store_root) : site_folder / "store";
   std::string directory_source = options.directory.value_or("");

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "TempFolder.h"
-#include <sys/wait.h>
+#include "host/RunOrbitel.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,22 +14,8 @@
 
 namespace {
 
-struct Outcome {
-  int code;
-  std::string out;
-  std::string err;
-};
-
-std::string Quote(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using orbitel::testing::Outcome;
+using orbitel::testing::Quote;
 
 int LineCount(const std::string& text) {
   int lines = 0;
@@ -46,11 +32,7 @@ class StoreCommandTest : public ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(dir_); }
 
   Outcome Orbitel(const std::string& args) {
-    const std::string command = "TZ=America/New_York " + Quote(ORBITEL_BINARY) + " " + args +
-                                " >" + Quote(dir_ + "/out") + " 2>" + Quote(dir_ + "/err");
-    const int status = std::system(command.c_str());
-    return Outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(dir_ + "/out"),
-               ReadFile(dir_ + "/err")};
+    return orbitel::testing::RunOrbitel(args, dir_, "TZ=America/New_York");
   }
   Outcome Store(const std::string& args) { return Orbitel("store --store-root " + Quote(root_) + " " + args); }
 

@@ -1,0 +1,41 @@
+#pragma once
+// Runs the built orbitel program as an operator would, with its output caught in files of a
+// test's folder.
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace orbitel::testing {
+
+struct Outcome {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+inline std::string Quote(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+inline std::string ReadText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// `environment` goes before the program ("TZ=America/New_York").
+inline Outcome RunOrbitel(const std::string& args, const std::string& folder,
+                          const std::string& environment = "") {
+  const std::string command = environment + " " + Quote(ORBITEL_BINARY) + " " + args + " >" +
+                              Quote(folder + "/out") + " 2>" + Quote(folder + "/err") + " </dev/null";
+  const int status = std::system(command.c_str());
+  return Outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder + "/out"),
+                 ReadText(folder + "/err")};
+}
+
+}  // namespace orbitel::testing
