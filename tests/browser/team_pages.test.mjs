@@ -1,0 +1,384 @@
+// The team pages as a person sees them: the real orbitel program serves a fresh demo site on
+// 127.0.0.1 and headless Chromium signs in, reads the month table, walks the day page back and
+// forth and opens the week and now pages. A screenshot of each page is kept for a human to look
+// at; nothing is written into the source tree.
+//
+// Environment:
+//   ORBITEL_BINARY       the orbitel program to run (required)
+//   ORBITEL_TEST_OUTPUT  folder for the screenshots (default: orbitel-browser-output in the
+//                        system's temporary folder)
+//   ORBITEL_CHROMIUM     the browser (default: /usr/bin/chromium)
+
+import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+import { chromium } from 'playwright-core';
+
+const binary = process.env.ORBITEL_BINARY;
+const outputFolder =
+  process.env.ORBITEL_TEST_OUTPUT || path.join(os.tmpdir(), 'orbitel-browser-output');
+const chromiumPath = process.env.ORBITEL_CHROMIUM || '/usr/bin/chromium';
+
+const chromiumArgs = [
+  '--headless',
+  '--no-sandbox',
+  '--disable-gpu',
+  '--disable-quic',
+  '--no-first-run',
+  '--disable-background-networking',
+  '--disable-component-update',
+  '--disable-sync',
+];
+
+// People the demo directory always holds; the month table must show them by full name, the
+// apostrophe included (the page escapes it, the browser must show it plainly).
+const demoPeople = ['Alice Walker', 'Carla Diaz', 'Keiko Tanaka', "Sean O'Neill"];
+
+const dayNames = ['Sunday', 'Monday', 'Tuesday', 'Wednesday', 'Thursday', 'Friday', 'Saturday'];
+const monthNames = ['January', 'February', 'March', 'April', 'May', 'June', 'July', 'August',
+  'September', 'October', 'November', 'December'];
+
+// A calendar day without a time of day or zone: year, month 1-12, day 1-31.
+function calendarDay(year, month, day) {
+  return { year, month, day };
+}
+
+function addDays(date, count) {
+  const moved = new Date(Date.UTC(date.year, date.month - 1, date.day + count));
+  return calendarDay(moved.getUTCFullYear(), moved.getUTCMonth() + 1, moved.getUTCDate());
+}
+
+// The pages' heading form: "Sunday, November 01, 2026".
+function headingDate(date) {
+  const weekday = new Date(Date.UTC(date.year, date.month - 1, date.day)).getUTCDay();
+  return `${dayNames[weekday]}, ${monthNames[date.month - 1]} ${String(date.day).padStart(2, '0')}, ${date.year}`;
+}
+
+function parseHeadingDate(text) {
+  const match = /^(\w+), (\w+) (\d{2}), (\d{4})$/.exec(text);
+  assert.ok(match, `"${text}" is not a date of the form "Monday, November 23, 2026"`);
+  const month = monthNames.indexOf(match[2]) + 1;
+  assert.ok(month > 0, `"${match[2]}" is not a month name`);
+  const date = calendarDay(Number(match[4]), month, Number(match[3]));
+  assert.equal(headingDate(date), text, 'the weekday in the heading does not match the date');
+  return date;
+}
+
+// ---- The server -------------------------------------------------------------------------
+
+// Runs `orbitel serve` on a free port of 127.0.0.1 with its own data folder, so the demo site is
+// made afresh. Resolves once the server has said where it listens.
+function startServer(dataHome) {
+  const child = spawn(binary, ['serve', '--listen', '127.0.0.1:0'], {
+    env: { ...process.env, XDG_DATA_HOME: dataHome },
+    stdio: ['ignore', 'pipe', 'pipe'],
+  });
+  const server = { child, stdout: '', stderr: '', url: null };
+  server.exited = new Promise((resolve) => {
+    child.on('exit', (code, signal) => resolve({ code, signal }));
+    // A program that could not be started never exits; there is nothing to wait for.
+    child.on('error', () => resolve({ code: null, signal: null }));
+  });
+  child.stderr.setEncoding('utf8');
+  child.stderr.on('data', (text) => { server.stderr += text; });
+  child.stdout.setEncoding('utf8');
+  server.ready = new Promise((resolve, reject) => {
+    // The access log keeps coming for as long as the server runs; it is read to the end so the
+    // server never blocks on a full pipe.
+    child.stdout.on('data', (text) => {
+      server.stdout += text;
+      const match = /Orbitel is serving .* at (http:\/\/127\.0\.0\.1:\d+\/)/.exec(server.stdout);
+      if (match && !server.url) {
+        server.url = match[1];
+        resolve(server.url);
+      }
+    });
+    child.on('error', (error) => reject(new Error(`cannot start ${binary}: ${error.message}`)));
+    server.exited.then(({ code, signal }) => {
+      if (!server.url) {
+        reject(new Error(`orbitel serve ended before serving (exit ${code}, signal ${signal})\n` +
+          `stdout:\n${server.stdout}\nstderr:\n${server.stderr}`));
+      }
+    });
+  });
+  return server;
+}
+
+async function stopServer(server) {
+  if (server.child.exitCode === null && server.child.signalCode === null) {
+    server.child.kill('SIGTERM');
+  }
+  return server.exited;
+}
+
+// ---- The steps --------------------------------------------------------------------------
+
+const results = [];
+
+async function step(name, body) {
+  try {
+    await body();
+    results.push({ name, ok: true });
+    console.log(`ok - ${name}`);
+  } catch (error) {
+    results.push({ name, ok: false });
+    console.log(`not ok - ${name}`);
+    throw error;
+  }
+}
+
+// Everything the browser fetched that the server refused or failed, and script errors: a team
+// page must load whole, pictures and style sheet included.
+function watchForFaults(page) {
+  const faults = [];
+  page.on('response', (response) => {
+    if (response.status() >= 400) faults.push(`${response.status()} ${response.url()}`);
+  });
+  page.on('requestfailed', (request) => {
+    faults.push(`failed ${request.url()}: ${request.failure()?.errorText}`);
+  });
+  page.on('pageerror', (error) => faults.push(`script error: ${error.message}`));
+  return faults;
+}
+
+function pageName(page) {
+  return new URL(page.url()).pathname.replace(/^\//, '');
+}
+
+async function heading(page) {
+  return (await page.locator('.date-bar h1').innerText()).trim();
+}
+
+async function screenshot(page, name) {
+  await page.screenshot({ path: path.join(outputFolder, `${name}.png`), fullPage: true });
+}
+
+async function allPicturesLoaded(page) {
+  return page.evaluate(() =>
+    [...document.images].filter((image) => !image.complete || image.naturalWidth === 0)
+      .map((image) => image.getAttribute('src')));
+}
+
+async function checkTeamPages(base, page) {
+  const faults = watchForFaults(page);
+  let today;
+
+  await step('a team page asks a stranger to sign in first', async () => {
+    await page.goto(new URL('CalendarMonth.asp', base).href);
+    assert.equal(pageName(page), 'CalendarLogin.asp');
+    assert.equal(new URL(page.url()).searchParams.get('ReturnUrl'), 'CalendarMonth.asp');
+    await page.locator('input[name="cstrUserName"]').waitFor();
+    assert.equal(await page.locator('input[name="cstrPassword"]').getAttribute('type'), 'password');
+    assert.equal((await page.locator('p.message').innerText()).trim(), '');
+  });
+
+  await step('a wrong password is refused with the sign-in message', async () => {
+    await page.fill('input[name="cstrUserName"]', 'team');
+    await page.fill('input[name="cstrPassword"]', 'not-the-password');
+    await Promise.all([
+      page.waitForNavigation(),
+      page.click('button[name="action"][value="Login"]'),
+    ]);
+    assert.equal(pageName(page), 'CalendarLogin.asp');
+    assert.equal((await page.locator('p.message').innerText()).trim(),
+      'Sorry, wrong User Name or Password. Please try again.');
+    // The form is still there, ready for a second try, and still knows where to go after it.
+    assert.equal(await page.locator('input[name="ReturnUrl"]').inputValue(), 'CalendarMonth.asp');
+    await screenshot(page, 'sign-in');
+  });
+
+  await step('the team signs in and lands on the month table', async () => {
+    await page.fill('input[name="cstrUserName"]', 'team');
+    await page.fill('input[name="cstrPassword"]', 'team');
+    await Promise.all([
+      page.waitForNavigation(),
+      page.click('button[name="action"][value="Login"]'),
+    ]);
+    assert.equal(pageName(page), 'CalendarMonth.asp');
+    const title = await heading(page);
+    assert.match(title, /^Team month: /);
+    today = parseHeadingDate(title.replace(/^Team month: /, ''));
+    for (const name of ['a.previous', 'a.next', 'a.today']) {
+      assert.equal(await page.locator(`.date-bar ${name}`).count(), 1, `${name} in the date bar`);
+    }
+  });
+
+  await step('the month table shows the demo people with their busy marks', async () => {
+    const main = await page.locator('main').innerText();
+    for (const person of demoPeople) {
+      assert.ok(main.includes(person), `the month table does not name ${person}`);
+    }
+    // One row per person: the person's name links to their own month.
+    const personLinks = page.locator('main a[href^="CalendarPersonalMonth.asp"]', { hasText: /\S/ });
+    assert.ok(await personLinks.count() >= demoPeople.length, 'too few people in the month table');
+    // The demo appointments around today leave marks on the days they fall on.
+    const marks = page.locator('main img[src*="_pix.gif"]');
+    assert.ok(await marks.count() > 0, 'no busy mark anywhere in the month table');
+    const kinds = await marks.evaluateAll((images) =>
+      [...new Set(images.map((image) => image.getAttribute('src')))]);
+    for (const kind of kinds) {
+      assert.match(kind, /^images\/(BUSY|TENTATIVE|OOF|FREE|Location|NoLocation)_pix\.gif$/);
+    }
+    // A mark for today links to that person's day.
+    const todayMark = page.locator(`main a[href*="CalendarPersonalDay.asp?DAY=${today.day}&MONTH=${today.month}&YEAR=${today.year}&"] img[src*="_pix.gif"]`);
+    assert.ok(await todayMark.count() > 0, 'nobody has a mark today, though the demo fills today');
+    assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
+    await screenshot(page, 'month');
+  });
+
+  // The first of the month: the day before it is in the month before.
+  const first = () => calendarDay(today.year, today.month, 1);
+
+  await step('a day number in the month header opens the team day', async () => {
+    const dayLink = page.locator(
+      `main a[href="CalendarDay.asp?DAY=1&MONTH=${today.month}&YEAR=${today.year}&USER="]`);
+    assert.equal(await dayLink.count(), 1, 'the month header links its first day once');
+    await Promise.all([page.waitForNavigation(), dayLink.click()]);
+    assert.equal(pageName(page), 'CalendarDay.asp');
+    assert.equal(await heading(page), `Team day: ${headingDate(first())}`);
+    const main = await page.locator('main').innerText();
+    for (const person of demoPeople) {
+      assert.ok(main.includes(person), `the day table does not name ${person}`);
+    }
+    assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
+    await screenshot(page, 'day');
+  });
+
+  await step('previous and next on the day page move one day at a time', async () => {
+    const walk = async (link, expected) => {
+      await Promise.all([page.waitForNavigation(), page.click(`.date-bar ${link}`)]);
+      assert.equal(pageName(page), 'CalendarDay.asp');
+      assert.equal(await heading(page), `Team day: ${headingDate(expected)}`);
+    };
+    await walk('a.previous', addDays(first(), -1));
+    await walk('a.next', first());
+    await walk('a.next', addDays(first(), 1));
+    await walk('a.next', addDays(first(), 2));
+    await walk('a.previous', addDays(first(), 1));
+  });
+
+  await step('the day page comes back to today', async () => {
+    await Promise.all([page.waitForNavigation(), page.click('.date-bar a.today')]);
+    assert.equal(pageName(page), 'CalendarDay.asp');
+    const shown = parseHeadingDate((await heading(page)).replace(/^Team day: /, ''));
+    assertTodayOrLater(shown, today);
+  });
+
+  await step('the week page shows the team this week', async () => {
+    await page.goto(new URL('CalendarWeek.asp', base).href);
+    assert.equal(pageName(page), 'CalendarWeek.asp');
+    const title = await heading(page);
+    assert.match(title, /^Team week: /);
+    assertTodayOrLater(parseHeadingDate(title.replace(/^Team week: /, '')), today);
+    const main = await page.locator('main').innerText();
+    for (const person of demoPeople) {
+      assert.ok(main.includes(person), `the week table does not name ${person}`);
+    }
+    assert.ok(await page.locator('main img[src*="_pix.gif"]').count() > 0,
+      'no busy mark anywhere in the week table');
+    assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
+    await screenshot(page, 'week');
+  });
+
+  await step('the now page shows a tile for each person', async () => {
+    await page.goto(new URL('CalendarNow.asp', base).href);
+    assert.equal(pageName(page), 'CalendarNow.asp');
+    const title = await heading(page);
+    assert.match(title, /^Who is busy now: /);
+    assertTodayOrLater(parseHeadingDate(title.replace(/^Who is busy now: /, '')), today);
+    // The now page has no way to other days.
+    assert.equal(await page.locator('.date-bar a').count(), 0);
+    const main = await page.locator('main').innerText();
+    for (const person of demoPeople) {
+      assert.ok(main.includes(person), `the now page does not name ${person}`);
+    }
+    const tiles = await page.locator('main img[src^="images/cap-"]').evaluateAll((images) =>
+      images.map((image) => image.getAttribute('src')));
+    assert.ok(tiles.length >= demoPeople.length, 'too few tiles on the now page');
+    for (const tile of tiles) {
+      assert.match(tile, /^images\/cap-(busy|prov|fort|leer)\.gif$/);
+    }
+    assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
+    await screenshot(page, 'now');
+  });
+
+  await step('nothing the pages asked for failed', async () => {
+    assert.deepEqual(faults, []);
+  });
+}
+
+// The pages take today from the server's clock; a run that crosses midnight sees the next day.
+function assertTodayOrLater(shown, today) {
+  const next = addDays(today, 1);
+  assert.ok(headingDate(shown) === headingDate(today) || headingDate(shown) === headingDate(next),
+    `expected ${headingDate(today)}, the page shows ${headingDate(shown)}`);
+}
+
+// ---- The run ----------------------------------------------------------------------------
+
+async function main() {
+  if (!binary) throw new Error('ORBITEL_BINARY must name the orbitel program to test');
+  if (!fs.existsSync(binary)) throw new Error(`ORBITEL_BINARY ${binary} does not exist`);
+  if (!fs.existsSync(chromiumPath)) throw new Error(`no browser at ${chromiumPath}`);
+  fs.mkdirSync(outputFolder, { recursive: true });
+
+  const dataHome = fs.mkdtempSync(path.join(os.tmpdir(), 'orbitel-browser-'));
+  let server = null;
+  let browser = null;
+  let failure = null;
+  try {
+    server = startServer(dataHome);
+    const base = await server.ready;
+    console.log(`# server at ${base}, screenshots in ${outputFolder}`);
+    browser = await chromium.launch({ executablePath: chromiumPath, args: chromiumArgs });
+    const context = await browser.newContext({ viewport: { width: 1280, height: 900 } });
+    const page = await context.newPage();
+    try {
+      await checkTeamPages(base, page);
+    } catch (error) {
+      // The page as it was when the check failed, next to the others.
+      await screenshot(page, 'failure').catch(() => {});
+      throw error;
+    }
+    await context.close();
+  } catch (error) {
+    failure = error;
+  } finally {
+    if (browser) await browser.close().catch(() => {});
+    if (server) {
+      const { code, signal } = await stopServer(server);
+      if (!failure) {
+        try {
+          await step('the server stops cleanly on SIGTERM', async () => {
+            assert.equal(signal, null, `the server was ended by ${signal}`);
+            assert.equal(code, 0, `the server exited with ${code}\nstderr:\n${server.stderr}`);
+            assert.match(server.stdout, /Orbitel stopped\.\s*$/);
+          });
+        } catch (error) {
+          failure = error;
+        }
+      }
+      if (failure && server.stdout) {
+        console.error(`# server output:\n${server.stdout.replace(/^/gm, '#   ')}`);
+      }
+      if (failure && server.stderr) {
+        console.error(`# server errors:\n${server.stderr.replace(/^/gm, '#   ')}`);
+      }
+    }
+    fs.rmSync(dataHome, { recursive: true, force: true });
+  }
+
+  if (failure) {
+    console.error(`\nFAILED: ${failure.stack || failure}`);
+    process.exitCode = 1;
+  } else {
+    console.log(`\nall ${results.length} steps passed`);
+  }
+}
+
+main().catch((error) => {
+  console.error(`FAILED: ${error.stack || error}`);
+  process.exitCode = 1;
+});
