@@ -2,6 +2,9 @@
 
 #include "admin/Options.h"
 #include "runtime/Conversions.h"
+#include "views/personal/PerDay.h"
+#include "views/personal/PerMonth.h"
+#include "views/personal/PerWeek.h"
 #include "views/team/AllDay.h"
 #include "views/team/AllMonth.h"
 #include "views/team/AllNow.h"
@@ -96,6 +99,19 @@ void NowPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values
   CalendarValues(page, values);
 }
 
+// The personal pages: one user's day, week or month, and the link for a new appointment.
+template <class Page>
+void PersonalPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  Page page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess();
+  if (context->redirect()) return;
+  page.GenerateCalendar();
+  SteppingValues(page, values);
+  values.text["ShowNewCalendarItemLink"] = page.ShowNewCalendarItemLink();
+  values.text["User"] = context->RequestText("USER");
+}
+
 constexpr SitePage kPages[] = {
     {"default.asp", "default", HomePage},
     {"CalendarLogin.asp", "CalendarLogin", LoginPage},
@@ -104,6 +120,9 @@ constexpr SitePage kPages[] = {
     {"CalendarUserList.asp", "CalendarUserList", UserListPage},
     {"CalendarDay.asp", "CalendarDay", DayPage},
     {"CalendarNow.asp", "CalendarNow", NowPage},
+    {"CalendarPersonalDay.asp", "CalendarPersonalDay", PersonalPage<views::PerDay>},
+    {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", PersonalPage<views::PerWeek>},
+    {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", PersonalPage<views::PerMonth>},
 };
 
 }  // namespace

@@ -282,6 +282,17 @@ async function checkTeamPages(base, page) {
     await screenshot(page, 'week');
   });
 
+  await step('a name in the week table opens that person\'s week', async () => {
+    await page.goto(new URL('CalendarWeek.asp', base).href);
+    await Promise.all([page.waitForNavigation(), page.getByText('Alice Walker').click()]);
+    assert.equal(pageName(page), 'CalendarPersonalWeek.asp');
+    const main = await page.locator('main').innerText();
+    assert.match(main, /alice - Week Commencing \d+\/\d+\/\d{4}/);
+    assert.ok(await page.locator('main a[href^="CalendarItem.asp?UserName=alice&Name="]').count() > 0,
+      'no appointment of alice\'s week links to the appointment page');
+    await screenshot(page, 'personal-week');
+  });
+
   await step('the now page shows a tile for each person', async () => {
     await page.goto(new URL('CalendarNow.asp', base).href);
     assert.equal(pageName(page), 'CalendarNow.asp');

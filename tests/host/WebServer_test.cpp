@@ -130,6 +130,14 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
     EXPECT_EQ(shown->get_header_value("Cache-Control"), "no-store");
   }
   EXPECT_NE(Get("/CalendarMonth.asp", cookie)->body.find("_pix.gif"), std::string::npos);
+
+  for (const char* page : {"/CalendarPersonalDay.asp", "/CalendarPersonalWeek.asp", "/CalendarPersonalMonth.asp"}) {
+    auto shown = Get(std::string(page) + "?USER=alice", cookie);
+    EXPECT_EQ(shown->status, 200) << page;
+    EXPECT_TRUE(std::regex_search(shown->body, std::regex("<b>(&nbsp;)?alice - "))) << page;
+    EXPECT_NE(shown->body.find("href=\"CalendarItem.asp?UserName=alice&Method=New\""), std::string::npos) << page;
+    EXPECT_EQ(shown->body.find("ERROR:"), std::string::npos) << page;
+  }
 }
 
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
