@@ -1,6 +1,7 @@
 #include "host/SitePages.h"
 
 #include "admin/Options.h"
+#include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
 #include "views/personal/PerDay.h"
 #include "views/personal/PerMonth.h"
@@ -123,6 +124,7 @@ constexpr SitePage kPages[] = {
     {"CalendarPersonalDay.asp", "CalendarPersonalDay", PersonalPage<views::PerDay>},
     {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", PersonalPage<views::PerWeek>},
     {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", PersonalPage<views::PerMonth>},
+    {"CalendarItem.asp", "CalendarItem", AppointmentPage},
 };
 
 }  // namespace
