@@ -78,13 +78,14 @@ class WebServerTest : public ::testing::Test {
   }
 
   // Signs in as the team through the form; returns the signed-in cookie.
-  static std::string SignIn(const std::string& return_url = "", std::unique_ptr<httplib::Result>* answer = nullptr) {
+  static std::string SignIn(const std::string& return_url = "", std::unique_ptr<httplib::Result>* answer = nullptr,
+                            const std::string& account = "team") {
     httplib::Client client = served_->Client();
     auto page = client.Get("/CalendarLogin.asp");
     const std::string cookie = CookieOf(page);
     auto posted = client.Post("/CalendarLogin.asp", {{"Cookie", cookie}},
-                              "FormToken=" + TokenOf(page->body) + "&cstrUserName=team&cstrPassword=team"
-                              "&action=Login&ReturnUrl=" + return_url,
+                              "FormToken=" + TokenOf(page->body) + "&cstrUserName=" + account + "&cstrPassword=" + account +
+                                  "&action=Login&ReturnUrl=" + return_url,
                               "application/x-www-form-urlencoded");
     const std::string signed_in = CookieOf(posted);
     if (answer) *answer = std::make_unique<httplib::Result>(std::move(posted));
@@ -138,6 +139,27 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
     EXPECT_NE(shown->body.find("href=\"CalendarItem.asp?UserName=alice&Method=New\""), std::string::npos) << page;
     EXPECT_EQ(shown->body.find("ERROR:"), std::string::npos) << page;
   }
+}
+
+TEST_F(WebServerTest, TheAdministratorAddsAnAppointmentThroughItsForm) {
+  EXPECT_EQ(Get("/CalendarItem.asp?UserName=alice&Method=New", SignIn())->get_header_value("Location"),
+            "CalendarLogin.asp?ReturnUrl=CalendarItem.asp");
+
+  const std::string cookie = SignIn("", nullptr, "admin");
+  auto form = Get("/CalendarItem.asp?UserName=alice&Method=New", cookie);
+  ASSERT_EQ(form->status, 200);
+  EXPECT_NE(form->body.find("<option value=\"9:00 AM\">9:00 AM</option>"), std::string::npos);
+  auto saved = served_->Client().Post(
+      "/CalendarItem.asp", {{"Cookie", cookie}},
+      "FormToken=" + TokenOf(form->body) + "&UserName=alice&Method=New&subject=Fire+drill+%3Cb%3E&location=Yard"
+      "&StartYear=2030&StartMonth=3&StartDay=4&StartTime=9%3A00+AM&EndYear=2030&EndMonth=3&EndDay=4"
+      "&EndTime=9%3A30+AM&busystatus=BUSY&txtMsgBody=&action=Save",
+      "application/x-www-form-urlencoded");
+  EXPECT_EQ(saved->status, 302);
+  EXPECT_EQ(saved->get_header_value("Location"), "CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice");
+  auto day = Get("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice", cookie);
+  EXPECT_NE(day->body.find("9:00:00 - 9:30:00"), std::string::npos);
+  EXPECT_NE(day->body.find("Fire drill &lt;b&gt;</a>"), std::string::npos);
 }
 
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
