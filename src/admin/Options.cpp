@@ -54,4 +54,20 @@ void Options::ValidateAdminAccess() {
   CheckPageAccess();
 }
 
+std::string Options::GetExchangeDomain() const { return site::Site().ExchangeServerName; }
+std::string Options::GetLocationEntry() const { return site::Site().LocationEntry; }
+std::string Options::GetLocationNoEntry() const { return site::Site().LocationNoEntry; }
+std::string Options::GetUserUserName() const { return site::Site().UserUserName; }
+std::string Options::GetUserPassword() const { return site::Site().UserPassword; }
+std::string Options::GetAdminUserName() const { return site::Site().AdminUserName; }
+std::string Options::GetAdminPassword() const { return site::Site().AdminPassword; }
+
+std::string Options::ShowExchangeConnectionMethod(bool yes) const {
+  return site::Site().ExchangeViaBackoffice == yes ? "checked" : "";
+}
+
+std::string Options::ShowLocation(bool yes) const {
+  return (site::Site().ShowLocation != "No") == yes ? "checked" : "";
+}
+
 }  // namespace orbitel::admin

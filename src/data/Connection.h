@@ -17,6 +17,9 @@ inline constexpr int kStateOpen = 1;
 
 class Connection {
  public:
+  // The data layer's version, as the installation check reads it.
+  static std::string Version() { return "2.8"; }
+
   std::string Provider;
   int Mode = 0;  // 3: read/write; accepted and not otherwise used
 

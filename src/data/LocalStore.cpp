@@ -151,6 +151,14 @@ class LocalStoreFolder final : public StoreFolder {
 
 class LocalStoreProvider final : public StoreProvider {
  public:
+  Status ProbeService(const std::string& url_base) const override {
+    const auto address = ParseFolderUrl(url_base + "probe/calendar/");
+    if (!address) return CannotOpen("The URL " + url_base + " is not a local store's mailbox root");
+    const std::string& root = StoreConfiguration().store_root;
+    if (root.empty()) return CannotOpen("The local store has no root folder configured");
+    return LocalStoreDatabase::Open(root, address->domain).status();
+  }
+
   Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const override {
     const auto address = ParseFolderUrl(url);
     if (!address) {

@@ -49,6 +49,9 @@ class StoreProvider {
   // A missing folder or mailbox, a store that cannot be read, or a URL this provider does not
   // serve: errors::kCannotOpenFolder.
   virtual Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const = 0;
+  // Whether the store behind the folder URLs that start with url_base ("...<domain>/MBX/")
+  // answers at all, mailboxes aside: the installation check's store service probe.
+  virtual Status ProbeService(const std::string& url_base) const = 0;
 };
 
 // Where the providers find their stores; set once when the program starts.

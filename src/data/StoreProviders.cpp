@@ -24,6 +24,9 @@ class UnavailableCalDavProvider final : public StoreProvider {
   Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string&) const override {
     return CannotOpenFolder("CalDAV stores are not available in this build");
   }
+  Status ProbeService(const std::string&) const override {
+    return CannotOpenFolder("CalDAV stores are not available in this build");
+  }
 };
 
 std::shared_ptr<const StoreProvider> CalDavProvider() {

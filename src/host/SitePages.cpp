@@ -55,6 +55,37 @@ void LoginPage(const std::shared_ptr<HttpPageContext>& context, PageValues& valu
   values.text["FormToken"] = context->FormToken();
 }
 
+// The options page: saving the posted settings, the form with the current ones and the people
+// to include; or, when asked, the installation check alone (it ends the sign-in, so the form
+// would only send the administrator to sign in again).
+void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  admin::Options page;
+  page.OnStartPage(context);
+  page.ValidateAdminAccess();
+  if (context->redirect()) return;
+  DateValues(page, values);
+  if (context->RequestText("action") == "Check") {
+    values.text["SiteCheck"] = page.SiteCheck();
+    values.flags["Checked"] = true;
+    return;
+  }
+  values.text["SaveOptionChanges"] = page.SaveOptionChanges();
+  values.flags["SaveAnswered"] = !values.text["SaveOptionChanges"].empty();
+  values.text["PrintUsers"] = page.PrintUsers();
+  values.text["GetExchangeDomain"] = page.GetExchangeDomain();
+  values.text["GetLocationEntry"] = page.GetLocationEntry();
+  values.text["GetLocationNoEntry"] = page.GetLocationNoEntry();
+  values.text["GetUserUserName"] = page.GetUserUserName();
+  values.text["GetUserPassword"] = page.GetUserPassword();
+  values.text["GetAdminUserName"] = page.GetAdminUserName();
+  values.text["GetAdminPassword"] = page.GetAdminPassword();
+  values.text["LocalStoreChecked"] = page.ShowExchangeConnectionMethod(true);
+  values.text["HttpStoreChecked"] = page.ShowExchangeConnectionMethod(false);
+  values.text["ShowLocationChecked"] = page.ShowLocation(true);
+  values.text["HideLocationChecked"] = page.ShowLocation(false);
+  values.text["FormToken"] = context->FormToken();
+}
+
 void MonthPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   views::AllMonth page;
   page.OnStartPage(context);
@@ -125,6 +156,7 @@ constexpr SitePage kPages[] = {
     {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", PersonalPage<views::PerWeek>},
     {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", PersonalPage<views::PerMonth>},
     {"CalendarItem.asp", "CalendarItem", AppointmentPage},
+    {"CalendarOptions.asp", "CalendarOptions", OptionsPage},
 };
 
 }  // namespace

@@ -24,7 +24,18 @@ Status FirstRunDone(bool& done) {
   return Status::Ok();
 }
 
-Status WriteUsers(const UserList& users) {
+Status MarkFirstRunDone() {
+  data::Recordset settings;
+  Status status = data::OpenRowsetFile(SettingsPath(), settings);
+  if (!status.ok()) return status;
+  if (!(status = settings.SetField("FirstTime", std::string("No"))).ok()) return status;
+  if (!(status = settings.Update()).ok()) return status;
+  return data::SaveRowsetFile(settings, SettingsPath());
+}
+
+}  // namespace
+
+Status SaveUsers(const UserList& users) {
   data::Recordset file;
   Status status = data::OpenRowsetFile(UsersPath(), file);
   if (!status.ok()) return status;
@@ -41,17 +52,6 @@ Status WriteUsers(const UserList& users) {
   return data::SaveRowsetFile(file, UsersPath());
 }
 
-Status MarkFirstRunDone() {
-  data::Recordset settings;
-  Status status = data::OpenRowsetFile(SettingsPath(), settings);
-  if (!status.ok()) return status;
-  if (!(status = settings.SetField("FirstTime", std::string("No"))).ok()) return status;
-  if (!(status = settings.Update()).ok()) return status;
-  return data::SaveRowsetFile(settings, SettingsPath());
-}
-
-}  // namespace
-
 std::string SplitUserEntry(std::string_view entry, bool want_full_name) {
   const auto bar = entry.find('|');
   std::string_view account = entry.substr(0, bar);
@@ -67,7 +67,7 @@ void InitialiseUsers(const UserList& users) {
     bool done = false;
     Status status = FirstRunDone(done);
     if (!status.ok() || done) return status;
-    if (!(status = WriteUsers(users)).ok()) return status;
+    if (!(status = SaveUsers(users)).ok()) return status;
     return MarkFirstRunDone();
   });
 }

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/Status.h"
+
 namespace orbitel::site {
 
 using UserList = std::vector<std::string>;
@@ -13,6 +15,10 @@ using UserList = std::vector<std::string>;
 // The entry's account name (or, with want_full_name, its full name), trimmed; empty when the
 // entry has no account name.
 std::string SplitUserEntry(std::string_view entry, bool want_full_name);
+
+// Replaces the users file's rows with the entries' account names (an entry may be a plain
+// account name), in order.
+Status SaveUsers(const UserList& users);
 
 // On the site's first run (the settings' "FirstTime" is not "NO" in any case) writes every
 // entry's account name into the users file and then marks the first run done ("No").

@@ -162,6 +162,22 @@ TEST_F(WebServerTest, TheAdministratorAddsAnAppointmentThroughItsForm) {
   EXPECT_NE(day->body.find("Fire drill &lt;b&gt;</a>"), std::string::npos);
 }
 
+TEST_F(WebServerTest, OnlyTheAdministratorSeesTheOptionsAndTheCheckEndsTheSignIn) {
+  EXPECT_EQ(Get("/CalendarOptions.asp", SignIn())->get_header_value("Location"),
+            "CalendarLogin.asp?ReturnUrl=CalendarOptions.asp");
+  const std::string cookie = SignIn("", nullptr, "admin");
+  auto options = Get("/CalendarOptions.asp", cookie);
+  EXPECT_EQ(options->status, 200);
+  EXPECT_NE(options->body.find("name=\"cstrAdminUserName\" value=\"admin\""), std::string::npos);
+  EXPECT_NE(options->body.find("checked value='alice' name=AddUser"), std::string::npos);
+
+  auto check = Get("/CalendarOptions.asp?action=Check", cookie);
+  EXPECT_EQ(check->status, 200);
+  EXPECT_NE(check->body.find("Exchange Server:"), std::string::npos);
+  const std::string after_check = CookieOf(check);
+  EXPECT_EQ(Get("/CalendarOptions.asp", after_check.empty() ? cookie : after_check)->status, 302);
+}
+
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
   httplib::Client client = served_->Client();
   auto page = client.Get("/CalendarLogin.asp");
