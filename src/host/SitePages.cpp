@@ -1,5 +1,7 @@
 #include "host/SitePages.h"
 
+#include <type_traits>
+
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
@@ -86,75 +88,61 @@ void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& va
   values.text["FormToken"] = context->FormToken();
 }
 
-void MonthPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
-  views::AllMonth page;
+// Starts a calendar view and runs its access check with the argument its class takes; false
+// when the check sent the visitor to sign in, so nothing more is made.
+template <class Page, class... CheckArgument>
+bool Started(Page& page, const std::shared_ptr<HttpPageContext>& context, CheckArgument... argument) {
   page.OnStartPage(context);
-  page.ValidateUserAccess();
-  if (context->redirect()) return;
-  page.GenerateCalendar();
-  SteppingValues(page, values);
+  page.ValidateUserAccess(argument...);
+  return !context->redirect();
 }
 
+// The team month and day pages, and the personal pages with their new-appointment link.
+template <class Page>
+void ViewPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  Page page;
+  if (!Started(page, context)) return;
+  page.GenerateCalendar();
+  SteppingValues(page, values);
+  if constexpr (std::is_base_of_v<views::PersonalPage, Page>) {
+    values.text["ShowNewCalendarItemLink"] = page.ShowNewCalendarItemLink();
+    values.text["User"] = context->RequestText("USER");
+  }
+}
+
+// The week page and the user list share their class and its check with a "True"/"False" text.
 void WeekPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   views::AllWeek page;
-  page.OnStartPage(context);
-  page.ValidateUserAccess("False");
-  if (context->redirect()) return;
+  if (!Started(page, context, "False")) return;
   page.GenerateCalendar();
   SteppingValues(page, values);
 }
 
 void UserListPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   views::AllWeek page;
-  page.OnStartPage(context);
-  page.ValidateUserAccess("True");
-  if (context->redirect()) return;
+  if (!Started(page, context, "True")) return;
   page.GenerateUserList();
-  SteppingValues(page, values);
-}
-
-void DayPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
-  views::AllDay page;
-  page.OnStartPage(context);
-  page.ValidateUserAccess();
-  if (context->redirect()) return;
-  page.GenerateCalendar();
   SteppingValues(page, values);
 }
 
 void NowPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   views::AllNow page;
-  page.OnStartPage(context);
-  page.ValidateUserAccess();
-  if (context->redirect()) return;
+  if (!Started(page, context)) return;
   page.GenerateCalendar();
   CalendarValues(page, values);
-}
-
-// The personal pages: one user's day, week or month, and the link for a new appointment.
-template <class Page>
-void PersonalPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
-  Page page;
-  page.OnStartPage(context);
-  page.ValidateUserAccess();
-  if (context->redirect()) return;
-  page.GenerateCalendar();
-  SteppingValues(page, values);
-  values.text["ShowNewCalendarItemLink"] = page.ShowNewCalendarItemLink();
-  values.text["User"] = context->RequestText("USER");
 }
 
 constexpr SitePage kPages[] = {
     {"default.asp", "default", HomePage},
     {"CalendarLogin.asp", "CalendarLogin", LoginPage},
-    {"CalendarMonth.asp", "CalendarMonth", MonthPage},
+    {"CalendarMonth.asp", "CalendarMonth", ViewPage<views::AllMonth>},
     {"CalendarWeek.asp", "CalendarWeek", WeekPage},
     {"CalendarUserList.asp", "CalendarUserList", UserListPage},
-    {"CalendarDay.asp", "CalendarDay", DayPage},
+    {"CalendarDay.asp", "CalendarDay", ViewPage<views::AllDay>},
     {"CalendarNow.asp", "CalendarNow", NowPage},
-    {"CalendarPersonalDay.asp", "CalendarPersonalDay", PersonalPage<views::PerDay>},
-    {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", PersonalPage<views::PerWeek>},
-    {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", PersonalPage<views::PerMonth>},
+    {"CalendarPersonalDay.asp", "CalendarPersonalDay", ViewPage<views::PerDay>},
+    {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", ViewPage<views::PerWeek>},
+    {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", ViewPage<views::PerMonth>},
     {"CalendarItem.asp", "CalendarItem", AppointmentPage},
     {"CalendarOptions.asp", "CalendarOptions", OptionsPage},
 };

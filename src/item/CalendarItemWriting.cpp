@@ -27,6 +27,20 @@ Result<Date> FormDate(const std::string& prefix, const std::string& time_text) {
   return ParseDate(FormatGeneralDate(*date) + " " + time_text);
 }
 
+// What the page shows when the posted dates make no date: nothing is written.
+std::string BadDatesError() {
+  return site::ErrorHtml("The start or end of the appointment is not a date and time. Nothing was saved.");
+}
+
+// Whether a write asked for (a user and an item name, or "New" for an added item) may go
+// ahead: a site whose settings found no domain says so instead.
+bool MayWrite(bool asked) {
+  if (!asked) return false;
+  if (site::Site().SettingsLoaded) return true;
+  site::Site().ErrorText = site::NoDomainError();
+  return false;
+}
+
 }  // namespace
 
 Status CalendarItem::ReadItemForm() {
@@ -46,39 +60,24 @@ Status CalendarItem::ReadItemForm() {
   return Status::Ok();
 }
 
-namespace {
-
-// What the page shows when the posted dates make no date: nothing is written.
-std::string BadDatesError() {
-  return site::ErrorHtml("The start or end of the appointment is not a date and time. Nothing was saved.");
-}
-
-}  // namespace
-
 std::string CalendarItem::AddCalendarItem() {
   site::SiteState& site = site::Site();
   const std::string user = RequestValue("UserName");
-  const std::string method = RequestValue("Method");
   site.ErrorText.clear();
   if (!ReadItemForm().ok()) {
     site.ErrorText = BadDatesError();
-    return site.ErrorText;
+  } else if (MayWrite(RequestValue("Method") == "New" && !user.empty())) {
+    data::Appointment appointment;
+    appointment.Subject = record_.Subject;
+    appointment.Location = record_.Location;
+    appointment.BusyStatus = record_.BusyStatus;
+    appointment.StartTime = record_.DTStart;
+    appointment.EndTime = record_.DTEnd;
+    appointment.AllDayEvent = record_.AllDayEvent;
+    appointment.TextBody = record_.Body;
+    const Status saved = appointment.DataSource().SaveToContainer(UserFolder(user));
+    if (!saved.ok()) throw std::runtime_error(saved.description());
   }
-  if (method != "New" || user.empty()) return site.ErrorText;
-  if (!site.SettingsLoaded) {
-    site.ErrorText = site::NoDomainError();
-    return site.ErrorText;
-  }
-  data::Appointment appointment;
-  appointment.Subject = record_.Subject;
-  appointment.Location = record_.Location;
-  appointment.BusyStatus = record_.BusyStatus;
-  appointment.StartTime = record_.DTStart;
-  appointment.EndTime = record_.DTEnd;
-  appointment.AllDayEvent = record_.AllDayEvent;
-  appointment.TextBody = record_.Body;
-  const Status saved = appointment.DataSource().SaveToContainer(UserFolder(user));
-  if (!saved.ok()) throw std::runtime_error(saved.description());
   return site.ErrorText;
 }
 
@@ -89,19 +88,14 @@ std::string CalendarItem::UpdateCalendarItem() {
   site.ErrorText.clear();
   if (!ReadItemForm().ok()) {
     site.ErrorText = BadDatesError();
-    return site.ErrorText;
+  } else if (MayWrite(!user.empty() && !name.empty())) {
+    const std::string folder = UserFolder(user);
+    // The name goes in as it stands: a name with an apostrophe makes this query fail, and the
+    // page then says the calendar cannot be reached.
+    OpenCalendar("SELECT \"DAV:href\", \"urn:schemas:calendar:location\" from scope('shallow traversal of \"" +
+                     folder + "\"') WHERE (\"DAV:displayname\" = '" + name + "')",
+                 folder, Action::kUpdate);
   }
-  if (user.empty() || name.empty()) return site.ErrorText;
-  if (!site.SettingsLoaded) {
-    site.ErrorText = site::NoDomainError();
-    return site.ErrorText;
-  }
-  const std::string folder = UserFolder(user);
-  // The name goes in as it stands: a name with an apostrophe makes this query fail, and the
-  // page then says the calendar cannot be reached.
-  OpenCalendar("SELECT \"DAV:href\", \"urn:schemas:calendar:location\" from scope('shallow traversal of \"" +
-                   folder + "\"') WHERE (\"DAV:displayname\" = '" + name + "')",
-               folder, Action::kUpdate);
   return site.ErrorText;
 }
 
@@ -128,15 +122,12 @@ std::string CalendarItem::DeleteCalendarItem() {
   const std::string user = RequestValue("UserName");
   const std::string name = RequestValue("Name");
   site.ErrorText.clear();
-  if (user.empty() || name.empty()) return site.ErrorText;
-  if (!site.SettingsLoaded) {
-    site.ErrorText = site::NoDomainError();
-    return site.ErrorText;
+  if (MayWrite(!user.empty() && !name.empty())) {
+    const std::string folder = UserFolder(user);
+    OpenCalendar("SELECT \"DAV:href\",  \"urn:schemas:calendar:uid\"  FROM scope('shallow traversal of \"" +
+                     folder + "\"') WHERE (\"DAV:displayname\" = '" + QuotedName(name) + "')",
+                 folder, Action::kDelete);
   }
-  const std::string folder = UserFolder(user);
-  OpenCalendar("SELECT \"DAV:href\",  \"urn:schemas:calendar:uid\"  FROM scope('shallow traversal of \"" +
-                   folder + "\"') WHERE (\"DAV:displayname\" = '" + QuotedName(name) + "')",
-               folder, Action::kDelete);
   return site.ErrorText;
 }
 
