@@ -86,6 +86,11 @@ std::string SessionStore::Renew(const std::string& id) {
   return new_id;
 }
 
+void SessionStore::Remove(const std::string& id) {
+  std::lock_guard lock(mutex_);
+  entries_.erase(id);
+}
+
 std::size_t SessionStore::size() const {
   std::lock_guard lock(mutex_);
   return entries_.size();

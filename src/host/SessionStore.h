@@ -47,6 +47,8 @@ class SessionStore {
   // Moves a session to a new id (on sign-in, so an id seen before it is worthless after it);
   // returns the new id, or empty when the old one is gone.
   std::string Renew(const std::string& id);
+  // Ends a session at once (signing out); an unknown id is ignored.
+  void Remove(const std::string& id);
 
   std::size_t size() const;
 

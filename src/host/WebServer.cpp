@@ -83,6 +83,31 @@ struct WebServer::Impl {
     response.set_header("Cache-Control", kStaticCaching);
   }
 
+  // Checks the POST's form token against the visitor's session before anything else sees it.
+  bool CarriesFormToken(const site::RequestFields& form, const std::string& session_id) {
+    std::shared_ptr<Session> session = session_id.empty() ? nullptr : sessions.Find(session_id);
+    const std::optional<std::string> token = form.Find(kFormTokenField);
+    return session && token && SameToken(*token, session->form_token());
+  }
+
+  static site::RequestFields PostedForm(const httplib::Request& request) {
+    if (!request.get_header_value("Content-Type").starts_with("application/x-www-form-urlencoded")) return {};
+    return ParseUrlEncoded(request.body);
+  }
+
+  // Signing out ends the session on the server and in the browser.
+  void SignOut(const httplib::Request& request, httplib::Response& response) {
+    const std::string session_id = SessionIdFrom(request);
+    if (!CarriesFormToken(PostedForm(request), session_id)) {
+      response.status = 403;
+      return;
+    }
+    sessions.Remove(session_id);
+    response.set_header("Set-Cookie", std::string(kSessionCookie) + "=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0");
+    response.set_header("Cache-Control", "no-store");
+    response.set_redirect(kHomePage, 302);
+  }
+
   void ServePage(const httplib::Request& request, httplib::Response& response) {
     const SitePage* page = FindSitePage(request.matches[1].str());
     if (!page) {
@@ -92,20 +117,12 @@ struct WebServer::Impl {
     const std::size_t question = request.target.find('?');
     site::RequestFields query = ParseUrlEncoded(
         question == std::string::npos ? std::string_view() : std::string_view(request.target).substr(question + 1));
-    site::RequestFields form;
     const bool posted = request.method == "POST";
-    if (posted && request.get_header_value("Content-Type").starts_with("application/x-www-form-urlencoded")) {
-      form = ParseUrlEncoded(request.body);
-    }
+    site::RequestFields form = posted ? PostedForm(request) : site::RequestFields();
     const std::string session_id = SessionIdFrom(request);
-    if (posted) {
-      // A POST must carry its session's form token before any page object sees it.
-      std::shared_ptr<Session> session = session_id.empty() ? nullptr : sessions.Find(session_id);
-      const std::optional<std::string> token = form.Find(kFormTokenField);
-      if (!session || !token || !SameToken(*token, session->form_token())) {
-        response.status = 403;
-        return;
-      }
+    if (posted && !CarriesFormToken(form, session_id)) {
+      response.status = 403;
+      return;
     }
 
     auto context = std::make_shared<HttpPageContext>(std::move(query), std::move(form),
@@ -117,6 +134,8 @@ struct WebServer::Impl {
     const std::string signed_in = context->Session(site::kSessionKey);
     values.flags["SignedIn"] = signed_in == site::kUserSession || signed_in == site::kAdminSession;
     values.flags["Administrator"] = signed_in == site::kAdminSession;
+    // The navigation's sign-out button is a form of its own.
+    if (values.flags["SignedIn"] && !values.text.contains("FormToken")) values.text["FormToken"] = context->FormToken();
 
     if (!context->new_session_id().empty()) {
       response.set_header("Set-Cookie", std::string(kSessionCookie) + "=" + context->new_session_id() +
@@ -171,6 +190,9 @@ struct WebServer::Impl {
     auto page = [this](const httplib::Request& request, httplib::Response& response) {
       ServePage(request, response);
     };
+    server.Post("/signout", [this](const httplib::Request& request, httplib::Response& response) {
+      SignOut(request, response);
+    });
     server.Get(R"(/([^/]*))", page);
     server.Post(R"(/([^/]*))", page);
 

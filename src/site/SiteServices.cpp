@@ -15,7 +15,9 @@ const SiteServices& Services() { return Current(); }
 
 void SetServices(SiteServices services) {
   // The store providers open their folders under the same root the site finds its domains in.
-  data::ConfigureStores(data::StoreSettings{services.store_root.string()});
+  data::StoreSettings stores = data::StoreConfiguration();
+  stores.store_root = services.store_root.string();
+  data::ConfigureStores(std::move(stores));
   Current() = std::move(services);
 }
 

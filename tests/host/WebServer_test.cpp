@@ -178,6 +178,19 @@ TEST_F(WebServerTest, OnlyTheAdministratorSeesTheOptionsAndTheCheckEndsTheSignIn
   EXPECT_EQ(Get("/CalendarOptions.asp", after_check.empty() ? cookie : after_check)->status, 302);
 }
 
+TEST_F(WebServerTest, SigningOutEndsTheSessionEverywhere) {
+  const std::string cookie = SignIn();
+  auto month = Get("/CalendarMonth.asp", cookie);
+  const std::string form = "FormToken=" + TokenOf(month->body);
+  const std::string kind = "application/x-www-form-urlencoded";
+  EXPECT_EQ(served_->Client().Post("/signout", {{"Cookie", cookie}}, "", kind)->status, 403);
+  auto out = served_->Client().Post("/signout", {{"Cookie", cookie}}, form, kind);
+  EXPECT_EQ(out->status, 302);
+  EXPECT_EQ(out->get_header_value("Location"), "default.asp");
+  EXPECT_NE(out->get_header_value("Set-Cookie").find("Max-Age=0"), std::string::npos);
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
+}
+
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
   httplib::Client client = served_->Client();
   auto page = client.Get("/CalendarLogin.asp");
