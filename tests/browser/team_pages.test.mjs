@@ -315,6 +315,37 @@ async function checkTeamPages(base, page) {
     await screenshot(page, 'now');
   });
 
+  await step('the team signs out and the administrator signs in', async () => {
+    await Promise.all([page.waitForNavigation(), page.locator('nav form.account button').click()]);
+    assert.equal(pageName(page), 'default.asp');
+    await page.goto(new URL('CalendarLogin.asp?ReturnUrl=CalendarOptions.asp', base).href);
+    await page.locator('input[name="cstrUserName"]').fill('admin');
+    await page.locator('input[name="cstrPassword"]').fill('admin');
+    await Promise.all([page.waitForNavigation(), page.locator('button[value="Login"]').click()]);
+    assert.equal(pageName(page), 'CalendarOptions.asp');
+    assert.equal(await page.locator('input[name="cstrAdminUserName"]').inputValue(), 'admin');
+    assert.ok(await page.locator('input[name="AddUser"]:checked').count() >= demoPeople.length,
+      'the options page does not tick the demo people');
+    await screenshot(page, 'options');
+  });
+
+  await step('the administrator changes an appointment in its own window', async () => {
+    await page.goto(new URL('CalendarPersonalWeek.asp?USER=alice', base).href);
+    const link = page.locator('main a[href^="CalendarItem.asp?UserName=alice&Name="]').first();
+    const [form] = await Promise.all([page.context().waitForEvent('page'), link.click()]);
+    const formFaults = watchForFaults(form);
+    await form.waitForLoadState();
+    assert.equal(pageName(form), 'CalendarItem.asp');
+    await form.locator('input[name="subject"]').fill('Moved by the browser test');
+    await screenshot(form, 'appointment');
+    await Promise.all([form.waitForNavigation(), form.locator('button[value="Save"]').click()]);
+    assert.equal(pageName(form), 'CalendarPersonalDay.asp');
+    assert.ok((await form.locator('main').innerText()).includes('Moved by the browser test'),
+      'the changed subject is not on the day page');
+    assert.deepEqual(formFaults, []);
+    await form.close();
+  });
+
   await step('nothing the pages asked for failed', async () => {
     assert.deepEqual(faults, []);
   });
