@@ -5,6 +5,7 @@
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
+#include "site/SiteSettings.h"
 #include "views/personal/PerDay.h"
 #include "views/personal/PerMonth.h"
 #include "views/personal/PerWeek.h"
@@ -48,6 +49,9 @@ void HomePage(const std::shared_ptr<HttpPageContext>& context, PageValues& value
 void LoginPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   admin::Options page;
   page.OnStartPage(context);
+  // Each request thread keeps the settings it last read; a password just changed on the
+  // options page (served by another thread) must work at once.
+  site::GetSiteVars();
   const std::string message = page.Login();
   if (context->redirect()) return;
   DateValues(page, values);

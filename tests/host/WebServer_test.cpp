@@ -191,6 +191,35 @@ TEST_F(WebServerTest, SigningOutEndsTheSessionEverywhere) {
   EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
 }
 
+TEST_F(WebServerTest, ANewPasswordWorksAtOnceOnEveryRequestThread) {
+  const auto save = [](const std::string& team_password) {
+    const std::string cookie = SignIn("", nullptr, "admin");
+    auto options = Get("/CalendarOptions.asp", cookie);
+    return served_->Client()
+        .Post("/CalendarOptions.asp", {{"Cookie", cookie}},
+              "FormToken=" + TokenOf(options->body) +
+                  "&cstrExchangeConnectionMethod=True&cstrExchangeDomain=&cstrShowLocation=Yes"
+                  "&cstrLocationEntry=Location&cstrLocationNoEntry=NoLocation&cstrUserUserName=team"
+                  "&cstrUserPassword=" + team_password +
+                  "&cstrAdminUserName=admin&cstrAdminPassword=admin&AddUser=alice&action=Save+Changes",
+              "application/x-www-form-urlencoded")
+        ->body;
+  };
+  // Every request thread signs the team in with the old password first.
+  for (int i = 0; i < 8; ++i) ASSERT_FALSE(SignIn().empty());
+  EXPECT_NE(save("changed").find("Status: Saved"), std::string::npos);
+  for (int i = 0; i < 8; ++i) {
+    httplib::Client client = served_->Client();
+    auto page = client.Get("/CalendarLogin.asp");
+    auto answer = client.Post("/CalendarLogin.asp", {{"Cookie", CookieOf(page)}},
+                              "FormToken=" + TokenOf(page->body) +
+                                  "&cstrUserName=team&cstrPassword=changed&action=Login",
+                              "application/x-www-form-urlencoded");
+    EXPECT_EQ(answer->status, 302) << "attempt " << i;
+  }
+  EXPECT_NE(save("team").find("Status: Saved"), std::string::npos);
+}
+
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
   httplib::Client client = served_->Client();
   auto page = client.Get("/CalendarLogin.asp");
