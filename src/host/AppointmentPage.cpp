@@ -10,6 +10,7 @@
 #include "site/DateNavigation.h"
 #include "site/ErrorHtml.h"
 #include "site/HtmlEscape.h"
+#include "site/SiteSettings.h"
 #include "site/SiteState.h"
 
 namespace orbitel::host {
@@ -78,6 +79,9 @@ std::string DayPageOf(Date date, const std::string& user) {
 void AppointmentPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
   item::CalendarItem page;
   page.OnStartPage(context);
+  // As on the sign-in page: the store this thread last read of may since have been changed on
+  // the options page, and an appointment must go where the settings now say.
+  site::GetSiteVars();
   page.ValidateAdminAccess();
   if (context->redirect()) return;
 
