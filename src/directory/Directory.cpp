@@ -3,6 +3,8 @@
 #include "directory/TrimBlanks.h"
 #include "directory/DirectoryErrors.h"
 #include "directory/DistinguishedName.h"
+#include "directory/CredentialsFile.h"
+#include "directory/LdapDirectory.h"
 #include "directory/LdifDirectory.h"
 
 namespace orbitel::directory {
@@ -70,7 +72,8 @@ std::string DnsNameOf(const std::string& naming_context) {
   return name;
 }
 
-Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri) {
+Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri,
+                                                       const std::string& credentials_file) {
   std::string_view scheme = SchemeOf(uri);
   std::string path;
   if (scheme.empty()) {
@@ -78,8 +81,16 @@ Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri) {
   } else if (EqualsIgnoringCase(scheme, "file")) {
     path = FilePathOf(std::string_view(uri).substr(scheme.size() + 1));
   } else if (EqualsIgnoringCase(scheme, "ldap") || EqualsIgnoringCase(scheme, "ldaps")) {
-    return Status::Error(errors::kDirectoryProviderNotAvailable,
-                         "LDAP directories are not available in this build");
+    LdapDirectory::Options options;
+    if (!credentials_file.empty()) {
+      Result<BindCredentials> credentials = ReadCredentialsFile(credentials_file);
+      if (!credentials.ok()) return credentials.status();
+      options.credentials = std::move(credentials).value();
+    }
+    Result<std::shared_ptr<const LdapDirectory>> directory =
+        LdapDirectory::Open(uri, std::move(options));
+    if (!directory.ok()) return directory.status();
+    return std::shared_ptr<const Directory>(*directory);
   } else {
     return Unsupported(uri);
   }

@@ -1,7 +1,8 @@
 #pragma once
 // The organisation's directory of accounts: who the team pages can show, and the naming context
-// the domain's name comes from. Sources: an LDIF file (LdifDirectory.h); LDAP joins later behind
-// the same interface. Implementations are safe to call from several threads at once.
+// the domain's name comes from. Sources: an LDIF file (LdifDirectory.h) or an LDAP server
+// (LdapDirectory.h), which take the same entries as accounts (AccountRules.h). Implementations
+// are safe to call from several threads at once.
 
 #include <memory>
 #include <string>
@@ -33,11 +34,16 @@ class Directory {
 std::string DnsNameOf(const std::string& naming_context);
 
 // Opens the source a --directory value names: "file:/path/directory.ldif",
-// "file:///path/directory.ldif" or a plain path (an LdifDirectory). A source that cannot be read
-// is not an error here: its calls fail later, as an unreachable server's would. "ldap://" and
-// "ldaps://" fail with errors::kDirectoryProviderNotAvailable until this build has an LDAP
-// source; any other scheme, or another host's file, with errors::kInvalidDirectoryAddress
+// "file:///path/directory.ldif" or a plain path (an LdifDirectory), or "ldap://host:port/" or
+// "ldaps://host:port/" (an LdapDirectory). A source that cannot be read or reached is not an
+// error here: its calls fail later, and succeed once it is back. For an LDAP server,
+// credentials_file names the file with the DN and password to bind with (CredentialsFile.h);
+// without one the server is read anonymously. A credentials file that cannot be read or parsed
+// fails here with its own error, as does an LDAP address libldap does not take
+// (errors::kInvalidDirectoryAddress); file sources ignore credentials_file. Any other scheme,
+// or another host's file, fails with errors::kInvalidDirectoryAddress
 // (directory/DirectoryErrors.h).
-Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri);
+Result<std::shared_ptr<const Directory>> OpenDirectory(const std::string& uri,
+                                                       const std::string& credentials_file = "");
 
 }  // namespace orbitel::directory

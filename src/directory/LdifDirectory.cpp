@@ -5,11 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <optional>
 
-#include "directory/TrimBlanks.h"
+#include "directory/AccountRules.h"
 #include "directory/DirectoryErrors.h"
 #include "directory/DistinguishedName.h"
 #include "directory/LdifReader.h"
@@ -26,8 +25,6 @@ struct LdifDirectory::Contents {
 };
 
 namespace {
-
-constexpr long kAccountDisabled = 0x2;  // userAccountControl ACCOUNTDISABLE
 
 Status FileError(const std::string& path, int error) {
   if (error == EACCES || error == EPERM) {
@@ -57,42 +54,8 @@ class FileDescriptor {
   int fd_;
 };
 
-bool IsAccountEntry(const LdifEntry& entry) {
-  bool person = false;
-  for (std::string_view object_class : entry.ValuesOf("objectClass")) {
-    object_class = TrimBlanks(object_class);
-    if (EqualsIgnoringCase(object_class, "computer")) return false;  // computers are users too
-    person = person || EqualsIgnoringCase(object_class, "user") ||
-             EqualsIgnoringCase(object_class, "person") ||
-             EqualsIgnoringCase(object_class, "organizationalPerson") ||
-             EqualsIgnoringCase(object_class, "inetOrgPerson");
-  }
-  return person;
-}
-
-// userAccountControl is a decimal 32-bit flag set; some tools write it signed.
-bool HasDisabledFlag(std::string_view text) {
-  text = TrimBlanks(text);
-  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-  long long flags = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), flags);
-  return error == std::errc() && end == text.data() + text.size() && (flags & kAccountDisabled);
-}
-
-bool IsDisabled(const LdifEntry& entry) {
-  return HasDisabledFlag(entry.FirstValueOf("userAccountControl")) ||
-         EqualsIgnoringCase(TrimBlanks(entry.FirstValueOf("nsAccountLock")), "true") ||
-         entry.Has("pwdAccountLockedTime");
-}
-
-std::optional<Account> AccountOf(const LdifEntry& entry) {
-  if (!IsAccountEntry(entry)) return std::nullopt;
-  std::string_view name = entry.FirstValueOf("sAMAccountName");
-  if (name.empty()) name = entry.FirstValueOf("uid");
-  if (name.empty()) return std::nullopt;
-  std::string_view full_name = entry.FirstValueOf("displayName");
-  if (full_name.empty()) full_name = entry.FirstValueOf("cn");
-  return Account{std::string(name), std::string(full_name), IsDisabled(entry)};
+std::optional<Account> AccountOfEntry(const LdifEntry& entry) {
+  return directory::AccountOf([&entry](std::string_view name) { return entry.ValuesOf(name); });
 }
 
 }  // namespace
@@ -109,7 +72,7 @@ std::shared_ptr<const LdifDirectory::Contents> LdifDirectory::ContentsOf(std::st
   }
   for (const LdifEntry& entry : *entries) {
     if (!contents->naming_context && IsDomainName(entry.dn)) contents->naming_context = entry.dn;
-    if (std::optional<Account> account = AccountOf(entry)) {
+    if (std::optional<Account> account = AccountOfEntry(entry)) {
       contents->accounts.push_back(std::move(*account));
     }
   }

@@ -39,13 +39,24 @@ TEST(OpenDirectory, OpensFileAddressesAndPlainPaths) {
   EXPECT_NE(status.description().find("/no/such folder.ldif"), std::string::npos);
 }
 
-TEST(OpenDirectory, RefusesAddressesItHasNoSourceFor) {
+// LDAP addresses open without connecting: the server is first asked by the calls
+// (LdapDirectory_test.cpp).
+TEST(OpenDirectory, OpensLdapAddressesWithoutConnecting) {
   for (const char* address : {"ldap://dc01.orbitel.demo/DC=ORBITEL,DC=DEMO", "LDAP://dc01",
-                              "ldaps://dc01.orbitel.demo"}) {
+                              "ldaps://dc01.orbitel.demo:636/"}) {
     Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
-    EXPECT_EQ(directory.status().number(), errors::kDirectoryProviderNotAvailable) << address;
-    EXPECT_EQ(directory.status().description(), "LDAP directories are not available in this build");
+    EXPECT_TRUE(directory.ok()) << address << ": " << directory.status().description();
   }
+  Result<std::shared_ptr<const Directory>> without_credentials =
+      OpenDirectory("ldap://dc01.orbitel.demo/", "/no/such/credentials");
+  EXPECT_EQ(without_credentials.status().number(), orbitel::errors::kPathNotFound);
+  EXPECT_NE(without_credentials.status().description().find("/no/such/credentials"),
+            std::string::npos);
+  // File sources have no use for credentials.
+  EXPECT_TRUE(OpenDirectory("www/directory.ldif", "/no/such/credentials").ok());
+}
+
+TEST(OpenDirectory, RefusesAddressesItHasNoSourceFor) {
   for (const char* address : {"gopher://dc01/x", "file://fileserver/share/directory.ldif", "",
                               "file:"}) {
     Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);

@@ -1,0 +1,473 @@
+#include "directory/LdapDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include "TempFolder.h"
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "directory/Directory.h"
+#include "directory/DirectoryErrors.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::directory {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kSlapd[] = "/usr/sbin/slapd";
+constexpr char kSuffix[] = "dc=orbitel,dc=test";
+constexpr char kAdmin[] = "cn=admin,dc=orbitel,dc=test";
+constexpr char kReader[] = "uid=reader,ou=service,dc=orbitel,dc=test";
+constexpr char kLimited[] = "uid=limited,ou=service,dc=orbitel,dc=test";  // 3 entries a search
+constexpr char kPaged[] = "uid=paged,ou=service,dc=orbitel,dc=test";      // 2 entries a page
+
+// What OpenLDAP lacks of the Active Directory and 389 Directory Server schemas, and a
+// defaultNamingContext for the root entry (under OpenLDAP's experimental arc).
+constexpr char kSchema[] = R"(
+attributetype ( 1.2.840.113556.1.4.221 NAME 'sAMAccountName'
+  EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 SINGLE-VALUE )
+attributetype ( 1.2.840.113556.1.4.8 NAME 'userAccountControl'
+  EQUALITY integerMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.27 SINGLE-VALUE )
+attributetype ( 2.16.840.1.113730.3.1.610 NAME 'nsAccountLock'
+  EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 SINGLE-VALUE )
+attributetype ( 1.3.6.1.4.1.4203.666.11.90.1 NAME 'defaultNamingContext'
+  EQUALITY distinguishedNameMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.12 SINGLE-VALUE )
+objectclass ( 1.2.840.113556.1.5.9 NAME 'user' SUP organizationalPerson STRUCTURAL
+  MAY ( sAMAccountName $ userAccountControl $ displayName $ uid ) )
+objectclass ( 1.2.840.113556.1.3.30 NAME 'computer' SUP user STRUCTURAL )
+objectclass ( 2.16.840.1.113730.3.2.1 NAME 'lockableAccount' AUXILIARY MAY nsAccountLock )
+)";
+
+// Added in this order, which is the order the server keeps and returns them in.
+constexpr char kEntries[] = R"(dn: dc=orbitel,dc=test
+objectClass: dcObject
+objectClass: organization
+dc: orbitel
+o: Orbitel
+
+dn: ou=service,dc=orbitel,dc=test
+objectClass: organizationalUnit
+ou: service
+
+dn: uid=reader,ou=service,dc=orbitel,dc=test
+objectClass: account
+objectClass: simpleSecurityObject
+uid: reader
+userPassword: reader-secret
+
+dn: uid=limited,ou=service,dc=orbitel,dc=test
+objectClass: account
+objectClass: simpleSecurityObject
+uid: limited
+userPassword: limited-secret
+
+dn: uid=paged,ou=service,dc=orbitel,dc=test
+objectClass: account
+objectClass: simpleSecurityObject
+uid: paged
+userPassword: paged-secret
+
+dn: ou=people,dc=orbitel,dc=test
+objectClass: organizationalUnit
+ou: people
+
+dn: uid=zoe,ou=people,dc=orbitel,dc=test
+objectClass: inetOrgPerson
+uid: zoe
+cn: Zoe Adams
+sn: Adams
+
+dn: uid=ann,ou=people,dc=orbitel,dc=test
+objectClass: inetOrgPerson
+uid: ann
+cn: Ann
+sn: Lee
+displayName: Ann Lee
+pwdAccountLockedTime: 20240301120000Z
+
+dn: cn=Bob,ou=people,dc=orbitel,dc=test
+objectClass: person
+cn: Bob
+sn: Nameless
+
+dn: cn=Carl Diaz,ou=people,dc=orbitel,dc=test
+objectClass: user
+objectClass: lockableAccount
+cn: Carl Diaz
+sn: Diaz
+uid: not-the-name
+sAMAccountName: carl
+userAccountControl: 512
+nsAccountLock: TRUE
+
+dn: cn=PC7,ou=people,dc=orbitel,dc=test
+objectClass: computer
+cn: PC7
+sn: PC7
+sAMAccountName: PC7$
+
+dn: uid=dee,ou=people,dc=orbitel,dc=test
+objectClass: person
+objectClass: uidObject
+objectClass: lockableAccount
+uid: dee
+cn: Dee Chen
+sn: Chen
+nsAccountLock: false
+
+dn: cn=staff,ou=people,dc=orbitel,dc=test
+objectClass: groupOfNames
+cn: staff
+member: uid=zoe,ou=people,dc=orbitel,dc=test
+
+dn: cn=Eve Ito,ou=people,dc=orbitel,dc=test
+objectClass: user
+cn: Eve Ito
+sn: Ito
+sAMAccountName: eve
+userAccountControl: 514
+
+dn: uid=fay,ou=people,dc=orbitel,dc=test
+objectClass: inetOrgPerson
+uid: fay
+cn: Fay Berg
+sn: Berg
+)";
+
+// The accounts of kEntries as "name|full name|disabled", in server order.
+const std::vector<std::string> kAccounts = {"zoe|Zoe Adams|0", "ann|Ann Lee|1",
+                                            "carl|Carl Diaz|1", "dee|Dee Chen|0",
+                                            "eve|Eve Ito|1",    "fay|Fay Berg|0"};
+
+std::vector<std::string> Described(const std::vector<Account>& accounts) {
+  std::vector<std::string> described;
+  for (const Account& account : accounts) {
+    described.push_back(account.name + "|" + account.full_name + "|" +
+                        (account.disabled ? "1" : "0"));
+  }
+  return described;
+}
+
+std::string ReadAll(const fs::path& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+// A port nobody listens on just now.
+int FreePort() {
+  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  int port = -1;
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+      ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+    port = ntohs(address.sin_port);
+  }
+  ::close(fd);
+  return port;
+}
+
+bool Accepts(int port) {
+  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  ::close(fd);
+  return connected;
+}
+
+// A real OpenLDAP server for the suite: its own configuration and database in a temporary
+// folder, listening on 127.0.0.1 only, stopped when the suite ends (and with the test program,
+// should that die first).
+class LdapServer : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    failure_.clear();
+    if (::access(kSlapd, X_OK) != 0) {
+      failure_ = std::string(kSlapd) + " is missing: install slapd and ldap-utils (scripts/setup)";
+      return;
+    }
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-ldap");
+    port_ = FreePort();
+    std::ofstream(folder_ / "orbitel-test.schema") << kSchema;
+    std::ofstream(folder_ / "entries.ldif") << kEntries;
+    std::ofstream(folder_ / "root.ldif")
+        << "dn:\ndefaultNamingContext: ou=people,dc=orbitel,dc=test\n";
+    fs::create_directory(folder_ / "db");
+    if (!Start(false)) return;
+    std::string add = "ldapadd -x -H " + Uri() + " -D " + kAdmin + " -w admin-secret -f " +
+                      (folder_ / "entries.ldif").string() + " >" +
+                      (folder_ / "ldapadd.log").string() + " 2>&1";
+    if (std::system(add.c_str()) != 0) {
+      failure_ = "ldapadd could not load the entries: " + ReadAll(folder_ / "ldapadd.log");
+    }
+  }
+
+  static void TearDownTestSuite() {
+    Stop();
+    if (!folder_.empty()) fs::remove_all(folder_);
+    folder_.clear();
+  }
+
+  void SetUp() override {
+    if (!failure_.empty()) GTEST_FAIL() << failure_;
+  }
+
+  static std::string Uri() { return "ldap://127.0.0.1:" + std::to_string(port_) + "/"; }
+
+  // Starts slapd on the suite's database; with_default_naming_context gives its root entry a
+  // defaultNamingContext of ou=people, as Active Directory's names the domain.
+  static bool Start(bool with_default_naming_context) {
+    const fs::path config = folder_ / "slapd.conf";
+    std::ofstream(config)
+        << "include /etc/ldap/schema/core.schema\n"
+           "include /etc/ldap/schema/cosine.schema\n"
+           "include /etc/ldap/schema/inetorgperson.schema\n"
+           "include /etc/ldap/schema/nis.schema\n"
+           "include " << (folder_ / "orbitel-test.schema").string() << "\n"
+        << "modulepath /usr/lib/ldap\nmoduleload back_mdb\nmoduleload ppolicy\n"
+        << "pidfile " << (folder_ / "slapd.pid").string() << "\n"
+        << (with_default_naming_context ? "rootDSE " + (folder_ / "root.ldif").string() + "\n"
+                                        : std::string())
+        << "database mdb\nmaxsize 10485760\n"
+        << "suffix \"" << kSuffix << "\"\nrootdn \"" << kAdmin << "\"\nrootpw admin-secret\n"
+        << "directory " << (folder_ / "db").string() << "\n"
+        << "overlay ppolicy\n"
+        << "limits dn.exact=\"" << kLimited << "\" size=3\n"
+        << "limits dn.exact=\"" << kPaged << "\" size.pr=2\n"
+        << "access to attrs=userPassword by anonymous auth by * none\n"
+        << "access to * by * read\n";
+
+    const std::string listen = Uri();
+    const std::string log = (folder_ / "slapd.log").string();
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+      int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+      ::dup2(out, 1);
+      ::dup2(out, 2);
+      // -d keeps slapd in the foreground, a child of this program.
+      ::execl(kSlapd, "slapd", "-h", listen.c_str(), "-f", config.c_str(), "-d", "0", nullptr);
+      ::_exit(127);
+    }
+    // Until it accepts connections, or gives up.
+    for (int tries = 0; tries < 300; ++tries) {
+      int status = 0;
+      if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+        pid_ = -1;
+        // Quiet in the foreground: its configuration check says why.
+        std::string check = std::string(kSlapd) + " -Tt -f " + config.string() + " >>" + log +
+                            " 2>&1";
+        failure_ = std::system(check.c_str()) == 0 ? "slapd stopped at start: "
+                                                   : "slapd refused its configuration: ";
+        failure_ += ReadAll(log);
+        return false;
+      }
+      if (Accepts(port_)) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    failure_ = "slapd did not start listening on " + listen + ": " + ReadAll(log);
+    Stop();
+    return false;
+  }
+
+  static void Stop() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGTERM);
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    pid_ = -1;
+  }
+
+  std::string WriteCredentials(const std::string& name, const std::string& text) {
+    fs::path path = folder_ / name;
+    std::ofstream(path) << text;
+    return path.string();
+  }
+
+  static std::shared_ptr<const Directory> Open(const std::string& credentials_file = "") {
+    Result<std::shared_ptr<const Directory>> directory = OpenDirectory(Uri(), credentials_file);
+    EXPECT_TRUE(directory.ok()) << directory.status().description();
+    return directory.value_or(nullptr);
+  }
+
+  static std::shared_ptr<const LdapDirectory> OpenAs(const char* dn, const std::string& password,
+                                                     int page_size) {
+    LdapDirectory::Options options;
+    options.credentials = BindCredentials{dn, password};
+    options.page_size = page_size;
+    return LdapDirectory::Open(Uri(), options).value_or(nullptr);
+  }
+
+  static inline fs::path folder_;
+  static inline int port_ = -1;
+  static inline pid_t pid_ = -1;
+  static inline std::string failure_;
+};
+
+TEST_F(LdapServer, ReadsAnonymouslyTheAccountsInServerOrder) {
+  std::shared_ptr<const Directory> directory = Open();
+  ASSERT_NE(directory, nullptr);
+  Result<std::string> naming_context = directory->NamingContext();
+  ASSERT_TRUE(naming_context.ok()) << naming_context.status().description();
+  EXPECT_EQ(*naming_context, kSuffix);
+
+  // Bob has no account name; PC7 is a computer; services, groups and units are no persons.
+  Result<std::vector<Account>> accounts = directory->Accounts();
+  ASSERT_TRUE(accounts.ok()) << accounts.status().description();
+  EXPECT_EQ(Described(*accounts), kAccounts);
+
+  // A DN after the server, as directory addresses often carry one, is no obstacle.
+  Result<std::shared_ptr<const Directory>> with_dn =
+      OpenDirectory(Uri() + "ou=people," + kSuffix);
+  ASSERT_TRUE(with_dn.ok()) << with_dn.status().description();
+  EXPECT_EQ((*with_dn)->NamingContext().value_or("<error>"), kSuffix);
+}
+
+TEST_F(LdapServer, PagesThroughTheServersLimits) {
+  // Pages of two entries: the cookie is followed to the end.
+  std::shared_ptr<const LdapDirectory> small_pages = OpenAs(kPaged, "paged-secret", 2);
+  ASSERT_NE(small_pages, nullptr);
+  Result<std::vector<Account>> accounts = small_pages->Accounts();
+  ASSERT_TRUE(accounts.ok()) << accounts.status().description();
+  EXPECT_EQ(Described(*accounts), kAccounts);
+
+  // The same account asking for larger pages than its limit allows.
+  std::shared_ptr<const LdapDirectory> large_pages = OpenAs(kPaged, "paged-secret", 500);
+  Status refused = large_pages->Accounts().status();
+  EXPECT_EQ(refused.number(), errors::kDirectoryAdminLimitExceeded) << refused.description();
+  EXPECT_NE(refused.description().find("administrative limit"), std::string::npos);
+
+  // Three entries a search, whatever the pages: the list would be incomplete, and says so.
+  std::shared_ptr<const LdapDirectory> limited = OpenAs(kLimited, "limited-secret", 2);
+  Status stopped = limited->Accounts().status();
+  EXPECT_EQ(stopped.number(), errors::kDirectorySizeLimitExceeded) << stopped.description();
+  EXPECT_NE(stopped.description().find("size limit after 3 entries (2 accounts)"),
+            std::string::npos)
+      << stopped.description();
+  EXPECT_EQ(limited->NamingContext().value_or("<error>"), kSuffix);
+}
+
+TEST_F(LdapServer, BindsWithTheCredentialsFile) {
+  const std::string right = WriteCredentials(
+      "right", "# the calendar's reader\r\n\r\nDN:   " + std::string(kReader) +
+                   "  \r\n   # password below\r\npassword:: cmVhZGVyLXNlY3JldA==\r\n");
+  std::shared_ptr<const Directory> directory = Open(right);
+  ASSERT_NE(directory, nullptr);
+  Result<std::vector<Account>> accounts = directory->Accounts();
+  ASSERT_TRUE(accounts.ok()) << accounts.status().description();
+  EXPECT_EQ(Described(*accounts), kAccounts);
+
+  const std::string wrong =
+      WriteCredentials("wrong", "dn: " + std::string(kReader) + "\npassword: not-it\n");
+  directory = Open(wrong);
+  ASSERT_NE(directory, nullptr);
+  for (const Status& status : {directory->Accounts().status(), directory->NamingContext().status()}) {
+    EXPECT_EQ(status.number(), errors::kDirectoryLogonFailure) << status.description();
+    EXPECT_NE(status.description().find(kReader), std::string::npos) << status.description();
+    EXPECT_EQ(status.description().find("not-it"), std::string::npos) << status.description();
+  }
+
+  // Files that are not credentials fail at opening, naming the file and line, never the password.
+  const std::pair<std::string, std::string> malformed[] = {
+      {"dn: " + std::string(kReader) + "\n", "no \"password: <password>\" line"},
+      {"password: hidden-word\n", "no \"dn: <bind DN>\" line"},
+      {"dn: x\npassword: hidden-word\nuser: someone\n", "at line 3: unknown name \"user\""},
+      {"dn: x\ndn: y\npassword: hidden-word\n", "at line 2: a second dn line"},
+      {"dn: x\n\npassword:\n", "at line 3: the password is empty"},
+      {"dn x\npassword: hidden-word\n", "at line 1: expected"},
+      {"dn: x\npassword:: hidden-word*\n", "at line 2: the password is not base64"},
+  };
+  for (const auto& [text, why] : malformed) {
+    const std::string path = WriteCredentials("malformed", text);
+    Status status = OpenDirectory(Uri(), path).status();
+    EXPECT_EQ(status.number(), errors::kDirectoryFileMalformed) << text;
+    EXPECT_NE(status.description().find(path), std::string::npos) << status.description();
+    EXPECT_NE(status.description().find(why), std::string::npos) << status.description();
+    EXPECT_EQ(status.description().find("hidden-word"), std::string::npos) << status.description();
+  }
+  EXPECT_EQ(OpenDirectory(Uri(), (folder_ / "none").string()).status().number(),
+            orbitel::errors::kPathNotFound);
+  EXPECT_FALSE(OpenDirectory(Uri(), folder_.string()).ok());
+}
+
+TEST_F(LdapServer, UnreachableServersAreErrorsOfEachCall) {
+  const std::string closed = "ldap://127.0.0.1:" + std::to_string(FreePort()) + "/";
+  Result<std::shared_ptr<const Directory>> directory = OpenDirectory(closed);
+  ASSERT_TRUE(directory.ok()) << directory.status().description();
+  for (int call = 0; call < 2; ++call) {
+    for (const Status& status :
+         {(*directory)->Accounts().status(), (*directory)->NamingContext().status()}) {
+      EXPECT_EQ(status.number(), errors::kDirectoryServerDown) << status.description();
+      EXPECT_NE(status.description().find(closed + " is not available"), std::string::npos)
+          << status.description();
+    }
+  }
+  // Binding fails the same way.
+  const std::string credentials =
+      WriteCredentials("reader", "dn: " + std::string(kReader) + "\npassword: reader-secret\n");
+  EXPECT_EQ(OpenDirectory(closed, credentials).value()->Accounts().status().number(),
+            errors::kDirectoryServerDown);
+
+  EXPECT_EQ(OpenDirectory("ldap://[::1").status().number(), errors::kInvalidDirectoryAddress);
+}
+
+// Request threads share one directory; a restart of the server costs the calls made while it
+// is down, not the connection afterwards. The restarted server names a default naming context.
+TEST_F(LdapServer, ServesSeveralThreadsAndOutlivesARestart) {
+  std::shared_ptr<const Directory> directory = Open();
+  ASSERT_NE(directory, nullptr);
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 25; ++i) {
+        Result<std::vector<Account>> accounts = directory->Accounts();
+        if (!accounts.ok() || Described(*accounts) != kAccounts) ++failures;
+        if (directory->NamingContext().value_or("") != kSuffix) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+
+  Stop();
+  EXPECT_EQ(directory->Accounts().status().number(), errors::kDirectoryServerDown);
+  ASSERT_TRUE(Start(true)) << failure_;
+  EXPECT_EQ(directory->NamingContext().value_or("<error>"), "ou=people," + std::string(kSuffix));
+  EXPECT_EQ(Described(directory->Accounts().value_or({})), kAccounts);
+
+  // A connection opened before the restart is replaced without an error.
+  std::shared_ptr<const Directory> earlier = Open();
+  ASSERT_TRUE(earlier->Accounts().ok());
+  Stop();
+  ASSERT_TRUE(Start(false)) << failure_;
+  Result<std::vector<Account>> accounts = earlier->Accounts();
+  ASSERT_TRUE(accounts.ok()) << accounts.status().description();
+  EXPECT_EQ(Described(*accounts), kAccounts);
+  EXPECT_EQ(earlier->NamingContext().value_or("<error>"), kSuffix);
+}
+
+}  // namespace
+}  // namespace orbitel::directory
