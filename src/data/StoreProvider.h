@@ -6,11 +6,14 @@
 // request that opened it.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "data/Recordset.h"
 #include "data/Statement.h"
+#include "data/StoreCredentials.h"
 #include "runtime/Status.h"
 
 namespace orbitel::data {
@@ -56,7 +59,13 @@ class StoreProvider {
 
 // Where the providers find their stores; set once when the program starts.
 struct StoreSettings {
+  StoreSettings() = default;
+  // The local store's root alone, as most callers configure it.
+  explicit StoreSettings(std::string root) : store_root(std::move(root)) {}
+
   std::string store_root;  // the local store's root folder: one sub-folder per mail domain
+  // The account CalDAV stores are signed in to (HTTP basic authentication); none: anonymous.
+  std::optional<StoreCredentials> credentials;
 };
 void ConfigureStores(StoreSettings settings);
 const StoreSettings& StoreConfiguration();

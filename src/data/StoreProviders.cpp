@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "data/CalDavStore.h"
 #include "data/LocalStore.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
@@ -15,24 +16,6 @@ constexpr std::string_view kLocalStoreUrlPrefix = "file://./backofficestorage/";
 
 Status CannotOpenFolder(std::string message) {
   return Status::Error(errors::kCannotOpenFolder, std::move(message));
-}
-
-// Stands in for the CalDAV provider, so pages naming it get the store's "cannot open" error
-// they already handle rather than "provider not found".
-class UnavailableCalDavProvider final : public StoreProvider {
- public:
-  Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string&) const override {
-    return CannotOpenFolder("CalDAV stores are not available in this build");
-  }
-  Status ProbeService(const std::string&) const override {
-    return CannotOpenFolder("CalDAV stores are not available in this build");
-  }
-};
-
-std::shared_ptr<const StoreProvider> CalDavProvider() {
-  static const std::shared_ptr<const StoreProvider> provider =
-      std::make_shared<UnavailableCalDavProvider>();
-  return provider;
 }
 
 bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
@@ -54,7 +37,7 @@ const StoreSettings& StoreConfiguration() { return Settings(); }
 Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name) {
   const std::string provider = ToLower(name);
   if (provider == "exoledb.datasource") return MakeLocalStoreProvider();
-  if (provider == "msdaipp.dso") return CalDavProvider();
+  if (provider == "msdaipp.dso") return MakeCalDavProvider();
   return Status::Error(errors::kProviderNotFound,
                        "Provider cannot be found. It may not be properly installed.");
 }
@@ -62,7 +45,7 @@ Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name)
 Result<std::shared_ptr<const StoreProvider>> ProviderForUrl(std::string_view url) {
   if (StartsWithIgnoringCase(url, kLocalStoreUrlPrefix)) return MakeLocalStoreProvider();
   if (StartsWithIgnoringCase(url, "http://") || StartsWithIgnoringCase(url, "https://")) {
-    return CalDavProvider();
+    return MakeCalDavProvider();
   }
   return CannotOpenFolder("No calendar store serves the folder URL " + std::string(url));
 }

@@ -1,0 +1,50 @@
+#pragma once
+// The HTTP side of the CalDAV store, on libcurl: one request at a time over one kept-alive
+// connection, signed in with the configured store account. Every request is bounded so that a
+// slow, unreachable or hostile server cannot hold a page or exhaust memory: 5 seconds to
+// connect, 30 seconds in all, at most 32 MiB of answer, redirects not followed, http and https
+// only. A client belongs to one thread at a time; any number of clients may run at once.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "data/StoreCredentials.h"
+#include "runtime/Status.h"
+
+namespace orbitel::data {
+
+struct HttpRequest {
+  std::string method;                // GET, PUT, DELETE, OPTIONS, PROPFIND, REPORT, MKCALENDAR...
+  std::string url;
+  std::string body;                  // sent when not empty
+  std::string content_type;          // of the body
+  std::vector<std::string> headers;  // further "Name: value" lines (Depth, If-Match...)
+};
+
+struct HttpResponse {
+  long status = 0;
+  std::string body;
+  std::string etag;  // the ETag header, as sent (quotes included)
+  std::string dav;   // the DAV header: the classes and features the server offers
+};
+
+class CalDavClient {
+ public:
+  explicit CalDavClient(std::optional<StoreCredentials> credentials);
+  ~CalDavClient();
+  CalDavClient(const CalDavClient&) = delete;
+  CalDavClient& operator=(const CalDavClient&) = delete;
+
+  // Any HTTP answer, whatever its status; errors::kCannotOpenFolder when none came (the server
+  // refused or did not answer in time, the URL is not http(s), the answer was too large).
+  Result<HttpResponse> Send(const HttpRequest& request);
+
+ private:
+  struct Handle;
+  std::unique_ptr<Handle> handle_;
+  std::optional<StoreCredentials> credentials_;
+};
+
+}  // namespace orbitel::data

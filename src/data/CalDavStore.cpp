@@ -1,0 +1,362 @@
+#include "data/CalDavStore.h"
+
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "data/CalDavClient.h"
+#include "data/CalDavXml.h"
+#include "data/ICalendar.h"
+#include "data/ItemQuery.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/StoreUrl.h"
+#include "runtime/Conversions.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+constexpr std::string_view kDisplayName = "DAV:displayname";
+constexpr char kCalendarType[] = "text/calendar; charset=utf-8";
+constexpr char kXmlType[] = "application/xml; charset=utf-8";
+// The server compares floating and all-day times in UTC, this store in the server's local time:
+// the range asked for is a day wider on each side, and the expansion here cuts it exactly.
+constexpr UtcSeconds kRangeSlack = 86400;
+// A UID already taken is replaced by a fresh one; a few tries are plenty for random UIDs.
+constexpr int kCreateAttempts = 4;
+
+Status CannotOpen(const std::string& description) {
+  return Status::Error(errors::kCannotOpenFolder, description);
+}
+
+std::string WithSlash(const std::string& url) {
+  return !url.empty() && url.back() == '/' ? url : url + '/';
+}
+
+bool IsHttpUrl(std::string_view url) {
+  const std::string lower = ToLower(url.substr(0, 8));
+  return lower.rfind("http://", 0) == 0 || lower.rfind("https://", 0) == 0;
+}
+
+bool IsSuccess(long status) { return status >= 200 && status <= 299; }
+
+// The failure an unexpected HTTP status stands for, in the store's terms.
+Status HttpFailure(const HttpRequest& request, long status) {
+  switch (status) {
+    case 401:
+      return CannotOpen("The calendar store refused the store account's credentials for " +
+                        request.url + " (HTTP 401)");
+    case 403:
+      return CannotOpen("The store account may not access " + request.url + " (HTTP 403)");
+    case 404:
+      return CannotOpen(request.url + " does not exist in the calendar store (HTTP 404)");
+    default:
+      return CannotOpen("The calendar store answered HTTP " + std::to_string(status) + " to " +
+                        request.method + " " + request.url);
+  }
+}
+
+// A file name as one URL path segment: everything but the unreserved characters and the
+// sub-delimiters RFC 3986 allows in a segment is percent-encoded.
+std::string EncodeSegment(std::string_view name) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  constexpr std::string_view kKept = "-._~!$&'()*+,;=:@";
+  std::string encoded;
+  for (char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                       (byte >= '0' && byte <= '9') || kKept.find(c) != std::string_view::npos;
+    if (plain) {
+      encoded += c;
+    } else {
+      encoded += '%';
+      encoded += kHex[byte >> 4];
+      encoded += kHex[byte & 15];
+    }
+  }
+  return encoded;
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+std::string DecodeSegment(std::string_view segment) {
+  std::string decoded;
+  for (std::size_t i = 0; i < segment.size(); ++i) {
+    if (segment[i] == '%' && i + 2 < segment.size() && HexDigit(segment[i + 1]) >= 0 &&
+        HexDigit(segment[i + 2]) >= 0) {
+      decoded += static_cast<char>(HexDigit(segment[i + 1]) * 16 + HexDigit(segment[i + 2]));
+      i += 2;
+    } else {
+      decoded += segment[i];
+    }
+  }
+  return decoded;
+}
+
+// The file name a multistatus href names (its last segment); nullopt for a collection.
+std::optional<std::string> NameOfHref(std::string_view href) {
+  if (href.empty() || href.back() == '/') return std::nullopt;
+  const std::size_t slash = href.rfind('/');
+  const std::string name =
+      DecodeSegment(slash == std::string_view::npos ? href : href.substr(slash + 1));
+  if (name.empty()) return std::nullopt;
+  return name;
+}
+
+// The name a WHERE asks for when it is "DAV:displayname" = 'name', alone or AND-ed at its top.
+std::optional<std::string> DisplayNameOf(const Expression* where) {
+  if (where == nullptr) return std::nullopt;
+  if (where->kind == Expression::Kind::kAnd) {
+    for (const auto& child : where->children) {
+      if (auto name = DisplayNameOf(child.get())) return name;
+    }
+    return std::nullopt;
+  }
+  if (where->kind != Expression::Kind::kCompare || where->comparison != Comparison::kEqual) {
+    return std::nullopt;
+  }
+  const auto named = [](const Expression::Operand& field, const Expression::Operand& literal)
+      -> std::optional<std::string> {
+    if (field.kind != Expression::Operand::Kind::kField ||
+        !EqualsIgnoringCase(field.field, kDisplayName) ||
+        literal.kind != Expression::Operand::Kind::kLiteral || !literal.literal.IsText()) {
+      return std::nullopt;
+    }
+    return *literal.literal.AsText();
+  };
+  if (auto name = named(where->left, where->right)) return name;
+  return named(where->right, where->left);
+}
+
+class CalDavFolder final : public StoreFolder {
+ public:
+  CalDavFolder(std::string url, std::unique_ptr<CalDavClient> client)
+      : url_(std::move(url)), base_(WithSlash(url_)), client_(std::move(client)) {}
+
+  const std::string& url() const override { return url_; }
+
+  Status Query(const SelectStatement& statement, Recordset& rows) override {
+    if (!EqualsIgnoringCase(WithSlash(statement.folder_url), base_)) {
+      return CannotOpen("The query's scope " + statement.folder_url + " is not the open folder " +
+                        url_);
+    }
+    std::vector<StoreItem> candidates;
+    Status gathered = Status::Ok();
+    if (const auto name = DisplayNameOf(statement.where.get())) {
+      gathered = ItemNamed(*name, candidates);
+    } else {
+      gathered = ItemsIn(WindowOf(statement.where.get()), candidates);
+    }
+    if (!gathered.ok()) return gathered;
+    return RunItemQuery(statement, std::move(candidates), rows);
+  }
+
+  Status DeleteItem(const std::string& href) override {
+    const auto name = ItemNameIn(base_, href);
+    if (!name) return NotHere(href);
+    HttpRequest request{"DELETE", ItemUrl(*name), "", "", {}};
+    Result<HttpResponse> response = client_->Send(request);
+    if (!response.ok()) return response.status();
+    if (response->status == 404) return CannotOpen("The item " + href + " does not exist");
+    if (!IsSuccess(response->status)) return HttpFailure(request, response->status);
+    return Status::Ok();
+  }
+
+  Result<ItemSource> ReadItem(const std::string& href) override {
+    const auto name = ItemNameIn(base_, href);
+    if (!name) return NotHere(href);
+    HttpRequest request{"GET", ItemUrl(*name), "", "", {}};
+    Result<HttpResponse> response = client_->Send(request);
+    if (!response.ok()) return response.status();
+    if (response->status == 404) return CannotOpen("The item " + href + " does not exist");
+    if (response->status != 200) return HttpFailure(request, response->status);
+    // Without a tag a later save could not be made conditional, and would overwrite blindly.
+    if (response->etag.empty()) {
+      return CannotOpen("The calendar store sent the item " + href + " without an ETag");
+    }
+    return ItemSource{base_ + *name, std::move(response->body), std::move(response->etag)};
+  }
+
+  Result<std::string> CreateItem(const std::string& ics) override {
+    Result<CalendarItem> item = SingleItem(ics);
+    if (!item.ok()) return item.status();
+    std::string uid = item->uid;
+    std::string text = item->ics;
+    for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
+      const std::string name = ItemNameOf(uid);
+      HttpRequest request{"PUT", ItemUrl(name), text, kCalendarType, {"If-None-Match: *"}};
+      Result<HttpResponse> response = client_->Send(request);
+      if (!response.ok()) return response.status();
+      if (IsSuccess(response->status)) return base_ + name;
+      // 412: the name is taken; 409: the server already holds that UID elsewhere. Either way
+      // the item gets a fresh UID rather than overwriting someone's item.
+      if (response->status != 412 && response->status != 409) {
+        return HttpFailure(request, response->status);
+      }
+      uid = NewUid();
+      Result<std::string> renamed = WithUid(text, uid);
+      if (!renamed.ok()) return renamed.status();
+      text = std::move(renamed).value();
+    }
+    return CannotOpen("The calendar store refused every name offered for a new item in " + url_);
+  }
+
+  Status ReplaceItem(const std::string& href, const std::string& ics,
+                     const std::string& etag) override {
+    const auto name = ItemNameIn(base_, href);
+    if (!name) return NotHere(href);
+    // Without a tag the write could not be conditional, and would overwrite blindly.
+    if (etag.empty()) return CannotOpen("The item " + href + " was not opened with a version tag");
+    Result<CalendarItem> item = SingleItem(ics);
+    if (!item.ok()) return item.status();
+    HttpRequest request{"PUT", ItemUrl(*name), item->ics, kCalendarType, {"If-Match: " + etag}};
+    Result<HttpResponse> response = client_->Send(request);
+    if (!response.ok()) return response.status();
+    if (IsSuccess(response->status)) return Status::Ok();
+    if (response->status == 404) return CannotOpen("The item " + href + " does not exist");
+    if (response->status != 412) return HttpFailure(request, response->status);
+    // A failed condition is a change or a removal; they are told apart as the local store does.
+    HttpRequest probe{"GET", request.url, "", "", {}};
+    Result<HttpResponse> current = client_->Send(probe);
+    if (current.ok() && current->status == 404) {
+      return CannotOpen("The item " + href + " does not exist");
+    }
+    return Status::Error(kItemChanged, "The item " + *name +
+                                           " was changed by someone else since it was opened; "
+                                           "open it again to see the changes");
+  }
+
+ private:
+  std::string ItemUrl(const std::string& name) const { return base_ + EncodeSegment(name); }
+
+  Status NotHere(const std::string& href) const {
+    return CannotOpen("The item " + href + " is not in the folder " + url_);
+  }
+
+  static Result<CalendarItem> SingleItem(const std::string& ics) {
+    Result<std::vector<CalendarItem>> parsed = ParseCalendar(ics);
+    if (!parsed.ok()) return parsed.status();
+    if (parsed->size() != 1) {
+      return Status::Error(errors::kSyntaxError, "An item holds the events of exactly one UID");
+    }
+    return std::move(parsed->front());
+  }
+
+  // The occurrences of a resource's items inside [from, until], named after the resource.
+  Status AddOccurrences(const std::string& name, const std::string& text, UtcSeconds from,
+                        UtcSeconds until, std::vector<StoreItem>& out) const {
+    Result<std::vector<CalendarItem>> items = ParseCalendar(text);
+    if (!items.ok()) {
+      return CannotOpen("The calendar store sent the item " + base_ + name +
+                        ", which is not iCalendar: " + items.status().description());
+    }
+    for (const CalendarItem& item : *items) {
+      Result<std::vector<StoreItem>> occurrences = ExpandItem(item.ics, from, until);
+      if (!occurrences.ok()) {
+        return CannotOpen("The calendar store sent the item " + base_ + name +
+                          ", which is not iCalendar: " + occurrences.status().description());
+      }
+      for (StoreItem& occurrence : occurrences.value()) {
+        occurrence.displayname = name;
+        occurrence.href = base_ + name;
+        out.push_back(std::move(occurrence));
+      }
+    }
+    return Status::Ok();
+  }
+
+  // The one item of that file name, if there is one, with all its occurrences.
+  Status ItemNamed(const std::string& name, std::vector<StoreItem>& out) {
+    HttpRequest request{"GET", ItemUrl(name), "", "", {}};
+    Result<HttpResponse> response = client_->Send(request);
+    if (!response.ok()) return response.status();
+    if (response->status == 404) return Status::Ok();
+    if (response->status != 200) return HttpFailure(request, response->status);
+    return AddOccurrences(name, response->body, std::numeric_limits<UtcSeconds>::min(),
+                          std::numeric_limits<UtcSeconds>::max(), out);
+  }
+
+  // The items overlapping the window, occurrences expanded; every item without a window.
+  Status ItemsIn(const TimeWindow& window, std::vector<StoreItem>& out) {
+    std::optional<UtcSeconds> start;
+    std::optional<UtcSeconds> end;
+    if (window.start_from) start = UtcOfDate(*window.start_from);
+    if (window.end_until) end = UtcOfDate(*window.end_until);
+    std::optional<UtcSeconds> asked_start;
+    std::optional<UtcSeconds> asked_end;
+    if (start) asked_start = *start - kRangeSlack;
+    if (end) asked_end = *end + kRangeSlack;
+    HttpRequest request{
+        "REPORT", base_, CalendarQueryRequest(asked_start, asked_end), kXmlType, {"Depth: 1"}};
+    Result<HttpResponse> response = client_->Send(request);
+    if (!response.ok()) return response.status();
+    if (response->status != 207) return HttpFailure(request, response->status);
+    Result<std::vector<DavResource>> resources = ParseMultistatus(response->body);
+    if (!resources.ok()) return resources.status();
+    const UtcSeconds from = start.value_or(std::numeric_limits<UtcSeconds>::min());
+    const UtcSeconds until = end.value_or(std::numeric_limits<UtcSeconds>::max());
+    for (const DavResource& resource : *resources) {
+      const auto name = NameOfHref(resource.href);
+      if (!name || !IsSuccess(resource.status)) continue;
+      if (Status added = AddOccurrences(*name, resource.calendar_data, from, until, out);
+          !added.ok()) {
+        return added;
+      }
+    }
+    return Status::Ok();
+  }
+
+  std::string url_;
+  std::string base_;  // the folder URL with its trailing slash: hrefs are base_ + file name
+  std::unique_ptr<CalDavClient> client_;
+};
+
+class CalDavProvider final : public StoreProvider {
+ public:
+  Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const override {
+    if (!IsHttpUrl(url)) {
+      return CannotOpen("The URL " + url +
+                        " is not a CalDAV calendar (http(s)://<server>/<path>/<account>/calendar/)");
+    }
+    auto client = std::make_unique<CalDavClient>(StoreConfiguration().credentials);
+    HttpRequest request{"PROPFIND", WithSlash(url), ResourceTypeRequest(), kXmlType, {"Depth: 0"}};
+    Result<HttpResponse> response = client->Send(request);
+    if (!response.ok()) return response.status();
+    if (response->status != 207) return HttpFailure(request, response->status);
+    Result<std::vector<DavResource>> resources = ParseMultistatus(response->body);
+    if (!resources.ok()) return resources.status();
+    if (resources->empty() || !resources->front().calendar) {
+      return CannotOpen(url + " is not a calendar collection of the calendar store");
+    }
+    return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
+  }
+
+  Status ProbeService(const std::string& url_base) const override {
+    if (!IsHttpUrl(url_base)) return CannotOpen("The URL " + url_base + " is not an http(s) URL");
+    CalDavClient client(StoreConfiguration().credentials);
+    HttpRequest request{"OPTIONS", url_base, "", "", {}};
+    Result<HttpResponse> response = client.Send(request);
+    if (!response.ok()) return response.status();
+    if (ToLower(response->dav).find("calendar-access") != std::string::npos) return Status::Ok();
+    if (!IsSuccess(response->status)) return HttpFailure(request, response->status);
+    return CannotOpen("The server at " + url_base + " does not offer CalDAV (DAV: " +
+                      (response->dav.empty() ? std::string("none") : response->dav) + ")");
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<const StoreProvider> MakeCalDavProvider() {
+  // Holds no state of its own (each folder has its own connection), so one instance serves all.
+  static const std::shared_ptr<const StoreProvider> provider = std::make_shared<CalDavProvider>();
+  return provider;
+}
+
+}  // namespace orbitel::data

@@ -1,0 +1,23 @@
+#pragma once
+// The CalDAV calendar store ("MSDAIPP.DSO"): a folder URL
+// "http(s)://<server>/<path>/<account>/calendar/" names a calendar collection on a CalDAV server,
+// and an item's href is the folder URL followed by its file name ("<uid>.ics"). The program signs
+// in with the account StoreConfiguration() holds.
+//
+// A period query asks the server for the events overlapping its time window (a calendar-query
+// REPORT with a time-range) and expands recurring ones here, with the same code and the same
+// local-time rules as the local store, so both stores answer a page alike; a query for one
+// DAV:displayname reads that item alone; any other query reads the whole collection. Writes are
+// conditional, so another client's change is never overwritten. Any failure to reach or read the
+// server, or an answer that makes no sense, is errors::kCannotOpenFolder with its reason.
+
+#include <memory>
+
+#include "data/StoreProvider.h"
+
+namespace orbitel::data {
+
+// The process-wide provider; safe to use from any number of request threads at once.
+std::shared_ptr<const StoreProvider> MakeCalDavProvider();
+
+}  // namespace orbitel::data
