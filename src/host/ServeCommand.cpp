@@ -8,6 +8,8 @@
 #include <optional>
 #include <thread>
 
+#include "data/StoreCredentials.h"
+#include "data/StoreProvider.h"
 #include "directory/Directory.h"
 #include "host/DemoSite.h"
 #include "host/WebServer.h"
@@ -29,7 +31,9 @@ struct ServeOptions {
   int port = 8080;
   int threads = 32;
   std::optional<std::string> directory;
+  std::optional<std::string> directory_credentials;
   std::optional<fs::path> store_root;
+  std::optional<std::string> store_credentials;
 };
 
 // "127.0.0.1:8080", "[::1]:8080" or "localhost:0".
@@ -63,8 +67,12 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
       options.threads = std::stoi(value);
     } else if (name == "--directory") {
       options.directory = value;
+    } else if (name == "--directory-credentials") {
+      options.directory_credentials = value;
     } else if (name == "--store-root") {
       options.store_root = value;
+    } else if (name == "--store-credentials") {
+      options.store_credentials = value;
     } else {
       return "unknown option " + name;
     }
@@ -86,14 +94,20 @@ void PrintDemoSignIn(const fs::path& site_folder, std::ostream& out) {
 
 void PrintServeUsage(std::ostream& out) {
   out << "Usage: orbitel serve [--site DIR] [--listen ADDRESS:PORT] [--threads N]\n"
-         "                     [--directory URI] [--store-root DIR]\n"
+         "                     [--directory URI [--directory-credentials FILE]]\n"
+         "                     [--store-root DIR] [--store-credentials FILE]\n"
          "\n"
          "  --site DIR          the site folder (templates, pictures, settings and user files);\n"
          "                      without it, the demo site in " << DemoSiteFolder().string() << "\n"
          "  --listen A:P        where to answer (default 127.0.0.1:8080; port 0 picks a free one)\n"
          "  --threads N         request threads (default 32)\n"
-         "  --directory URI     file:/path/directory.ldif (default <site>/directory.ldif)\n"
-         "  --store-root DIR    the local calendar store (default <site>/store)\n";
+         "  --directory URI     file:/path/directory.ldif or ldap://host:port/\n"
+         "                      (default <site>/directory.ldif)\n"
+         "  --directory-credentials FILE\n"
+         "                      \"dn: ...\" and \"password: ...\" lines to bind to LDAP with\n"
+         "  --store-root DIR    the local calendar store (default <site>/store)\n"
+         "  --store-credentials FILE\n"
+         "                      \"user: ...\" and \"password: ...\" lines for a CalDAV store\n";
 }
 
 int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -138,12 +152,22 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     directory_source = (site_folder / "directory.ldif").string();
   }
   if (!directory_source.empty()) {
-    auto directory = directory::OpenDirectory(directory_source);
+    auto directory = directory::OpenDirectory(directory_source, options.directory_credentials.value_or(""));
     if (!directory.ok()) {
       err << "orbitel serve: " << directory_source << ": " << directory.status().description() << "\n";
       return 1;
     }
     services.directory = *directory;
+  }
+  if (options.store_credentials) {
+    auto credentials = data::ReadStoreCredentials(*options.store_credentials);
+    if (!credentials.ok()) {
+      err << "orbitel serve: " << *options.store_credentials << ": " << credentials.status().description() << "\n";
+      return 1;
+    }
+    data::StoreSettings stores = data::StoreConfiguration();
+    stores.credentials = *credentials;
+    data::ConfigureStores(std::move(stores));
   }
   site::SetServices(std::move(services));
 

@@ -27,6 +27,9 @@ TEST(ServeCommand, RefusesWhatItCannotServe) {
       {"serve --site " + Quote(folder + "/missing"), 1, "does not exist"},
       {"serve --site " + Quote(folder), 1, "has no templates/ folder"},
       {"serve --site www --directory ftp://127.0.0.1/people --listen 127.0.0.1:0", 1, "ftp://127.0.0.1/people"},
+      {"serve --site www --directory ldap://127.0.0.1:1/ --directory-credentials " + Quote(folder + "/none"), 1,
+       "credentials file"},
+      {"serve --site www --store-credentials " + Quote(folder + "/none"), 1, "credentials file"},
   };
   for (const auto& c : cases) {
     const auto outcome = RunOrbitel(c.args, folder);
