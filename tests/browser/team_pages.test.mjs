@@ -137,7 +137,9 @@ function watchForFaults(page) {
     if (response.status() >= 400) faults.push(`${response.status()} ${response.url()}`);
   });
   page.on('requestfailed', (request) => {
-    faults.push(`failed ${request.url()}: ${request.failure()?.errorText}`);
+    // A request the browser itself cancels on leaving the page (a late picture) is no fault.
+    const reason = request.failure()?.errorText;
+    if (reason !== 'net::ERR_ABORTED') faults.push(`failed ${request.url()}: ${reason}`);
   });
   page.on('pageerror', (error) => faults.push(`script error: ${error.message}`));
   return faults;
