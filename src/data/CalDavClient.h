@@ -1,10 +1,13 @@
 #pragma once
 // The HTTP side of the CalDAV store, on libcurl: one request at a time over one kept-alive
-// connection, signed in with the configured store account. Every request is bounded so that a
-// slow, unreachable or hostile server cannot hold a page or exhaust memory: 5 seconds to
-// connect, 30 seconds in all, at most 32 MiB of answer, redirects not followed, http and https
-// only. A client belongs to one thread at a time; any number of clients may run at once.
+// connection, signed in with the configured store account; or a batch of requests sent at once
+// from the calling thread (libcurl's multi interface, no threads of its own). Every request is
+// bounded so that a slow, unreachable or hostile server cannot hold a page or exhaust memory:
+// 5 seconds to connect, 30 seconds in all, at most 32 MiB of answer, redirects not followed,
+// http and https only. A client belongs to one thread at a time; any number of clients may run
+// at once.
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,5 +49,14 @@ class CalDavClient {
   std::unique_ptr<Handle> handle_;
   std::optional<StoreCredentials> credentials_;
 };
+
+// Sends every request, at most in_flight of them at a time over as many kept-alive
+// connections, and returns the answers in the order of the requests: each what
+// CalDavClient::Send would have returned for it, except that the answers together hold at most
+// max_total_bytes of body (so a batch cannot exhaust memory either); one that would take them
+// beyond is errors::kCannotOpenFolder. Returns when the last one has ended.
+std::vector<Result<HttpResponse>> SendAll(const std::vector<HttpRequest>& requests,
+                                          const std::optional<StoreCredentials>& credentials,
+                                          std::size_t in_flight, std::size_t max_total_bytes);
 
 }  // namespace orbitel::data

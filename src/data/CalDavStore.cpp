@@ -1,6 +1,8 @@
 #include "data/CalDavStore.h"
 
+#include <atomic>
 #include <limits>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -26,6 +28,38 @@ constexpr char kXmlType[] = "application/xml; charset=utf-8";
 constexpr UtcSeconds kRangeSlack = 86400;
 // A UID already taken is replaced by a fresh one; a few tries are plenty for random UIDs.
 constexpr int kCreateAttempts = 4;
+// Transfers a page's prefetch keeps in flight at once. Radicale, for one, queues only 5 new
+// connections and accepts them one at a time: a burst of more has SYNs dropped and waits a whole
+// second to retry, and a single server process answers many requests at once more slowly than
+// a few. A few in flight already hide most of the round trips of a distant server.
+constexpr std::size_t kPrefetchInFlight = 4;
+// What a page's prefetched answers may hold in all; past it the rest are asked for one by one,
+// each with the client's own cap, as without the prefetch.
+constexpr std::size_t kPrefetchBytes = 64u << 20;
+
+std::atomic<bool> prefetch_enabled{true};
+
+// The answers prefetched for this thread's coming requests, by request; each is used once.
+thread_local std::multimap<std::string, HttpResponse> prefetched;
+
+std::string PrefetchKey(const HttpRequest& request) {
+  std::string key = request.method + ' ' + request.url + '\n';
+  for (const std::string& header : request.headers) key += header + '\n';
+  return key + '\n' + request.body;
+}
+
+// The prefetched answer to exactly this request, if there is one; else the server's answer now.
+Result<HttpResponse> SendOrTake(CalDavClient& client, const HttpRequest& request) {
+  if (!prefetched.empty()) {
+    const auto found = prefetched.find(PrefetchKey(request));
+    if (found != prefetched.end()) {
+      HttpResponse answer = std::move(found->second);
+      prefetched.erase(found);
+      return answer;
+    }
+  }
+  return client.Send(request);
+}
 
 Status CannotOpen(const std::string& description) {
   return Status::Error(errors::kCannotOpenFolder, description);
@@ -41,6 +75,22 @@ bool IsHttpUrl(std::string_view url) {
 }
 
 bool IsSuccess(long status) { return status >= 200 && status <= 299; }
+
+// The PROPFIND that tells whether a folder URL is a calendar collection.
+HttpRequest FolderRequest(const std::string& url) {
+  return HttpRequest{"PROPFIND", WithSlash(url), ResourceTypeRequest(), kXmlType, {"Depth: 0"}};
+}
+
+// The calendar-query REPORT for the events of the folder (base: its URL with the trailing slash)
+// that overlap the window, widened by the slack.
+HttpRequest PeriodRequest(const std::string& base, const TimeWindow& window) {
+  std::optional<UtcSeconds> asked_start;
+  std::optional<UtcSeconds> asked_end;
+  if (window.start_from) asked_start = UtcOfDate(*window.start_from) - kRangeSlack;
+  if (window.end_until) asked_end = UtcOfDate(*window.end_until) + kRangeSlack;
+  return HttpRequest{
+      "REPORT", base, CalendarQueryRequest(asked_start, asked_end), kXmlType, {"Depth: 1"}};
+}
 
 // The failure an unexpected HTTP status stands for, in the store's terms.
 Status HttpFailure(const HttpRequest& request, long status) {
@@ -289,13 +339,8 @@ class CalDavFolder final : public StoreFolder {
     std::optional<UtcSeconds> end;
     if (window.start_from) start = UtcOfDate(*window.start_from);
     if (window.end_until) end = UtcOfDate(*window.end_until);
-    std::optional<UtcSeconds> asked_start;
-    std::optional<UtcSeconds> asked_end;
-    if (start) asked_start = *start - kRangeSlack;
-    if (end) asked_end = *end + kRangeSlack;
-    HttpRequest request{
-        "REPORT", base_, CalendarQueryRequest(asked_start, asked_end), kXmlType, {"Depth: 1"}};
-    Result<HttpResponse> response = client_->Send(request);
+    const HttpRequest request = PeriodRequest(base_, window);
+    Result<HttpResponse> response = SendOrTake(*client_, request);
     if (!response.ok()) return response.status();
     if (response->status != 207) return HttpFailure(request, response->status);
     Result<std::vector<DavResource>> resources = ParseMultistatus(response->body);
@@ -326,8 +371,8 @@ class CalDavProvider final : public StoreProvider {
                         " is not a CalDAV calendar (http(s)://<server>/<path>/<account>/calendar/)");
     }
     auto client = std::make_unique<CalDavClient>(StoreConfiguration().credentials);
-    HttpRequest request{"PROPFIND", WithSlash(url), ResourceTypeRequest(), kXmlType, {"Depth: 0"}};
-    Result<HttpResponse> response = client->Send(request);
+    const HttpRequest request = FolderRequest(url);
+    Result<HttpResponse> response = SendOrTake(*client, request);
     if (!response.ok()) return response.status();
     if (response->status != 207) return HttpFailure(request, response->status);
     Result<std::vector<DavResource>> resources = ParseMultistatus(response->body);
@@ -349,12 +394,45 @@ class CalDavProvider final : public StoreProvider {
     return CannotOpen("The server at " + url_base + " does not offer CalDAV (DAV: " +
                       (response->dav.empty() ? std::string("none") : response->dav) + ")");
   }
+
+  // Fetches the folder opens and period queries at once; only the answers their calls would
+  // accept (207 multistatus) are kept, so anything else is asked again when the call comes and
+  // fails, or not, exactly as it would have without the prefetch.
+  void Prefetch(const std::vector<FolderQuery>& queries) const override {
+    prefetched.clear();
+    if (!prefetch_enabled.load(std::memory_order_relaxed)) return;
+    std::vector<HttpRequest> requests;
+    for (const FolderQuery& query : queries) {
+      if (!IsHttpUrl(query.folder_url)) continue;
+      requests.push_back(FolderRequest(query.folder_url));
+      // Only a period query is worth fetching ahead; a statement the folder would refuse or
+      // read otherwise is left to its call.
+      Result<SelectStatement> statement = ParseStatement(query.statement);
+      if (!statement.ok() || DisplayNameOf(statement->where.get()) ||
+          !EqualsIgnoringCase(WithSlash(statement->folder_url), WithSlash(query.folder_url))) {
+        continue;
+      }
+      requests.push_back(PeriodRequest(WithSlash(query.folder_url),
+                                       WindowOf(statement->where.get())));
+    }
+    std::vector<Result<HttpResponse>> answers =
+        SendAll(requests, StoreConfiguration().credentials, kPrefetchInFlight, kPrefetchBytes);
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+      if (!answers[i].ok() || answers[i]->status != 207) continue;
+      prefetched.emplace(PrefetchKey(requests[i]), std::move(answers[i]).value());
+    }
+  }
+
+  void DropPrefetched() const override { prefetched.clear(); }
 };
 
 }  // namespace
 
+void SetCalDavPrefetch(bool enabled) { prefetch_enabled.store(enabled, std::memory_order_relaxed); }
+
 std::shared_ptr<const StoreProvider> MakeCalDavProvider() {
-  // Holds no state of its own (each folder has its own connection), so one instance serves all.
+  // Holds no state of its own (each folder has its own connection, each thread its own
+  // prefetched answers), so one instance serves all.
   static const std::shared_ptr<const StoreProvider> provider = std::make_shared<CalDavProvider>();
   return provider;
 }

@@ -10,6 +10,9 @@
 // DAV:displayname reads that item alone; any other query reads the whole collection. Writes are
 // conditional, so another client's change is never overwritten. Any failure to reach or read the
 // server, or an answer that makes no sense, is errors::kCannotOpenFolder with its reason.
+//
+// A team page's folder opens and period queries are fetched ahead all at once (Prefetch, at most
+// 4 requests in flight, each with the client's bounds), rather than one round trip after another.
 
 #include <memory>
 
@@ -19,5 +22,9 @@ namespace orbitel::data {
 
 // The process-wide provider; safe to use from any number of request threads at once.
 std::shared_ptr<const StoreProvider> MakeCalDavProvider();
+
+// Whether Prefetch fetches anything (the default) or leaves every request to its call; for
+// measuring what fetching ahead saves.
+void SetCalDavPrefetch(bool enabled);
 
 }  // namespace orbitel::data

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "data/Recordset.h"
 #include "data/Statement.h"
@@ -46,6 +47,12 @@ class StoreFolder {
                              const std::string& etag) = 0;
 };
 
+// A folder a request is about to open and the statement it will then run there.
+struct FolderQuery {
+  std::string folder_url;
+  std::string statement;
+};
+
 class StoreProvider {
  public:
   virtual ~StoreProvider() = default;
@@ -55,6 +62,31 @@ class StoreProvider {
   // Whether the store behind the folder URLs that start with url_base ("...<domain>/MBX/")
   // answers at all, mailboxes aside: the installation check's store service probe.
   virtual Status ProbeService(const std::string& url_base) const = 0;
+
+  // Told the folders the calling thread is about to open one after another, and the statement
+  // it will run on each, a store across the network fetches their answers at once; the thread's
+  // following OpenFolder and Query calls are then answered from them, each answer used once, as
+  // if the server had been asked at that moment. Whatever could not be fetched is asked for when
+  // the call comes, so results and failures are those of the calls alone. Other threads never
+  // see these answers. The local store has nothing to gain and does nothing.
+  virtual void Prefetch(const std::vector<FolderQuery>& /*queries*/) const {}
+  // Forgets this thread's fetched answers that were not used.
+  virtual void DropPrefetched() const {}
+};
+
+// A request's run of folder opens and queries, fetched ahead through the provider a connection
+// names (see StoreProvider::Prefetch) for as long as the scope lives; the answers not used are
+// dropped when it ends, so none is ever served to a later request. An unknown provider fetches
+// nothing: the opens report it themselves.
+class PrefetchScope {
+ public:
+  PrefetchScope(std::string_view provider_name, const std::vector<FolderQuery>& queries);
+  ~PrefetchScope();
+  PrefetchScope(const PrefetchScope&) = delete;
+  PrefetchScope& operator=(const PrefetchScope&) = delete;
+
+ private:
+  std::shared_ptr<const StoreProvider> provider_;
 };
 
 // Where the providers find their stores; set once when the program starts.

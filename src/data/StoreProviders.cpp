@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "data/CalDavStore.h"
 #include "data/LocalStore.h"
@@ -40,6 +41,18 @@ Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name)
   if (provider == "msdaipp.dso") return MakeCalDavProvider();
   return Status::Error(errors::kProviderNotFound,
                        "Provider cannot be found. It may not be properly installed.");
+}
+
+PrefetchScope::PrefetchScope(std::string_view provider_name,
+                             const std::vector<FolderQuery>& queries) {
+  Result<std::shared_ptr<const StoreProvider>> provider = FindProvider(provider_name);
+  if (!provider.ok()) return;
+  provider_ = std::move(provider).value();
+  provider_->Prefetch(queries);
+}
+
+PrefetchScope::~PrefetchScope() {
+  if (provider_) provider_->DropPrefetched();
 }
 
 Result<std::shared_ptr<const StoreProvider>> ProviderForUrl(std::string_view url) {

@@ -2,24 +2,12 @@
 // local port with its own configuration, accounts and storage folder, and stops at the end.
 #include "data/CalDavStore.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -32,6 +20,7 @@
 #include "data/Connection.h"
 #include "data/IsoDate.h"
 #include "data/LocalStoreDatabase.h"
+#include "data/RadicaleServer.h"
 #include "data/StoreFixture.h"
 #include "data/StoreQueries.h"
 #include "runtime/ErrorNumbers.h"
@@ -41,45 +30,13 @@ namespace {
 
 using testing::Calendar;
 using testing::Event;
+using testing::FreePort;
+using testing::RadicaleServer;
 
 constexpr char kUser[] = "orbitel";
 constexpr char kPassword[] = "team:calendars";  // a colon, as basic authentication allows
 
 Date Utc(const char* iso) { return *ParseIsoDate(iso); }
-
-// A port on 127.0.0.1 that nothing listens on at the moment it is returned.
-int FreePort() {
-  const int socket_fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  int port = 0;
-  if (::bind(socket_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-      ::getsockname(socket_fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-    port = ntohs(address.sin_port);
-  }
-  ::close(socket_fd);
-  return port;
-}
-
-std::string FindOnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::stringstream folders(path != nullptr ? path : "/usr/bin:/bin");
-  std::string folder;
-  while (std::getline(folders, folder, ':')) {
-    const std::string candidate = folder + "/" + program;
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return {};
-}
-
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 // Replaces the folder URL inside a statement's scope('shallow traversal of "..."').
 std::string InScope(std::string statement, const std::string& folder) {
@@ -108,15 +65,14 @@ class CalDavStoreTest : public ::testing::Test {
   static void SetUpTestSuite() {
     setenv("TZ", "America/New_York", 1);
     tzset();
-    startup_error_ = StartServer();
+    server_ = std::make_unique<RadicaleServer>();
+    startup_error_ = server_->Start(kUser, kPassword);
     if (!startup_error_.empty()) return;
+    base_url_ = server_->base_url();
     startup_error_ = CreateCalendars();
   }
 
-  static void TearDownTestSuite() {
-    StopServer();
-    if (!folder_.empty()) std::filesystem::remove_all(folder_);
-  }
+  static void TearDownTestSuite() { server_.reset(); }
 
   void SetUp() override {
     if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
@@ -160,73 +116,11 @@ class CalDavStoreTest : public ::testing::Test {
     return connection;
   }
 
-  static inline std::filesystem::path folder_;
+  static inline std::unique_ptr<RadicaleServer> server_;
   static inline std::string base_url_;
   static inline std::string startup_error_;
-  static inline pid_t server_ = -1;
 
  private:
-  static std::string StartServer() {
-    const std::string radicale = FindOnPath("radicale");
-    if (radicale.empty()) {
-      return "The CalDAV tests need a Radicale server, and radicale is not on the PATH; "
-             "scripts/setup installs it";
-    }
-    folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav");
-    const int port = FreePort();
-    if (port == 0) return "No free local port for Radicale";
-    base_url_ = "http://127.0.0.1:" + std::to_string(port) + "/";
-    std::ofstream(folder_ / "users") << kUser << ":" << kPassword << "\n";
-    std::ofstream(folder_ / "config")
-        << "[server]\nhosts = 127.0.0.1:" << port << "\n"
-        << "[auth]\ntype = htpasswd\nhtpasswd_filename = " << (folder_ / "users").string()
-        << "\nhtpasswd_encryption = plain\ndelay = 0\n"
-        << "[rights]\ntype = authenticated\n"
-        << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
-        << "[web]\ntype = none\n"
-        << "[logging]\nlevel = warning\n";
-    const std::string config = (folder_ / "config").string();
-    const std::string log = (folder_ / "radicale.log").string();
-
-    server_ = ::fork();
-    if (server_ < 0) return "Radicale could not be started: fork failed";
-    if (server_ == 0) {
-      // The server goes down with the test, however the test ends.
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      if (out >= 0) {
-        ::dup2(out, STDOUT_FILENO);
-        ::dup2(out, STDERR_FILENO);
-      }
-      ::execl(radicale.c_str(), radicale.c_str(), "--config", config.c_str(),
-              static_cast<char*>(nullptr));
-      ::_exit(127);
-    }
-
-    // Started once the server answers; a server that exits or never answers fails the suite.
-    CalDavClient client(std::nullopt);
-    for (int attempt = 0; attempt < 300; ++attempt) {
-      int status = 0;
-      if (::waitpid(server_, &status, WNOHANG) == server_) {
-        server_ = -1;
-        return "Radicale exited at start-up: " + ReadFile(log);
-      }
-      Result<HttpResponse> answer = client.Send(HttpRequest{"OPTIONS", base_url_, "", "", {}});
-      if (answer.ok()) return {};
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    StopServer();
-    return "Radicale did not answer on " + base_url_ + ": " + ReadFile(log);
-  }
-
-  static void StopServer() {
-    if (server_ <= 0) return;
-    ::kill(server_, SIGTERM);
-    int status = 0;
-    ::waitpid(server_, &status, 0);
-    server_ = -1;
-  }
-
   static std::string CreateCalendars() {
     for (const char* account : {"alice", "bob", "dave"}) {
       if (Send("MKCOL", base_url_ + account + "/").status != 201 ||
@@ -450,7 +344,7 @@ TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
   // server answers with an error, whether the item is read by name or in a period.
   Connection connection = Open(FolderOf("dave"));
   const std::filesystem::path calendar =
-      folder_ / "storage" / "collection-root" / "dave" / "calendar";
+      server_->storage() / "collection-root" / "dave" / "calendar";
   ASSERT_TRUE(std::filesystem::is_directory(calendar));
 
   // An event without a start.
@@ -498,6 +392,176 @@ TEST_F(CalDavStoreTest, RequestThreadsQueryAtTheSameTime) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(counts, std::vector<std::size_t>(counts.size(), 3 * 8));
+}
+
+TEST_F(CalDavStoreTest, SendAllAnswersEveryRequestAsSendWouldInTheirOrder) {
+  // More requests than may be in flight, of every kind of outcome: an answer, an HTTP error, a
+  // refused connection and a URL that is not http.
+  const std::string refused = "http://127.0.0.1:" + std::to_string(FreePort()) + "/";
+  std::vector<HttpRequest> requests;
+  for (int round = 0; round < 4; ++round) {
+    requests.push_back({"GET", FolderOf("alice") + "inside.ics", "", "", {}});
+    requests.push_back({"PROPFIND", FolderOf("alice"), ResourceTypeRequest(),
+                        "application/xml", {"Depth: 0"}});
+    requests.push_back({"GET", FolderOf("alice") + "nosuch.ics", "", "", {}});
+    requests.push_back({"GET", refused, "", "", {}});
+    requests.push_back({"GET", "ftp://127.0.0.1/alice/calendar/", "", "", {}});
+  }
+  const std::vector<Result<HttpResponse>> answers =
+      SendAll(requests, StoreCredentials{kUser, kPassword}, 3, 64u << 20);
+  ASSERT_EQ(answers.size(), requests.size());
+  CalDavClient client(StoreCredentials{kUser, kPassword});
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    SCOPED_TRACE(requests[i].method + " " + requests[i].url);
+    const Result<HttpResponse> alone = client.Send(requests[i]);
+    ASSERT_EQ(answers[i].ok(), alone.ok()) << answers[i].status().description();
+    if (!alone.ok()) {
+      EXPECT_EQ(answers[i].status().number(), alone.status().number());
+      continue;
+    }
+    EXPECT_EQ(answers[i]->status, alone->status);
+    EXPECT_EQ(answers[i]->body, alone->body);
+    EXPECT_EQ(answers[i]->etag, alone->etag);
+  }
+  EXPECT_EQ(answers[0]->status, 200);
+  EXPECT_EQ(answers[1]->status, 207);
+  EXPECT_EQ(answers[2]->status, 404);
+
+  // Without credentials the server refuses each one, as it would refuse Send.
+  const auto anonymous = SendAll({requests[0], requests[1]}, std::nullopt, 16, 64u << 20);
+  ASSERT_EQ(anonymous.size(), 2u);
+  EXPECT_EQ(anonymous[0]->status, 401);
+  EXPECT_EQ(anonymous[1]->status, 401);
+  EXPECT_TRUE(SendAll({}, std::nullopt, 16, 64u << 20).empty());
+
+  // The answers hold no more than the batch may: room for one item, and the second is refused.
+  const std::size_t one = answers[0]->body.size();
+  const auto bounded = SendAll({requests[0], requests[0], requests[0]},
+                               StoreCredentials{kUser, kPassword}, 1, one + one / 2);
+  ASSERT_EQ(bounded.size(), 3u);
+  ASSERT_TRUE(bounded[0].ok()) << bounded[0].status().description();
+  EXPECT_EQ(bounded[0]->body, answers[0]->body);
+  for (std::size_t i = 1; i < bounded.size(); ++i) {
+    EXPECT_EQ(bounded[i].status().number(), errors::kCannotOpenFolder);
+    EXPECT_NE(bounded[i].status().description().find("in all"), std::string::npos);
+  }
+}
+
+TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce) {
+  const std::string alice = InScope(testing::kPeriodQuery, FolderOf("alice"));
+  const std::string bob = InScope(testing::kPeriodQuery, FolderOf("bob"));
+  Connection fresh = Open(FolderOf("alice"));
+  const Table expected = Query(fresh, alice);
+  ASSERT_FALSE(expected.rows.empty());
+  const auto refused = [](const Status& status) {
+    return status.number() == errors::kCannotOpenFolder &&
+           status.description().find("401") != std::string::npos;
+  };
+
+  {
+    const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice},
+                                                 {FolderOf("bob"), bob},
+                                                 {FolderOf("dave"), bob}});
+    // From here on the server refuses whatever this program sends: only what was fetched ahead
+    // can succeed.
+    ConfigureStores(Settings("wrong"));
+    Connection connection = Open(FolderOf("alice"));
+    const Table table = Query(connection, alice);
+    EXPECT_EQ(table.rows, expected.rows);
+
+    // Another thread is asked afresh, and refused.
+    Status elsewhere = Status::Ok();
+    std::thread([&elsewhere, this] {
+      Connection other;
+      other.Provider = "MSDAIPP.DSO";
+      elsewhere = other.Open(FolderOf("bob"));
+    }).join();
+    EXPECT_TRUE(refused(elsewhere)) << elsewhere.description();
+
+    // Each answer serves once.
+    Connection again;
+    again.Provider = "MSDAIPP.DSO";
+    EXPECT_TRUE(refused(again.Open(FolderOf("alice"))));
+    Recordset rows;
+    EXPECT_TRUE(refused(OpenRecordset(rows, alice, connection)));
+
+    // A statement other than the one fetched for the folder goes to the server.
+    Connection bobs = Open(FolderOf("bob"));
+    std::string narrower = bob;
+    narrower.replace(narrower.find("2003-10-25"), 10, "2003-10-26");
+    EXPECT_TRUE(refused(OpenRecordset(rows, narrower, bobs)));
+    EXPECT_TRUE(OpenRecordset(rows, bob, bobs).ok());
+
+    // dave's folder was fetched for a statement naming bob's: its open is served, the statement
+    // was never fetched.
+    Connection daves = Open(FolderOf("dave"));
+    EXPECT_TRUE(daves.State() == kStateOpen);
+  }
+
+  // Nothing fetched outlives its scope.
+  ConfigureStores(Settings(kPassword));
+  {
+    const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice}});
+    ConfigureStores(Settings("wrong"));
+  }
+  Connection after;
+  after.Provider = "MSDAIPP.DSO";
+  EXPECT_TRUE(refused(after.Open(FolderOf("alice"))));
+
+  // Switched off, the prefetch fetches nothing.
+  ConfigureStores(Settings(kPassword));
+  SetCalDavPrefetch(false);
+  {
+    const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice}});
+    ConfigureStores(Settings("wrong"));
+    EXPECT_TRUE(refused(after.Open(FolderOf("alice"))));
+  }
+  SetCalDavPrefetch(true);
+
+  // The local store and an unknown provider accept the list and change nothing.
+  const PrefetchScope local("ExOLEDB.DataSource", {{FolderOf("alice"), alice}});
+  const PrefetchScope unknown("No.Such.Provider", {{FolderOf("alice"), alice}});
+  EXPECT_TRUE(refused(after.Open(FolderOf("alice"))));
+}
+
+TEST_F(CalDavStoreTest, FailuresWhilePrefetchingAreTheCallsOwnFailures) {
+  const std::string refused_port =
+      "http://127.0.0.1:" + std::to_string(FreePort()) + "/alice/calendar/";
+  const std::vector<std::string> folders = {
+      FolderOf("carol"),                    // missing
+      base_url_ + "alice/",                 // not a calendar
+      refused_port,                         // nobody listening
+      "ftp://127.0.0.1/alice/calendar/",    // not http
+      FolderOf("alice") + "has space/",     // not a URL curl takes
+      FolderOf("alice"),                    // the one that works
+  };
+  // What each folder's open and period query give, with and without the prefetch.
+  const auto outcomes = [&folders](bool prefetching) {
+    std::vector<FolderQuery> queries;
+    for (const std::string& folder : folders) {
+      queries.push_back({folder, InScope(testing::kPeriodQuery, folder)});
+    }
+    std::optional<PrefetchScope> prefetch;
+    if (prefetching) prefetch.emplace("MSDAIPP.DSO", queries);
+    std::vector<std::string> results;
+    for (const FolderQuery& query : queries) {
+      Connection connection;
+      connection.Provider = "MSDAIPP.DSO";
+      const Status opened = connection.Open(query.folder_url);
+      results.push_back(std::to_string(opened.number()) + " " + opened.description());
+      if (!opened.ok()) continue;
+      Recordset rows;
+      const Status queried = OpenRecordset(rows, query.statement, connection);
+      results.push_back(std::to_string(queried.number()) + " " + queried.description() + " " +
+                        std::to_string(rows.rows().size()) + " rows");
+    }
+    return results;
+  };
+  const std::vector<std::string> alone = outcomes(false);
+  ASSERT_EQ(alone.size(), folders.size() + 1);
+  EXPECT_EQ(outcomes(true), alone);
+  ConfigureStores(Settings("wrong"));
+  EXPECT_EQ(outcomes(true), outcomes(false));
 }
 
 TEST(CalDavMultistatus, ReadsPropertiesWhateverThePrefixesAndRejectsOtherText) {

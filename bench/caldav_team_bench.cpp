@@ -1,0 +1,173 @@
+// The team month's store round over CalDAV, as a request runs it: GetUsersCalender for 40
+// included users of 30 appointments each on a real Radicale server the benchmark starts on this
+// computer, November 2003 in New York's standard time. Once with the folder opens and period
+// queries fetched ahead at once, once asked one by one. On the loopback a round trip costs next
+// to nothing and the server's own time is all there is to measure (and one Radicale process
+// answers a few requests at once more slowly than one after another); over a real network
+// every round trip fetching ahead saves is worth a network latency.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../tests/data/RadicaleServer.h"
+#include "calendar/CalendarQuery.h"
+#include "calendar/UserCalendar.h"
+#include "data/CalDavClient.h"
+#include "data/CalDavStore.h"
+#include "data/StoreProvider.h"
+#include "runtime/Date.h"
+#include "site/Clock.h"
+#include "site/MemoryPageContext.h"
+#include "site/SiteState.h"
+#include "site/TimeZone.h"
+
+namespace {
+
+using namespace orbitel;
+
+constexpr int kPeople = 40;
+constexpr int kAppointments = 30;
+constexpr char kUser[] = "orbitel";
+constexpr char kPassword[] = "bench";
+constexpr std::size_t kFillBytes = 64u << 20;
+
+std::string Account(int p) { return "user" + std::to_string(p); }
+
+// The n-th appointment: spread over October to December 2003 in local time, one hour or all
+// day; some located, private or free, as real calendars are.
+std::string Appointment(const std::string& uid, int n) {
+  const int month = 10 + n % 3, day = 1 + (n * 11) % 28, hour = 8 + n % 9;
+  char date[16];
+  std::snprintf(date, sizeof date, "2003%02d%02d", month, day);
+  std::string ics =
+      "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//bench//EN\r\nBEGIN:VEVENT\r\nUID:" + uid +
+      "\r\nDTSTAMP:20030101T000000Z\r\nSUMMARY:Meeting " + std::to_string(n) + "\r\n";
+  if (n % 11 == 0) {
+    char next[16];
+    std::snprintf(next, sizeof next, "2003%02d%02d", month, day + 1);
+    ics += std::string("DTSTART;VALUE=DATE:") + date + "\r\nDTEND;VALUE=DATE:" + next + "\r\n";
+  } else {
+    char start[8], end[8];
+    std::snprintf(start, sizeof start, "T%02d0000", hour);
+    std::snprintf(end, sizeof end, "T%02d0000", hour + 1);
+    ics += std::string("DTSTART:") + date + start + "\r\nDTEND:" + date + end + "\r\n";
+  }
+  if (n % 3 == 0) ics += "LOCATION:Room " + std::to_string(n % 40) + "\r\n";
+  if (n % 7 == 0) ics += "CLASS:PRIVATE\r\n";
+  if (n % 5 == 0) ics += "TRANSP:TRANSPARENT\r\n";
+  return ics + "END:VEVENT\r\nEND:VCALENDAR\r\n";
+}
+
+void Fail(const std::string& why) {
+  std::fprintf(stderr, "%s\n", why.c_str());
+  std::exit(1);
+}
+
+// The server with every person's calendar filled, and this thread's site state pointing at it.
+class TeamServer {
+ public:
+  TeamServer() {
+    setenv("TZ", "America/New_York", 1);
+    tzset();
+    if (std::string error = server_.Start(kUser, kPassword); !error.empty()) Fail(error);
+    const data::StoreCredentials account{kUser, kPassword};
+    const std::string base = server_.base_url() + "exchange/";
+    Expect(data::SendAll({{"MKCOL", base, "", "", {}}}, account, 1, kFillBytes), 201);
+    std::vector<data::HttpRequest> people;
+    std::vector<data::HttpRequest> calendars;
+    std::vector<data::HttpRequest> items;
+    for (int p = 0; p < kPeople; ++p) {
+      people.push_back({"MKCOL", base + Account(p) + "/", "", "", {}});
+      calendars.push_back({"MKCALENDAR", base + Account(p) + "/calendar/", "", "", {}});
+      for (int n = 0; n < kAppointments; ++n) {
+        const std::string uid = Account(p) + "-" + std::to_string(n);
+        items.push_back({"PUT", base + Account(p) + "/calendar/" + uid + ".ics",
+                         Appointment(uid, n), "text/calendar; charset=utf-8", {}});
+      }
+    }
+    Expect(data::SendAll(people, account, 4, kFillBytes), 201);
+    Expect(data::SendAll(calendars, account, 4, kFillBytes), 201);
+    Expect(data::SendAll(items, account, 4, kFillBytes), 201);
+
+    data::StoreSettings stores;
+    stores.credentials = account;
+    data::ConfigureStores(stores);
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav-bench");
+    site::SiteState& site = site::Site();
+    site.SitePath = folder_.string() + "/";
+    site.SettingsLoaded = true;
+    site.StoreUrlBase = base;
+    site.StoreProvider = "MSDAIPP.DSO";
+    site::KeepTimeZoneForThread({300, -60}, 1);
+    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    auto context = std::make_shared<site::MemoryPageContext>();
+    context->Query("DAY", "1").Query("MONTH", "11").Query("YEAR", "2003").Query("USER", "user0");
+    site.PageContext = context;
+    for (int p = 0; p < kPeople; ++p) users_.push_back(Account(p) + "|Person " + std::to_string(p));
+  }
+  ~TeamServer() { std::filesystem::remove_all(folder_); }
+
+  // One round; the busy day cells of the month.
+  int Query() {
+    site::Site().ErrorText.clear();
+    calendar::UserCalendar grid(users_, 31, 1);
+    calendar::GetUsersCalender(grid, *Date::FromParts(2003, 11, 1), "31");
+    if (!site::Site().ErrorText.empty()) Fail(site::Site().ErrorText);
+    int busy = 0;
+    for (int u = 0; u < grid.UserCount(); ++u) {
+      for (int d = 1; d <= 31; ++d) busy += grid.IsBusy(u, d, 0) ? 1 : 0;
+    }
+    return busy;
+  }
+
+ private:
+  static void Expect(const std::vector<Result<data::HttpResponse>>& answers, long status) {
+    for (const auto& answer : answers) {
+      if (!answer.ok()) Fail(answer.status().description());
+      if (answer->status != status) Fail("Radicale answered HTTP " + std::to_string(answer->status));
+    }
+  }
+
+  data::testing::RadicaleServer server_;
+  std::filesystem::path folder_;
+  site::UserList users_;
+};
+
+TeamServer& Server() {
+  static TeamServer server;
+  return server;
+}
+
+void Round(benchmark::State& state, bool fetch_ahead) {
+  TeamServer& server = Server();
+  data::SetCalDavPrefetch(fetch_ahead);
+  int busy = 0;
+  for (auto _ : state) {
+    busy = server.Query();
+    benchmark::DoNotOptimize(busy);
+  }
+  data::SetCalDavPrefetch(true);
+  state.counters["busy_days"] = busy;
+}
+
+void BM_CalDavTeamMonthFetchedAhead(benchmark::State& state) { Round(state, true); }
+void BM_CalDavTeamMonthOneByOne(benchmark::State& state) { Round(state, false); }
+
+BENCHMARK(BM_CalDavTeamMonthFetchedAhead)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_CalDavTeamMonthOneByOne)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+
+}  // namespace
+
+BENCHMARK_MAIN();

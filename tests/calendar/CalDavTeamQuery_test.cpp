@@ -1,0 +1,262 @@
+// A team's period queries over CalDAV, against a real Radicale server the suite starts: the
+// grid, the error text and the error log of GetUsersCalender are the same whether the folder
+// opens and queries are fetched ahead at once or asked one by one, and the same as the local
+// store gives for the same appointments.
+#include "calendar/CalendarQuery.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "data/CalDavClient.h"
+#include "data/CalDavStore.h"
+#include "data/ICalendar.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/RadicaleServer.h"
+#include "data/StoreFixture.h"
+#include "data/StoreProvider.h"
+#include "data/StoreUrl.h"
+#include "runtime/Date.h"
+#include "site/Clock.h"
+#include "site/SiteFixture.h"
+#include "site/SiteSettings.h"
+#include "site/SiteState.h"
+#include "site/TimeZone.h"
+
+namespace orbitel::calendar {
+namespace {
+
+using data::testing::Calendar;
+using data::testing::Event;
+
+constexpr char kUser[] = "orbitel";
+constexpr char kPassword[] = "team";
+constexpr char kDomain[] = "orbitel.demo";
+
+// The people with calendars, and what is in them: floating and UTC times, all day, a series
+// with an exception, and the private and free items the pages leave out.
+const std::vector<std::pair<std::string, std::string>> kCalendars = {
+    {"alice",
+     Event("a-review", "SUMMARY:Review\r\nDTSTART:20031104T090000\r\nDTEND:20031104T103000\r\n"
+                       "LOCATION:Room 1\r\n") +
+         Event("a-lunch", "SUMMARY:Lunch\r\nDTSTART:20031105T170000Z\r\n"
+                          "DTEND:20031105T180000Z\r\n") +
+         Event("a-holiday", "SUMMARY:Thanksgiving\r\nDTSTART;VALUE=DATE:20031127\r\n"
+                            "DTEND;VALUE=DATE:20031129\r\n") +
+         Event("a-private", "SUMMARY:Doctor\r\nDTSTART:20031106T090000\r\n"
+                            "DTEND:20031106T100000\r\nCLASS:PRIVATE\r\n")},
+    {"bob",
+     Event("b-standup", "SUMMARY:Standup\r\nDTSTART:20031020T100000\r\nDTEND:20031020T103000\r\n"
+                        "RRULE:FREQ=WEEKLY;COUNT=8\r\nEXDATE:20031110T100000\r\n") +
+         Event("b-standup", "RECURRENCE-ID:20031117T100000\r\nDTSTART:20031118T140000\r\n"
+                            "DTEND:20031118T143000\r\nSUMMARY:Standup (moved)\r\n") +
+         Event("b-optional", "SUMMARY:Optional\r\nDTSTART:20031105T100000\r\n"
+                             "DTEND:20031105T110000\r\nTRANSP:TRANSPARENT\r\n")},
+    {"erin",
+     Event("e-now", "SUMMARY:Workshop\r\nDTSTART:20031105T090000\r\nDTEND:20031105T120000\r\n")},
+};
+
+// carol has no calendar at all, dan a plain collection where the calendar should be, and
+// "bad name" is an account no URL can hold as it is.
+const site::UserList kTeam = {"alice|Alice Walker", "carol|Carol Nobody", "bob|Bob <b>Bold</b>",
+                              "dan|Dan Plain", "bad name|Bad Name", "erin|Erin Early"};
+const site::UserList kNobody = {"carol|Carol Nobody", "bad name|Bad Name"};
+
+struct Period {
+  const char* name;
+  int days, fields;
+  int year, month, day;  // the calendar date the view passes
+};
+const Period kPeriods[] = {
+    {"31", 31, 1, 2003, 11, 1}, {"7", 8, 36, 2003, 11, 3},  {"1", 3, 24, 2003, 11, 5},
+    {"now", 1, 0, 2003, 11, 5}, {"Per7", 8, 0, 2003, 11, 3}, {"Per1", 2, 0, 2003, 11, 5},
+};
+
+// What a query round leaves behind.
+struct Outcome {
+  std::vector<std::string> cells;
+  std::string error_text;
+  std::string error_log;
+  bool operator==(const Outcome&) const = default;
+};
+
+void PrintTo(const Outcome& outcome, std::ostream* out) {
+  *out << "ErrorText: " << outcome.error_text << "\nlog: " << outcome.error_log << "\ncells:";
+  for (const std::string& cell : outcome.cells) *out << " [" << cell << "]";
+}
+
+class CalDavTeamQueryTest : public site::testing::SiteFixture {
+ protected:
+  static void SetUpTestSuite() {
+    setenv("TZ", "America/New_York", 1);
+    tzset();
+    server_ = std::make_unique<data::testing::RadicaleServer>();
+    startup_error_ = server_->Start(kUser, kPassword);
+    if (startup_error_.empty()) startup_error_ = CreateCalendars();
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+
+  void SetUp() override {
+    SiteFixture::SetUp();
+    if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
+    site::KeepTimeZoneForThread({300, -60}, 1);  // Eastern standard time
+    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    FillLocalStore();
+  }
+  void TearDown() override {
+    data::SetCalDavPrefetch(true);
+    data::ConfigureStores(data::StoreSettings{});
+    site::FixClockForThread(std::nullopt);
+    site::KeepTimeZoneForThread({}, 0);
+    SiteFixture::TearDown();
+  }
+
+  // The site's settings with the store named as the settings page would name it; loaded as a
+  // request loads them.
+  void UseStore(const std::string& server_name, bool via_backoffice) {
+    std::string settings = site::testing::ReadFile("www/OrbitelSettings.xml");
+    const std::string shipped = "ExchangeServerName='' ExchangeViaBackoffice='True'";
+    ASSERT_NE(settings.find(shipped), std::string::npos);
+    settings.replace(settings.find(shipped), shipped.size(),
+                     "ExchangeServerName='" + server_name + "' ExchangeViaBackoffice='" +
+                         (via_backoffice ? "True" : "False") + "'");
+    site::testing::WriteFile(File("OrbitelSettings.xml"), settings);
+    site::GetSiteVars();
+    ASSERT_TRUE(site::Site().SettingsLoaded);
+    data::StoreSettings stores{(folder_ / "store").string()};
+    stores.credentials = data::StoreCredentials{kUser, kPassword};
+    data::ConfigureStores(stores);
+  }
+
+  // One GetUsersCalender round on a fresh error text and log; the store's URL base is written
+  // as <base> in the log so that the stores compare.
+  Outcome Run(const site::UserList& users, const Period& period) {
+    site::SiteState& site = site::Site();
+    site.ErrorText.clear();
+    std::filesystem::remove(File("Errorfile.Log"));
+    context_->Query("DAY", std::to_string(period.day))
+        .Query("MONTH", std::to_string(period.month))
+        .Query("YEAR", std::to_string(period.year));
+    UserCalendar grid(users, period.days, period.fields);
+    GetUsersCalender(grid, *Date::FromParts(period.year, period.month, period.day), period.name);
+    Outcome outcome{{}, site.ErrorText, ErrorLog()};
+    for (int u = 0; u < grid.UserCount(); ++u) {
+      for (int d = 0; d <= grid.DayBound(); ++d) {
+        for (int f = 0; f <= grid.FieldBound(); ++f) outcome.cells.push_back(grid(u, d, f));
+      }
+    }
+    for (std::size_t at = outcome.error_log.find(site.StoreUrlBase); at != std::string::npos;
+         at = outcome.error_log.find(site.StoreUrlBase, at)) {
+      outcome.error_log.replace(at, site.StoreUrlBase.size(), "<base>");
+    }
+    return outcome;
+  }
+
+  void UseCalDav() { UseStore("127.0.0.1:" + std::to_string(server_->port()), false); }
+  void UseLocalStore() { UseStore(kDomain, true); }
+
+  static inline std::unique_ptr<data::testing::RadicaleServer> server_;
+  static inline std::string startup_error_;
+
+  static long Send(const std::string& method, const std::string& path,
+                   const std::string& body = "") {
+    data::CalDavClient client(data::StoreCredentials{kUser, kPassword});
+    auto answer = client.Send({method, server_->base_url() + path, body, "text/calendar", {}});
+    return answer.ok() ? answer->status : 0;
+  }
+
+ private:
+  // Collections at /exchange/<account>/calendar/, where the site's store URLs point.
+  static std::string CreateCalendars() {
+    if (Send("MKCOL", "exchange/") != 201) return "Radicale did not create /exchange/";
+    for (const auto& [account, events] : kCalendars) {
+      if (Send("MKCOL", "exchange/" + account + "/") != 201 ||
+          Send("MKCALENDAR", "exchange/" + account + "/calendar/") != 201) {
+        return "Radicale did not create the calendar of " + account;
+      }
+      auto items = data::ParseCalendar(Calendar(events));
+      if (!items.ok()) return items.status().description();
+      for (const data::CalendarItem& item : *items) {
+        const std::string path = "exchange/" + account + "/calendar/" + item.uid + ".ics";
+        if (Send("PUT", path, item.ics) != 201) return "Radicale did not store " + path;
+      }
+    }
+    if (Send("MKCOL", "exchange/dan/") != 201 || Send("MKCOL", "exchange/dan/calendar/") != 201) {
+      return "Radicale did not create dan's plain collection";
+    }
+    return {};
+  }
+
+  void FillLocalStore() {
+    const std::string root = (folder_ / "store").string();
+    auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
+    ASSERT_TRUE(database.ok()) << database.status().description();
+    for (const auto& [account, events] : kCalendars) {
+      auto folder = (*database)->CreateMailbox(account);
+      ASSERT_TRUE(folder.ok()) << folder.status().description();
+      auto items = data::ParseCalendar(Calendar(events));
+      ASSERT_TRUE(items.ok()) << items.status().description();
+      for (const data::CalendarItem& item : *items) {
+        ASSERT_TRUE((*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok());
+      }
+    }
+  }
+};
+
+TEST_F(CalDavTeamQueryTest, EveryPeriodGivesTheSameGridErrorsAndLogFetchedAheadOrOneByOne) {
+  for (const site::UserList* team : {&kTeam, &kNobody}) {
+    for (const Period& period : kPeriods) {
+      // A personal period shows one person.
+      const site::UserList users =
+          period.name[0] == 'P' ? site::UserList{team->front()} : *team;
+      SCOPED_TRACE(std::string(period.name) + " for " + users.front() + "...");
+      UseLocalStore();
+      const Outcome local = Run(users, period);
+      UseCalDav();
+      data::SetCalDavPrefetch(false);
+      const Outcome one_by_one = Run(users, period);
+      data::SetCalDavPrefetch(true);
+      const Outcome fetched_ahead = Run(users, period);
+      EXPECT_EQ(fetched_ahead, one_by_one);
+      EXPECT_EQ(fetched_ahead, local);
+    }
+  }
+
+  // The comparisons above are of real answers: busy days and slots, and every kind of failure.
+  UseCalDav();
+  const Outcome month = Run(kTeam, kPeriods[0]);
+  const auto cell = [&month](int u, int d, int f) { return month.cells[(u * 32 + d) * 2 + f]; };
+  EXPECT_EQ(cell(0, 4, 0), "True");   // alice's review
+  EXPECT_EQ(cell(0, 4, 1), "True");   // ... in a room
+  EXPECT_EQ(cell(0, 6, 0), "");       // her private appointment is not shown
+  EXPECT_EQ(cell(0, 28, 0), "True");  // the holiday's second day
+  EXPECT_EQ(cell(2, 10, 0), "");      // bob's excluded standup
+  EXPECT_EQ(cell(2, 18, 0), "True");  // the moved one
+  EXPECT_EQ(cell(2, 17, 0), "");
+  for (const char* name : {"Carol Nobody", "Dan Plain", "Bad Name"}) {
+    EXPECT_NE(month.error_text.find(NoAccessError(name)), std::string::npos) << name;
+  }
+  EXPECT_EQ(month.error_text.find("Alice"), std::string::npos);
+  EXPECT_NE(month.error_log.find("Connection URI: <base>erin/calendar/"), std::string::npos)
+      << month.error_log;
+  const Outcome nobody = Run(kNobody, kPeriods[0]);
+  EXPECT_NE(nobody.error_text.find("could not query the exchange store"), std::string::npos)
+      << nobody.error_text;
+
+  // A later page asks afresh: nothing fetched for this one is served to it.
+  EXPECT_EQ(cell(5, 20, 0), "");
+  ASSERT_EQ(Send("PUT", "exchange/erin/calendar/e-late.ics",
+                 Calendar(Event("e-late", "SUMMARY:Late\r\nDTSTART:20031120T090000\r\n"
+                                          "DTEND:20031120T100000\r\n"))),
+            201);
+  const Outcome later = Run(kTeam, kPeriods[0]);
+  EXPECT_EQ(later.cells[(5 * 32 + 20) * 2], "True");
+}
+
+}  // namespace
+}  // namespace orbitel::calendar
