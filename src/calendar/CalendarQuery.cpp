@@ -158,7 +158,8 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   const Date range_end = end.AddDays(7).value_or(end);
 
   // Every user's folder and query, handed to the store first: one across the network fetches
-  // them all at once instead of one round trip after another; the loop below is unchanged.
+  // them all at once instead of one round trip after another. The loop below runs the same
+  // list, in the same order.
   std::vector<data::FolderQuery> queries;
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string& entry = grid(u, 0, 0);
@@ -171,10 +172,12 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
 
   int failures = 0;
   std::string folder;
+  std::size_t next_query = 0;
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string& entry = grid(u, 0, 0);
     if (entry.empty()) continue;
-    folder = site.StoreUrlBase + site::SplitUserEntry(entry, false) + "/calendar/";
+    const data::FolderQuery& query = queries[next_query++];
+    folder = query.folder_url;
     const std::string display_name = site::SplitUserEntry(entry, true);
 
     data::Connection connection;
@@ -192,8 +195,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
     }
 
     data::Recordset rows;
-    const Status queried = opened.ok() ? data::OpenRecordset(rows, PeriodQuery(period, folder, range_start, range_end), connection, 1)
-                                       : opened;
+    const Status queried = opened.ok() ? data::OpenRecordset(rows, query.statement, connection, 1) : opened;
     if (!queried.ok() || !rows.IsOpen()) {
       site.ErrorText += NoAccessError(display_name);
       continue;
