@@ -1,11 +1,13 @@
 #include "host/SitePages.h"
 
+#include <array>
 #include <type_traits>
 
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
 #include "site/SiteSettings.h"
+#include "site/SiteState.h"
 #include "views/personal/PerDay.h"
 #include "views/personal/PerMonth.h"
 #include "views/personal/PerWeek.h"
@@ -70,12 +72,19 @@ void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& va
   page.ValidateAdminAccess();
   if (context->redirect()) return;
   DateValues(page, values);
-  if (context->RequestText("action") == "Check") {
+  if (context->PostedAction() == "Check") {
     values.text["SiteCheck"] = page.SiteCheck();
     values.flags["Checked"] = true;
     return;
   }
+  // New sign-in names or passwords end every session signed in with the old ones.
+  const auto credentials = [] {
+    const site::SiteState& site = site::Site();
+    return std::array{site.UserUserName, site.UserPassword, site.AdminUserName, site.AdminPassword};
+  };
+  const auto credentials_before = credentials();
   values.text["SaveOptionChanges"] = page.SaveOptionChanges();
+  if (credentials() != credentials_before) context->EndOtherSessions();
   values.flags["SaveAnswered"] = !values.text["SaveOptionChanges"].empty();
   values.text["PrintUsers"] = page.PrintUsers();
   values.text["GetExchangeDomain"] = page.GetExchangeDomain();
