@@ -113,6 +113,7 @@ void AppointmentPage(const std::shared_ptr<HttpPageContext>& context, PageValues
   FormValues(page, values);
   values.text["UserName"] = user;
   values.text["Name"] = context->RequestText("Name");
+  values.text["ETag"] = page.PrintCItemETag();
   values.text["FormToken"] = context->FormToken();
   values.flags["IsNew"] = is_new;
   values.flags["IsOccurrence"] = !page.PrintCItemRecurrenceId().empty();
