@@ -37,6 +37,7 @@ void RequestPool::Drain() {
   draining_ = true;
   wake_.notify_all();
   idle_.wait(lock, [this] { return ready_.empty() && held_.empty() && running_ == 0; });
+  draining_ = false;
 }
 
 void RequestPool::Work() {
