@@ -1,6 +1,7 @@
 // The options page's writing side: the settings form saved into the settings file, the ticked
 // people into the users file, and the table of people to tick.
 #include "admin/Options.h"
+#include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "site/DomainDirectory.h"
@@ -62,14 +63,20 @@ std::string Options::SaveOptionChanges() {
     // Set before any file is touched, so a failure part way says so.
     result = kNotSaved;
     const std::string path = site::files::InSite(site::Site().SitePath, site::files::kSettings);
-    data::Recordset settings;
-    Status status = data::OpenRowsetFile(path, settings);
-    for (const auto& [field, form_field] : kSettingFields) {
-      if (status.ok()) status = settings.SetField(field, RequestValue(form_field));
+    Status status = Status::Ok();
+    {
+      // Both files are one save: no reader sees this save's settings with another's people.
+      data::FileLock write_together(site::files::InSite(site::Site().SitePath, site::files::kSettingsLock),
+                                    data::FileLock::Mode::kExclusive);
+      data::Recordset settings;
+      status = data::OpenRowsetFile(path, settings);
+      for (const auto& [field, form_field] : kSettingFields) {
+        if (status.ok()) status = settings.SetField(field, RequestValue(form_field));
+      }
+      if (status.ok()) status = settings.Update();
+      if (status.ok()) status = data::SaveRowsetFile(settings, path);
+      if (status.ok()) status = site::SaveUsers(TickedAccounts());
     }
-    if (status.ok()) status = settings.Update();
-    if (status.ok()) status = data::SaveRowsetFile(settings, path);
-    if (status.ok()) status = site::SaveUsers(TickedAccounts());
     if (!status.ok()) return status;
     result = kSaved;
     site::GetSiteVars();
