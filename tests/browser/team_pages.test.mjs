@@ -460,6 +460,10 @@ async function checkEveryPage(base, browser) {
           for (const fault of await phoneFaults(page)) faults.push(`${name}: ${fault}`);
         }
         if (!await todayStandsOut(page)) faults.push(`${name}: today looks like any other day`);
+        // Every page of the site (the status pages aside) ends with the program's version.
+        if (expectedStatus === 200 && !/^Orbitel \d/.test(await page.locator('footer').innerText())) {
+          faults.push(`${name}: the footer does not name the version`);
+        }
         await screenshot(page, `${screen.name}-${name}`);
         if (screen.name === 'wide' && printedPages.includes(name)) {
           await page.emulateMedia({ media: 'print' });
