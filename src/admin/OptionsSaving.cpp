@@ -4,6 +4,7 @@
 #include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
+#include "site/AccessibleNames.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
 #include "site/HtmlEscape.h"
@@ -103,11 +104,12 @@ std::string Options::PrintUsers() {
     for (const std::string& entry : users) {
       const std::string account = site::SplitUserEntry(entry, false);
       if (!(status = included.SetFilter("Users = '" + account + "'")).ok()) return status;
+      const std::string name = site::SplitUserEntry(entry, true);
       html += "<tr><td width=395><div align=\"right\"><font size=\"2\" face=\"Verdana, Arial, Helvetica, "
-              "sans-serif\">" + site::HtmlEscape(site::SplitUserEntry(entry, true)) +
+              "sans-serif\">" + site::HtmlEscape(name) +
               "</font></div></td><td width=205><div align=\"left\"><input type=checkbox " +
               (included.IsEOF() ? "" : "checked ") + "value='" + site::HtmlEscape(account) +
-              "' name=AddUser></div></td></tr>";
+              "' name=AddUser" + site::ControlName(name) + "></div></td></tr>";
     }
     return Status::Ok();
   });

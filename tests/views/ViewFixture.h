@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,6 +76,13 @@ inline bool IsWeekend(int y, int m, int d) { return Date::FromParts(y, m, d)->Is
 inline std::string DateLink(int y, int m, int d, const std::string& user) {
   return "?DAY=" + std::to_string(d) + "&MONTH=" + std::to_string(m) + "&YEAR=" +
          std::to_string(y) + "&USER=" + user;
+}
+
+// The page with the names it adds to pictures, links and check boxes taken out again: what is
+// left must be the tables' own markup, byte for byte.
+inline std::string WithoutAddedNames(const std::string& html) {
+  static const std::regex added(R"( (alt|title|role|aria-[a-z]+)="[^"]*")");
+  return std::regex_replace(html, added, "");
 }
 
 inline int Count(const std::string& text, const std::string& piece) {
