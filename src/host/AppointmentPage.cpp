@@ -9,7 +9,7 @@
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
 #include "site/ErrorHtml.h"
-#include "site/HtmlEscape.h"
+#include "site/ErrorLog.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 
@@ -97,7 +97,10 @@ void AppointmentPage(const std::shared_ptr<HttpPageContext>& context, PageValues
       try {
         errors = is_new ? page.AddCalendarItem() : page.UpdateCalendarItem();
       } catch (const std::exception& failure) {
-        errors = site::ErrorHtml("The appointment could not be saved: " + site::HtmlEscape(failure.what()));
+        // The store's reason may name its files (a full disk): it goes to the site's log only.
+        site::WriteErrorLog("CalendarItem.AddCalendarItem", "", failure.what());
+        errors = site::ErrorHtml(
+            "The appointment could not be saved. What went wrong has been written to the site's error log.");
         site::Site().ErrorText = errors;
       }
     }

@@ -48,6 +48,8 @@ class Served {
     return client;
   }
   int port() const { return port_; }
+  // What the server wrote to its error log so far.
+  std::string errors() const { return errors_.str(); }
 
  private:
   std::ostringstream errors_;

@@ -3,6 +3,7 @@
 // notes and blanks are kept as typed.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <regex>
 
 #include "host/ServedSite.h"
@@ -111,6 +112,27 @@ TEST_F(WriteSafetyTest, LongNotesAndBlanksAreKeptAsTyped) {
   const std::string spaced = Added(admin, "++Spaced%09+", "", "  Spaced\t ");
   const std::string spaced_form = Get("/CalendarItem.asp?UserName=alice&Name=" + spaced, admin)->body;
   EXPECT_NE(spaced_form.find("name=\"subject\" value=\"  Spaced\t \""), std::string::npos);
+}
+
+TEST_F(WriteSafetyTest, RepeatedWrongPasswordsAreSlowedDownNotLockedOut) {
+  const auto attempt = [](const std::string& password) {
+    httplib::Client client = served_->Client();
+    auto page = client.Get("/CalendarLogin.asp");
+    const auto began = std::chrono::steady_clock::now();
+    auto answer = client.Post("/CalendarLogin.asp", {{"Cookie", CookieOf(page)}},
+                              "FormToken=" + TokenOf(page->body) + "&cstrUserName=team&cstrPassword=" + password +
+                                  "&action=Login",
+                              kFormType);
+    return std::make_pair(answer->status, std::chrono::steady_clock::now() - began);
+  };
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(attempt("wrong").first, 200);
+  // Slowed down from here on, and the right password still signs in after its wait.
+  const auto [status, waited] = attempt("team");
+  EXPECT_EQ(status, 302);
+  EXPECT_GE(waited, std::chrono::milliseconds(900));
+  const std::string errors = served_->errors();
+  EXPECT_NE(errors.find("wrong passwords from 127.0.0.1"), std::string::npos) << errors;
+  EXPECT_EQ(errors.find("wrong passwords", errors.find("wrong passwords") + 1), std::string::npos);
 }
 
 }  // namespace
