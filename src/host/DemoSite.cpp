@@ -33,7 +33,17 @@ fs::path DemoSiteFolder() {
   return fs::path(home && *home ? home : "/tmp") / ".local" / "share" / "orbitel" / "demo";
 }
 
-fs::path ShippedSiteFolder() { return ORBITEL_SHIPPED_SITE; }
+fs::path ShippedSiteFolder() {
+  // An installed program finds the site installed beside it, wherever the tree was put; a
+  // program run from its build folder uses the source tree's.
+  std::error_code error;
+  const fs::path program = fs::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    const fs::path installed = (program.parent_path() / ORBITEL_INSTALLED_SITE).lexically_normal();
+    if (fs::is_regular_file(installed / site::files::kSettings, error)) return installed;
+  }
+  return ORBITEL_SHIPPED_SITE;
+}
 
 Status PrepareDemoSite(const fs::path& shipped, const fs::path& folder, std::ostream& progress) {
   std::error_code error;

@@ -19,7 +19,8 @@ std::filesystem::path DemoSiteFolder();
 Status PrepareDemoSite(const std::filesystem::path& shipped, const std::filesystem::path& folder,
                        std::ostream& progress);
 
-// The shipped site folder ("www" of the source tree this program was built from).
+// The shipped site folder: share/orbitel/site beside the installed program, else "www" of the
+// source tree this program was built from.
 std::filesystem::path ShippedSiteFolder();
 
 }  // namespace orbitel::host

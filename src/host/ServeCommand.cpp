@@ -6,12 +6,16 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <tuple>
 #include <thread>
 
 #include "data/AtomicFile.h"
+#include "data/RowsetFile.h"
 #include "data/StoreCredentials.h"
 #include "data/StoreProvider.h"
+#include "directory/CredentialsFile.h"
 #include "directory/Directory.h"
+#include "directory/LdifDirectory.h"
 #include "host/DemoSite.h"
 #include "host/WebServer.h"
 #include "runtime/Conversions.h"
@@ -91,6 +95,46 @@ void PrintDemoSignIn(const fs::path& site_folder, std::ostream& out) {
   state = site::SiteState();
 }
 
+bool IsLoopback(const std::string& address) {
+  return address == "localhost" || address == "::1" || address.rfind("127.", 0) == 0;
+}
+
+// The sign-ins the site's settings hold that are still the shipped ones ("team / team").
+std::vector<std::string> ShippedSignIns(const fs::path& site_folder) {
+  data::Recordset settings;
+  if (!data::OpenRowsetFile(site_folder / site::files::kSettings, settings).ok() || settings.IsEOF()) return {};
+  std::vector<std::string> shipped;
+  for (const auto& [name_field, password_field, name] :
+       {std::tuple{"UserUserName", "UserPassword", "team"}, std::tuple{"AdminUserName", "AdminPassword", "admin"}}) {
+    auto user = settings.Field(name_field);
+    auto password = settings.Field(password_field);
+    if (user.ok() && password.ok() && user->Text() == name && password->Text() == name) {
+      shipped.push_back(std::string(name) + " / " + name);
+    }
+  }
+  return shipped;
+}
+
+// Opens the directory the site reads people from. A directory file that cannot be read or
+// parsed stops the start, as nobody could sign in to a team page; an LDAP server that does not
+// answer yet only warns, as it is asked again on every page.
+std::optional<std::string> OpenSiteDirectory(const std::string& source, const std::string& credentials,
+                                             site::SiteServices& services, std::ostream& err) {
+  auto directory = directory::OpenDirectory(source, credentials);
+  if (!directory.ok()) return source + ": " + directory.status().description();
+  auto naming_context = (*directory)->NamingContext();
+  if (dynamic_cast<const directory::LdifDirectory*>(directory->get()) != nullptr) {
+    if (!naming_context.ok()) return naming_context.status().description();
+    auto accounts = (*directory)->Accounts();
+    if (!accounts.ok()) return accounts.status().description();
+  } else if (!naming_context.ok()) {
+    err << "orbitel serve: warning: the directory " << source << " does not answer ("
+        << naming_context.status().description() << "); serving anyway, it is asked again on every page\n";
+  }
+  services.directory = *directory;
+  return std::nullopt;
+}
+
 }  // namespace
 
 void PrintServeUsage(std::ostream& out) {
@@ -118,9 +162,27 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
   }
   ServeOptions options;
   if (auto problem = ParseOptions(args, options)) {
-    err << "orbitel serve: " << *problem << "\n";
-    PrintServeUsage(err);
+    err << "orbitel serve: " << *problem << " (orbitel serve --help shows the options)\n";
     return 2;
+  }
+
+  // The credentials files are read before anything else, so a missing one stops the start
+  // before the site is touched.
+  if (options.directory_credentials) {
+    auto credentials = directory::ReadCredentialsFile(*options.directory_credentials);
+    if (!credentials.ok()) {
+      err << "orbitel serve: " << credentials.status().description() << "\n";
+      return 1;
+    }
+  }
+  std::optional<data::StoreCredentials> store_credentials;
+  if (options.store_credentials) {
+    auto credentials = data::ReadStoreCredentials(*options.store_credentials);
+    if (!credentials.ok()) {
+      err << "orbitel serve: " << credentials.status().description() << "\n";
+      return 1;
+    }
+    store_credentials = *credentials;
   }
 
   const bool demo = !options.site;
@@ -153,22 +215,23 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     directory_source = (site_folder / "directory.ldif").string();
   }
   if (!directory_source.empty()) {
-    auto directory = directory::OpenDirectory(directory_source, options.directory_credentials.value_or(""));
-    if (!directory.ok()) {
-      err << "orbitel serve: " << directory_source << ": " << directory.status().description() << "\n";
+    auto problem = OpenSiteDirectory(directory_source, options.directory_credentials.value_or(""), services, err);
+    if (problem) {
+      err << "orbitel serve: " << *problem << "\n";
       return 1;
     }
-    services.directory = *directory;
   }
-  if (options.store_credentials) {
-    auto credentials = data::ReadStoreCredentials(*options.store_credentials);
-    if (!credentials.ok()) {
-      err << "orbitel serve: " << *options.store_credentials << ": " << credentials.status().description() << "\n";
-      return 1;
-    }
+  if (store_credentials) {
     data::StoreSettings stores = data::StoreConfiguration();
-    stores.credentials = *credentials;
+    stores.credentials = *store_credentials;
     data::ConfigureStores(std::move(stores));
+  }
+  if (!IsLoopback(options.address)) {
+    for (const std::string& sign_in : ShippedSignIns(site_folder)) {
+      err << "orbitel serve: warning: the site still signs in with the shipped " << sign_in << " and answers on "
+          << (options.address.empty() ? "every address" : options.address)
+          << "; change it on the options page\n";
+    }
   }
   site::SetServices(std::move(services));
   // What a crash in the middle of a save left behind is of no use to anyone.

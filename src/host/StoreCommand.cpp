@@ -12,6 +12,7 @@
 #include "data/ICalendar.h"
 #include "data/IsoDate.h"
 #include "data/LocalStoreDatabase.h"
+#include "data/StoreBackup.h"
 #include "data/StoreUrl.h"
 #include "directory/Directory.h"
 #include "host/DemoCalendar.h"
@@ -254,6 +255,27 @@ std::optional<Failure> Demo(const Options& options, std::ostream& out) {
   return std::nullopt;
 }
 
+std::optional<Failure> BackUp(const Options& options, std::ostream& out) {
+  const std::string& destination = options.words[1];
+  int copied = 0;
+  Status status = data::BackUpStore(options.store_root, destination, [&](const std::string& domain, const std::string& path) {
+    out << "Backed up " << domain << " to " << path << "\n";
+    ++copied;
+  });
+  if (!status.ok()) return Failure{kFailed, status.description()};
+  if (copied == 0) out << "The store " << options.store_root << " holds no domain; nothing to back up\n";
+  return std::nullopt;
+}
+
+std::optional<Failure> Restore(const Options& options, std::ostream& out) {
+  Status status = data::RestoreStore(options.store_root, options.words[1],
+                                     [&](const std::string& domain, const std::string& path) {
+                                       out << "Restored " << domain << " into " << path << "\n";
+                                     });
+  if (!status.ok()) return Failure{kFailed, status.description()};
+  return std::nullopt;
+}
+
 }  // namespace
 
 void PrintStoreUsage(std::ostream& out) {
@@ -269,7 +291,11 @@ void PrintStoreUsage(std::ostream& out) {
          "                                           one line per item (per occurrence in a period):\n"
          "                                           local start, end, busy status, subject\n"
          "  demo <domain> <directory.ldif>           fill every enabled account's mailbox with demo\n"
-         "                                           appointments around today (replacing earlier ones)\n";
+         "                                           appointments around today (replacing earlier ones)\n"
+         "  backup <folder>                          copy every domain's database into a new folder,\n"
+         "                                           consistent while the server serves and writes\n"
+         "  restore <folder>                         put a backup's databases back (checked first;\n"
+         "                                           the server may keep running)\n";
 }
 
 int RunStoreCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -285,7 +311,8 @@ int RunStoreCommand(const std::vector<std::string>& args, std::ostream& out, std
       std::size_t operands;
     };
     static constexpr Command kCommands[] = {
-        {"create-mailbox", 2}, {"import", 3}, {"export", 2}, {"list", 2}, {"demo", 2}};
+        {"create-mailbox", 2}, {"import", 3}, {"export", 2}, {"list", 2}, {"demo", 2},
+        {"backup", 1},         {"restore", 1}};
     const Command* command = nullptr;
     if (!options.words.empty()) {
       for (const Command& candidate : kCommands) {
@@ -307,6 +334,8 @@ int RunStoreCommand(const std::vector<std::string>& args, std::ostream& out, std
       if (name == "export") failure = Export(options, out);
       if (name == "list") failure = List(options, out);
       if (name == "demo") failure = Demo(options, out);
+      if (name == "backup") failure = BackUp(options, out);
+      if (name == "restore") failure = Restore(options, out);
     }
   }
   if (!failure) return 0;

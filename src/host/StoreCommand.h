@@ -1,6 +1,7 @@
 #pragma once
 // `orbitel store ...`: the operator's tool for the local store: create mailboxes, import and
-// export iCalendar files, list a mailbox's items, fill a domain with demo appointments.
+// export iCalendar files, list a mailbox's items, fill a domain with demo appointments, back the
+// store up and restore it.
 
 #include <ostream>
 #include <string>

@@ -10,6 +10,7 @@ namespace {
 
 void PrintUsage(std::ostream& out) {
   out << "Usage: orbitel <command> [options]\n"
+         "       orbitel --version\n"
          "\n"
          "Commands:\n"
          "  serve    serve the site, or the demo site (orbitel serve --help)\n"
@@ -21,11 +22,15 @@ void PrintUsage(std::ostream& out) {
 int main(int argc, char** argv) {
   const std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) {
-    PrintUsage(std::cerr);
+    std::cerr << "orbitel: a command is needed (orbitel --help lists them)\n";
     return 2;
   }
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
     PrintUsage(std::cout);
+    return 0;
+  }
+  if (args[0] == "--version") {
+    std::cout << "orbitel " << ORBITEL_VERSION << "\n";
     return 0;
   }
   if (args[0] == "serve") {
@@ -34,7 +39,6 @@ int main(int argc, char** argv) {
   if (args[0] == "store") {
     return orbitel::host::RunStoreCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
   }
-  std::cerr << "orbitel: unknown command " << args[0] << "\n";
-  PrintUsage(std::cerr);
+  std::cerr << "orbitel: unknown command " << args[0] << " (orbitel --help lists them)\n";
   return 2;
 }

@@ -1,0 +1,60 @@
+// The installed program: `cmake --install` lays out the tree, and the tree, moved elsewhere,
+// serves its own shipped site (not the source tree's) and says its version.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "TempFolder.h"
+#include "host/RunOrbitel.h"
+#include "host/RunningOrbitel.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using orbitel::testing::Quote;
+using orbitel::testing::ReadText;
+
+TEST(Install, MovedTreeServesItsOwnSite) {
+  const fs::path folder = orbitel::testing::MakeTempFolder("orbitel-install");
+  const fs::path prefix = folder / "prefix";
+  const std::string install = Quote(CMAKE_COMMAND) + " --install " + Quote(ORBITEL_BUILD_DIR) + " --prefix " +
+                              Quote(prefix.string()) + " >" + Quote((folder / "install.log").string()) + " 2>&1";
+  ASSERT_EQ(std::system(install.c_str()), 0) << ReadText((folder / "install.log").string());
+  for (const char* installed : {"bin/orbitel", "share/orbitel/site/OrbitelSettings.xml",
+                                "share/orbitel/site/templates", "share/orbitel/site/directory.ldif",
+                                "lib/systemd/system/orbitel.service", "etc/default/orbitel"}) {
+    EXPECT_TRUE(fs::exists(prefix / installed)) << installed;
+  }
+  const std::string unit = ReadText((prefix / "lib/systemd/system/orbitel.service").string());
+  EXPECT_NE(unit.find("ExecStart=" + (prefix / "bin/orbitel").string() + " serve --site /var/lib/orbitel"),
+            std::string::npos)
+      << unit;
+  EXPECT_NE(unit.find("EnvironmentFile=-" + (prefix / "etc/default/orbitel").string()), std::string::npos) << unit;
+
+  // Moved, the tree has only itself to go by; a mark in its style sheet shows which site is served.
+  const fs::path moved = folder / "elsewhere";
+  fs::rename(prefix, moved);
+  const std::string mark = "/* installed copy */";
+  std::ofstream(moved / "share/orbitel/site/styles/orbitel.css", std::ios::app) << mark << "\n";
+  const std::string program = (moved / "bin/orbitel").string();
+
+  auto version = orbitel::testing::RunOrbitel("--version", folder.string());
+  EXPECT_EQ(version.code, 0);
+  EXPECT_EQ(version.out, std::string("orbitel ") + ORBITEL_VERSION + "\n");
+
+  orbitel::testing::RunningOrbitel server(program, {"serve", "--listen", "127.0.0.1:0"}, folder.string(),
+                                          {"XDG_DATA_HOME=" + (folder / "data").string()});
+  const int port = server.WaitForPort();
+  ASSERT_NE(port, 0) << server.out() << server.err();
+  const std::string style = orbitel::testing::Fetch(port, "/styles/orbitel.css");
+  EXPECT_NE(style.substr(0, style.find('\n')).find(" 200"), std::string::npos) << style.substr(0, 200);
+  EXPECT_NE(style.find(mark), std::string::npos);
+  EXPECT_NE(server.out().find("Making the demo site in " + (folder / "data/orbitel/demo").string()),
+            std::string::npos)
+      << server.out();
+  server.Stop();
+  fs::remove_all(folder);
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+// `orbitel serve` starting up safely: what it cannot serve from stops it with one line naming
+// the culprit and leaves the site folder as it was; what may mend itself (an LDAP server not
+// answering yet) or what the operator should know (the shipped passwords on the network) is a
+// warning and the server starts.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "TempFolder.h"
+#include "host/RunOrbitel.h"
+#include "host/RunningOrbitel.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using orbitel::testing::Quote;
+using orbitel::testing::RunOrbitel;
+using orbitel::testing::RunningOrbitel;
+
+// Every file of a folder with its size and time, to tell that nothing was written.
+std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>> Snapshot(const fs::path& folder) {
+  std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>> files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    files[entry.path().string()] = {entry.is_regular_file() ? entry.file_size() : 0, entry.last_write_time()};
+  }
+  return files;
+}
+
+class ServeStartup : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-startup");
+    site_ = folder_ / "site";
+    fs::copy("www", site_, fs::copy_options::recursive);
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  fs::path folder_;
+  fs::path site_;
+};
+
+TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
+  std::ofstream(folder_ / "broken.ldif") << "dn: dc=example,dc=org\nobjectClass: domain\n\ndn: uid=ann,dc=example,dc=org\n"
+                                            "uid ann\n";
+  const std::string site = " --site " + Quote(site_.string()) + " --listen 127.0.0.1:0";
+  const std::string missing = Quote((folder_ / "missing.conf").string());
+  const std::string credentials = "credentials file " + (folder_ / "missing.conf").string();
+  const struct {
+    std::string args;
+    int code;
+    std::string says;
+  } cases[] = {
+      {"serve" + site + " --directory " + Quote((folder_ / "broken.ldif").string()), 1,
+       (folder_ / "broken.ldif").string() + " is malformed at line 5"},
+      {"serve" + site + " --directory " + Quote("file:" + (folder_ / "none.ldif").string()), 1,
+       (folder_ / "none.ldif").string() + " was not found"},
+      {"serve" + site + " --directory-credentials " + missing, 1, credentials},
+      {"serve" + site + " --directory ldap://127.0.0.1:1/ --directory-credentials " + missing, 1,
+       credentials},
+      {"serve" + site + " --store-credentials " + missing, 1, credentials},
+      {"serve" + site + " --colour blue", 2, "unknown option --colour"},
+      {"serve" + site + " --threads", 2, "--threads needs a value"},
+      {"serve --site " + Quote((folder_ / "nowhere").string()), 1, "nowhere does not exist"},
+      {"launch", 2, "unknown command launch"},
+  };
+  const auto before = Snapshot(site_);
+  for (const auto& c : cases) {
+    const auto outcome = RunOrbitel(c.args, folder_.string());
+    EXPECT_EQ(outcome.code, c.code) << c.args << "\n" << outcome.err;
+    EXPECT_NE(outcome.err.find(c.says), std::string::npos) << c.args << "\n" << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << c.args << "\n" << outcome.err;
+    EXPECT_EQ(outcome.out, "") << c.args;
+  }
+  EXPECT_EQ(Snapshot(site_), before);
+}
+
+TEST_F(ServeStartup, WarnsAndServes) {
+  const struct {
+    std::vector<std::string> args;
+    std::vector<std::string> warnings;
+  } cases[] = {
+      {{"--listen", "127.0.0.1:0", "--directory", "ldap://127.0.0.1:1/"},
+       {"warning: the directory ldap://127.0.0.1:1/ does not answer"}},
+      {{"--listen", "0.0.0.0:0"}, {"shipped team / team and answers on 0.0.0.0", "shipped admin / admin"}},
+      {{"--listen", "127.0.0.1:0"}, {}},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> args{"serve", "--site", site_.string()};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunningOrbitel server(ORBITEL_BINARY, args, folder_.string());
+    EXPECT_NE(server.WaitForPort(), 0) << server.err();
+    const std::string err = server.err();
+    for (const std::string& warning : c.warnings) EXPECT_NE(err.find(warning), std::string::npos) << err;
+    if (c.warnings.empty()) {
+      EXPECT_EQ(err.find("warning"), std::string::npos) << err;
+    }
+  }
+}
+
+}  // namespace
