@@ -25,6 +25,8 @@ class AppointmentDataSource {
   Status Save();
   // The opened item's version tag, as the store gave it at Open (or after the last Save).
   const std::string& etag() const { return opened_.etag; }
+  // The opened (or just saved) item's URL.
+  const std::string& href() const { return opened_.href; }
 
  private:
   Appointment& appointment_;

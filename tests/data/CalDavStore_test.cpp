@@ -494,5 +494,20 @@ TEST(StoreCredentialsFile, ReadsTheUserAndPassword) {
   std::filesystem::remove_all(folder);
 }
 
+TEST_F(CalDavStoreTest, TypedTextKeepsItsBlanksThroughTheServer) {
+  Appointment typed;
+  typed.Subject = "  Budget\treview ";
+  typed.Location = " Room 7 ";
+  typed.TextBody = "  first line\n\tsecond  ";
+  typed.StartTime = Utc("2026-11-12T09:00:00");
+  typed.EndTime = Utc("2026-11-12T10:00:00");
+  ASSERT_TRUE(typed.DataSource().SaveToContainer(FolderOf("bob")).ok());
+  Appointment read;
+  ASSERT_TRUE(read.DataSource().Open(typed.DataSource().href()).ok());
+  EXPECT_EQ(read.Subject, typed.Subject);
+  EXPECT_EQ(read.Location, typed.Location);
+  EXPECT_EQ(read.TextBody, typed.TextBody);
+}
+
 }  // namespace
 }  // namespace orbitel::data

@@ -48,7 +48,8 @@ class StoreCommandTest : public ::testing::Test {
 
 const char* kTwoEvents =
     "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n"
-    "BEGIN:VEVENT\r\nUID:one\r\nSUMMARY:Planning\r\nDTSTART:20261110T140000Z\r\n"
+    "BEGIN:VEVENT\r\nUID:one\r\nSUMMARY:  Planning\t \r\nLOCATION: Room 1 \r\nDTSTART:20261110T140000Z\r\n"
+    "DESCRIPTION:  two\\n  lines  \r\n"
     "DTEND:20261110T150000Z\r\nX-CUSTOM:kept\r\nEND:VEVENT\r\n"
     "BEGIN:VEVENT\r\nUID:two\r\nSUMMARY:Weekly\r\nDTSTART;TZID=America/New_York:20261026T090000\r\n"
     "DTEND;TZID=America/New_York:20261026T093000\r\nRRULE:FREQ=WEEKLY;COUNT=3\r\nEND:VEVENT\r\n"
@@ -81,6 +82,10 @@ TEST_F(StoreCommandTest, ImportExportImportGivesTheSameItems) {
   Outcome exported = Store("export corp.example.com alice");
   ASSERT_EQ(exported.code, 0);
   EXPECT_NE(exported.out.find("X-CUSTOM:kept"), std::string::npos);
+  // Blanks at the ends of what people typed are theirs: kept through import and export.
+  EXPECT_NE(exported.out.find("SUMMARY:  Planning\t \r\n"), std::string::npos) << exported.out;
+  EXPECT_NE(exported.out.find("LOCATION: Room 1 \r\n"), std::string::npos);
+  EXPECT_NE(exported.out.find("DESCRIPTION:  two\\n  lines  \r\n"), std::string::npos);
   ASSERT_EQ(Store("import corp.example.com bob " + Quote(Write("out.ics", exported.out))).code, 0);
 
   const std::string period = " --from 2026-10-01 --to 2026-11-30";
@@ -93,7 +98,7 @@ TEST_F(StoreCommandTest, ImportExportImportGivesTheSameItems) {
             "2026-10-26 09:00\t2026-10-26 09:30\tBUSY\tWeekly\n"
             "2026-11-02 09:00\t2026-11-02 09:30\tBUSY\tWeekly\n"
             "2026-11-09 09:00\t2026-11-09 09:30\tBUSY\tWeekly\n"
-            "2026-11-10 09:00\t2026-11-10 10:00\tBUSY\tPlanning\n");
+            "2026-11-10 09:00\t2026-11-10 10:00\tBUSY\t  Planning\t \n");
   // Importing the same file again replaces rather than duplicates.
   ASSERT_EQ(Store("import corp.example.com alice " + Quote(dir_ + "/in.ics")).code, 0);
   EXPECT_EQ(Store("list corp.example.com alice" + period).out, alice.out);
