@@ -71,7 +71,8 @@ void SetCalHoursForPer(UserCalendar& grid, const AppointmentRow& row, Date day, 
     block += "<br><a href=\"CalendarItem.asp?UserName=" + site::HtmlEscape(user) +
              "&Name=" + site::UrlEncode(row.display_name) + "\" target=\"_blank\">" +
              site::HtmlEscape(row.subject) + "</a><br>";
-    if (!row.location.empty()) block += "(" + site::HtmlEscape(row.location) + ")";
+    // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) on "(" + std::string.
+    if (!row.location.empty()) block.append("(").append(site::HtmlEscape(row.location)).append(")");
     block += "<br><hr noShade size=1><br></font></td></tr></table>";
     grid(0, day_index, 0) += block;
     return Status::Ok();

@@ -59,7 +59,11 @@ fs::path TemporaryName(const fs::path& target) {
   char suffix[64];
   std::snprintf(suffix, sizeof suffix, ".tmp.%ld.%016llx", static_cast<long>(::getpid()),
                 static_cast<unsigned long long>(random()));
-  return target.parent_path() / ("." + target.filename().string() + suffix);
+  // Built by appending: GCC 12 at -O3 warns falsely (-Wrestrict) on "literal" + std::string.
+  std::string name = ".";
+  name += target.filename().string();
+  name += suffix;
+  return target.parent_path() / name;
 }
 
 int WriteAll(int fd, std::string_view content) {

@@ -74,7 +74,10 @@ std::vector<Column> Columns(const std::vector<FieldInfo>& fields) {
     const bool used = std::any_of(columns.begin(), columns.end(),
                                   [&](const Column& column) { return column.attribute == attribute; });
     if (!IsXmlName(attribute) || used) {
-      attribute = "c" + std::to_string(i);
+      // Prefixed in place: GCC 12 at -O3 warns falsely (-Wrestrict) when a literal is put
+      // before or over a string here.
+      attribute = std::to_string(i);
+      attribute.insert(attribute.begin(), 'c');
       while (taken.count(attribute) > 0) attribute += "_";
       taken.insert(attribute);
     }

@@ -21,7 +21,12 @@ std::string FourDigitYear(int year) {
   return std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
 }
 
-std::string TwoDigits(int value) { return (value < 10 ? "0" : "") + std::to_string(value); }
+// Padded in place: GCC 12 at -O3 warns falsely (-Wrestrict) on "literal" + std::string.
+std::string TwoDigits(int value) {
+  std::string digits = std::to_string(value);
+  if (value < 10) digits.insert(digits.begin(), '0');
+  return digits;
+}
 
 }  // namespace
 

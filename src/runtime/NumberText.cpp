@@ -168,7 +168,8 @@ std::string FormatDouble(double value) {
   std::string out = negative ? "-" : "";
   if (exponent >= 15 || exponent < -6) {
     out += digits.front();
-    if (digits.size() > 1) out += "." + digits.substr(1);
+    // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) on "." + std::string.
+    if (digits.size() > 1) out.append(".").append(digits, 1);
     const int magnitude = std::abs(exponent);
     out += exponent < 0 ? "E-" : "E+";
     if (magnitude < 10) out += '0';
@@ -177,9 +178,9 @@ std::string FormatDouble(double value) {
     const std::size_t integer_digits = static_cast<std::size_t>(exponent) + 1;
     if (digits.size() < integer_digits) digits.append(integer_digits - digits.size(), '0');
     out += digits.substr(0, integer_digits);
-    if (digits.size() > integer_digits) out += "." + digits.substr(integer_digits);
+    if (digits.size() > integer_digits) out.append(".").append(digits, integer_digits);
   } else {
-    out += "0." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + digits;
+    out.append("0.").append(static_cast<std::size_t>(-exponent - 1), '0').append(digits);
   }
   return out;
 }

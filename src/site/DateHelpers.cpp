@@ -20,7 +20,10 @@ std::string DayName(Date date, int style) {
 std::string MonthName(Date date) { return kMonthNames[date.Month() - 1]; }
 
 std::string PadTwo(std::string_view text) {
-  return text.size() < 2 ? "0" + std::string(text) : std::string(text);
+  // Padded in place: GCC 12 at -O3 warns falsely (-Wrestrict) on "literal" + std::string.
+  std::string padded(text.size() < 2 ? 1 : 0, '0');
+  padded += text;
+  return padded;
 }
 
 std::string PadTwo(int value) { return PadTwo(std::to_string(value)); }
