@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "host/CookieSession.h"
+#include "host/HealthCheck.h"
 #include "host/HttpPageContext.h"
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
@@ -51,6 +52,7 @@ constexpr std::size_t kMaxWaitingRequests = 2048;
 constexpr auto kStopGrace = std::chrono::seconds(5);
 constexpr const char* kPageLoginName = "CalendarLogin.asp";
 constexpr const char* kSignOutPath = "/signout";
+constexpr const char* kHealthPath = "/healthz";
 
 // What the server sends back for one request.
 struct Answer {
@@ -75,6 +77,7 @@ struct Exchange {
   bool answered = false;  // a worker has made `answer`
   Answer answer;
   bool signing_out = false;
+  bool health = false;
   std::string level = "none";  // the visitor's sign-in, for the access log
   int status = 0;
   std::size_t bytes = 0;
@@ -265,6 +268,10 @@ struct WebServer::Impl {
       exchange.signing_out = true;
       return std::nullopt;
     }
+    if (reading && path == kHealthPath) {
+      exchange.health = true;
+      return std::nullopt;
+    }
     if (reading) {
       if (std::optional<StaticFile> file = FindStaticFile(settings.site_folder, path)) {
         if (std::optional<SessionData> session = SessionOf(connection)) exchange.level = LevelName(session->level);
@@ -284,6 +291,10 @@ struct WebServer::Impl {
   Answer Work(MHD_Connection* connection, Exchange& exchange, const SitePage* page) {
     try {
       if (exchange.signing_out) return SignOut(connection, exchange);
+      if (exchange.health) {
+        Health health = CheckHealth(settings.site_folder);
+        return Answer{health.ok ? 200 : 503, std::move(health.json), "application/json", {{"Cache-Control", "no-store"}}};
+      }
       const std::size_t question = exchange.target.find('?');
       const std::string_view query =
           question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);

@@ -217,6 +217,15 @@ TEST_F(WebServerTest, BodiesOverOneMebibyteAreRefused) {
   EXPECT_EQ(answer->status, 413);
 }
 
+TEST_F(WebServerTest, TheHealthAddressNeedsNoSignInAndCountsThePeople) {
+  auto health = served_->Client().Get("/healthz");
+  EXPECT_EQ(health->status, 200) << health->body;
+  EXPECT_EQ(health->get_header_value("Content-Type"), "application/json");
+  EXPECT_NE(health->body.find("\"status\":\"ok\""), std::string::npos);
+  EXPECT_NE(health->body.find("\"directory\":{\"ok\":true,\"people\":"), std::string::npos) << health->body;
+  EXPECT_EQ(health->body.find("admin"), std::string::npos);
+}
+
 TEST_F(WebServerTest, ServesPicturesAndHelpButNeverTheSitesData) {
   auto picture = served_->Client().Get("/images/BUSY_pix.gif");
   EXPECT_EQ(picture->status, 200);
@@ -248,6 +257,12 @@ TEST_F(WebServerTest, ABrokenSiteStillSignsInAndHidesItsFaults) {
   EXPECT_EQ(login->status, 200);
   EXPECT_NE(login->body.find("cstrPassword"), std::string::npos);
   EXPECT_NE(site::testing::ReadFile(broken / "Errorfile.Log").find("AdminStuff.GetSiteVars"), std::string::npos);
+
+  // The health address says which part fails, and nothing about where it is.
+  auto health = served.Client().Get("/healthz");
+  EXPECT_EQ(health->status, 503);
+  EXPECT_NE(health->body.find("\"settings\":{\"ok\":false"), std::string::npos) << health->body;
+  EXPECT_EQ(health->body.find(broken.string()), std::string::npos);
 
   // A missing template shows the plain error page, not where the server looked.
   auto home = served.Client().Get("/default.asp");

@@ -1,0 +1,20 @@
+#pragma once
+// The site's health as a monitor reads it at "/healthz": whether the settings and users files
+// can be read, whether the directory answers and how many people it has, and whether the
+// calendar store answers. Each part is asked on a thread of its own and given a short time, so
+// the answer comes in well under a second even when a server hangs. Names no path, password or
+// address: anyone may ask.
+
+#include <filesystem>
+#include <string>
+
+namespace orbitel::host {
+
+struct Health {
+  bool ok = false;
+  std::string json;
+};
+
+Health CheckHealth(const std::filesystem::path& site_folder);
+
+}  // namespace orbitel::host
