@@ -39,6 +39,8 @@ struct ServeOptions {
   std::optional<std::string> directory_credentials;
   std::optional<fs::path> store_root;
   std::optional<std::string> store_credentials;
+  std::vector<std::string> trusted_proxies;
+  bool secure_cookies = false;
 };
 
 // "127.0.0.1:8080", "[::1]:8080" or "localhost:0".
@@ -58,6 +60,10 @@ bool ParseListen(const std::string& text, ServeOptions& options) {
 std::optional<std::string> ParseOptions(const std::vector<std::string>& args, ServeOptions& options) {
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& name = args[i];
+    if (name == "--secure-cookies") {
+      options.secure_cookies = true;
+      continue;
+    }
     if (i + 1 >= args.size()) return name + " needs a value";
     const std::string& value = args[++i];
     if (name == "--site") {
@@ -78,6 +84,8 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
       options.store_root = value;
     } else if (name == "--store-credentials") {
       options.store_credentials = value;
+    } else if (name == "--trusted-proxy") {
+      options.trusted_proxies.push_back(value);
     } else {
       return "unknown option " + name;
     }
@@ -141,6 +149,7 @@ void PrintServeUsage(std::ostream& out) {
   out << "Usage: orbitel serve [--site DIR] [--listen ADDRESS:PORT] [--threads N]\n"
          "                     [--directory URI [--directory-credentials FILE]]\n"
          "                     [--store-root DIR] [--store-credentials FILE]\n"
+         "                     [--trusted-proxy ADDRESS]... [--secure-cookies]\n"
          "\n"
          "  --site DIR          the site folder (templates, pictures, settings and user files);\n"
          "                      without it, the demo site in " << DemoSiteFolder().string() << "\n"
@@ -152,7 +161,11 @@ void PrintServeUsage(std::ostream& out) {
          "                      \"dn: ...\" and \"password: ...\" lines to bind to LDAP with\n"
          "  --store-root DIR    the local calendar store (default <site>/store)\n"
          "  --store-credentials FILE\n"
-         "                      \"user: ...\" and \"password: ...\" lines for a CalDAV store\n";
+         "                      \"user: ...\" and \"password: ...\" lines for a CalDAV store\n"
+         "  --trusted-proxy ADDRESS\n"
+         "                      a reverse proxy whose X-Forwarded-For and X-Forwarded-Proto are\n"
+         "                      believed (repeatable)\n"
+         "  --secure-cookies    mark the session cookie Secure (the site is reached over HTTPS)\n";
 }
 
 int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -252,6 +265,8 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
   settings.address = options.address;
   settings.port = options.port;
   settings.threads = options.threads;
+  settings.trusted_proxies = options.trusted_proxies;
+  settings.secure_cookies = options.secure_cookies;
   settings.access_log = &out;
   settings.error_log = &err;
   WebServer server(settings);

@@ -70,7 +70,8 @@ Answer StatusAnswer(int status) {
 struct Exchange {
   std::string target;  // as sent: path and query, escapes undone by nobody
   std::string method;
-  std::string client;
+  std::string client;  // the visitor's address: the peer's, or what a trusted proxy forwarded
+  bool over_https = false;
   std::string body;
   bool started = false;
   bool body_too_large = false;
@@ -164,8 +165,36 @@ struct WebServer::Impl {
     *stream << line << std::endl;
   }
 
-  std::string SessionCookie(const SessionData& session) {
-    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; Path=/; HttpOnly; SameSite=Lax";
+  std::string SessionCookie(const SessionData& session, const Exchange& exchange) {
+    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; Path=/; HttpOnly; SameSite=Lax" +
+           (settings.secure_cookies || exchange.over_https ? "; Secure" : "");
+  }
+
+  // Who the visitor is and how they came: behind a trusted proxy, the last address of
+  // X-Forwarded-For that is not itself a trusted proxy, and X-Forwarded-Proto.
+  void IdentifyVisitor(MHD_Connection* connection, Exchange& exchange) {
+    exchange.client = ClientAddress(connection);
+    const auto trusted = [this](std::string_view address) {
+      return std::find(settings.trusted_proxies.begin(), settings.trusted_proxies.end(), address) !=
+             settings.trusted_proxies.end();
+    };
+    if (!trusted(exchange.client)) return;
+    if (const char* proto = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "X-Forwarded-Proto")) {
+      exchange.over_https = EqualsIgnoringCase(proto, "https");
+    }
+    const char* forwarded = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "X-Forwarded-For");
+    if (!forwarded) return;
+    std::string_view hops(forwarded);
+    while (!hops.empty()) {
+      const std::size_t comma = hops.rfind(',');
+      std::string_view hop = comma == std::string_view::npos ? hops : hops.substr(comma + 1);
+      hops = comma == std::string_view::npos ? std::string_view() : hops.substr(0, comma);
+      while (!hop.empty() && hop.front() == ' ') hop.remove_prefix(1);
+      while (!hop.empty() && hop.back() == ' ') hop.remove_suffix(1);
+      if (hop.empty() || HasControlBytes(hop)) return;
+      exchange.client = std::string(hop);
+      if (!trusted(hop)) return;
+    }
   }
 
   std::optional<SessionData> SessionOf(MHD_Connection* connection) {
@@ -236,7 +265,7 @@ struct WebServer::Impl {
           now - kept->last_used >= kSessionRefreshAfter.count()) {
         SessionData renewed = *kept;
         renewed.last_used = now;
-        answer.headers.emplace_back("Set-Cookie", SessionCookie(renewed));
+        answer.headers.emplace_back("Set-Cookie", SessionCookie(renewed, exchange));
       }
     }
     if (context->redirect()) {
@@ -338,7 +367,7 @@ struct WebServer::Impl {
     if (!exchange.started) {
       exchange.started = true;
       exchange.method = method;
-      exchange.client = ClientAddress(connection);
+      IdentifyVisitor(connection, exchange);
       const char* length = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Content-Length");
       if (length && std::strtoull(length, nullptr, 10) > kMaxBodyBytes) exchange.body_too_large = true;
       return MHD_YES;

@@ -15,6 +15,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "runtime/Status.h"
 
@@ -27,6 +28,11 @@ struct ServerSettings {
   int threads = 8;
   std::ostream* access_log = nullptr;  // one line per request; null for none
   std::ostream* error_log = nullptr;   // what went wrong behind a 500; null for none
+  // Reverse proxies (their addresses as they connect) whose X-Forwarded-For names the visitor
+  // and whose X-Forwarded-Proto says whether the visitor came over HTTPS.
+  std::vector<std::string> trusted_proxies;
+  // The session cookie is marked Secure on every answer (the site is reached over HTTPS only).
+  bool secure_cookies = false;
 };
 
 class WebServer {

@@ -28,17 +28,22 @@ inline constexpr const char* kFormType = "application/x-www-form-urlencoded";
 // One server on a site folder, from construction to destruction.
 class Served {
  public:
-  explicit Served(const fs::path& site, int threads = 4) {
+  explicit Served(const fs::path& site, int threads = 4, std::vector<std::string> trusted_proxies = {}) {
     ServerSettings settings;
     settings.site_folder = site;
     settings.port = 0;
     settings.threads = threads;
     settings.error_log = &errors_;
+    settings.access_log = &access_;
+    settings.trusted_proxies = std::move(trusted_proxies);
     server_ = std::make_unique<WebServer>(settings);
     port_ = server_->Bind().value_or(0);
     thread_ = std::thread([this] { server_->Serve(); });
   }
-  ~Served() {
+  ~Served() { Stop(); }
+  // Stops the server once the answers it owes are sent (and their log lines written).
+  void Stop() {
+    if (!thread_.joinable()) return;
     server_->Stop();
     thread_.join();
   }
@@ -48,11 +53,13 @@ class Served {
     return client;
   }
   int port() const { return port_; }
-  // What the server wrote to its error log so far.
+  // What the server wrote to its error and access logs (read after Stop, or after an answer
+  // that the server logs before it answers).
   std::string errors() const { return errors_.str(); }
+  std::string accesses() const { return access_.str(); }
 
  private:
-  std::ostringstream errors_;
+  std::ostringstream errors_, access_;
   std::unique_ptr<WebServer> server_;
   int port_ = 0;
   std::thread thread_;

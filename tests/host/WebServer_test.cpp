@@ -226,6 +226,23 @@ TEST_F(WebServerTest, TheHealthAddressNeedsNoSignInAndCountsThePeople) {
   EXPECT_EQ(health->body.find("admin"), std::string::npos);
 }
 
+TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
+  Served behind_proxy(folder_ / "site", 2, {"127.0.0.1"});
+  const httplib::Headers forwarded = {{"X-Forwarded-For", "203.0.113.9, 127.0.0.1"}, {"X-Forwarded-Proto", "https"}};
+  auto secure = behind_proxy.Client().Get("/CalendarLogin.asp", forwarded);
+  EXPECT_NE(secure->get_header_value("Set-Cookie").find("; Secure"), std::string::npos);
+  EXPECT_EQ(behind_proxy.Client().Get("/CalendarLogin.asp")->get_header_value("Set-Cookie").find("Secure"),
+            std::string::npos);
+  // A server that trusts no proxy believes no header.
+  EXPECT_EQ(served_->Client().Get("/CalendarLogin.asp", forwarded)->get_header_value("Set-Cookie").find("Secure"),
+            std::string::npos);
+  // The access log names the visitor, the time and the sign-in level.
+  behind_proxy.Stop();
+  EXPECT_TRUE(std::regex_search(behind_proxy.accesses(),
+                                std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ 203\.0\.113\.9 none "GET /CalendarLogin\.asp" 200 \d+ )")))
+      << behind_proxy.accesses();
+}
+
 TEST_F(WebServerTest, ServesPicturesAndHelpButNeverTheSitesData) {
   auto picture = served_->Client().Get("/images/BUSY_pix.gif");
   EXPECT_EQ(picture->status, 200);
