@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 namespace orbitel::fuzz {
 
