@@ -516,10 +516,17 @@ WebServer::~WebServer() {
 }
 
 Result<int> WebServer::Bind() {
+  // The address first: a server that cannot listen writes nothing into the site (not even a key).
+  Result<int> port = impl_->Listen();
+  if (!port.ok()) return port;
   Result<std::shared_ptr<SessionKeyring>> keyring = SessionKeyring::Open(impl_->settings.site_folder);
-  if (!keyring.ok()) return keyring.status();
+  if (!keyring.ok()) {
+    ::close(impl_->listen_fd);
+    impl_->listen_fd = -1;
+    return keyring.status();
+  }
   impl_->keyring = *keyring;
-  return impl_->Listen();
+  return port;
 }
 
 void WebServer::Serve() {

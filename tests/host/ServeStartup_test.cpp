@@ -2,7 +2,11 @@
 // the culprit and leaves the site folder as it was; what may mend itself (an LDAP server not
 // answering yet) or what the operator should know (the shipped passwords on the network) is a
 // warning and the server starts.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -45,6 +49,16 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
   std::ofstream(folder_ / "broken.ldif") << "dn: dc=example,dc=org\nobjectClass: domain\n\ndn: uid=ann,dc=example,dc=org\n"
                                             "uid ann\n";
   const std::string site = " --site " + Quote(site_.string()) + " --listen 127.0.0.1:0";
+  // A port another program already listens on.
+  const int taken = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  ASSERT_EQ(::bind(taken, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(taken, 1), 0);
+  ::getsockname(taken, reinterpret_cast<sockaddr*>(&address), &length);
+  const std::string taken_address = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
   const std::string missing = Quote((folder_ / "missing.conf").string());
   const std::string credentials = "credentials file " + (folder_ / "missing.conf").string();
   const struct {
@@ -64,6 +78,8 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
       {"serve" + site + " --threads", 2, "--threads needs a value"},
       {"serve --site " + Quote((folder_ / "nowhere").string()), 1, "nowhere does not exist"},
       {"launch", 2, "unknown command launch"},
+      {"serve --site " + Quote(site_.string()) + " --listen " + taken_address, 1,
+       "cannot listen on " + taken_address + ": the port is in use"},
   };
   const auto before = Snapshot(site_);
   for (const auto& c : cases) {
@@ -74,6 +90,7 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
     EXPECT_EQ(outcome.out, "") << c.args;
   }
   EXPECT_EQ(Snapshot(site_), before);
+  ::close(taken);
 }
 
 TEST_F(ServeStartup, WarnsAndServes) {

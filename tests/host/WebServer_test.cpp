@@ -197,6 +197,7 @@ TEST_F(WebServerTest, AnyQueryStringRendersThePage) {
       "/CalendarNow.asp?USER=" + std::string(7000, 'u'),
       "/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
       "/CalendarUserList.asp?=&&=x&%00=%00",
+      "/CalendarWeek.asp?ReturnUrl=CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2004",
   };
   for (const std::string& target : targets) {
     auto shown = Get(target, cookie);
