@@ -107,11 +107,11 @@ TEST_F(StoreCommandTest, ImportExportImportGivesTheSameItems) {
 TEST_F(StoreCommandTest, MalformedFileIsRefusedWholeWithItsLine) {
   ASSERT_EQ(Store("create-mailbox corp.example.com alice").code, 0);
   std::string text = kTwoEvents;
-  text.replace(text.find("SUMMARY:Weekly"), 14, "SUMMARY Weekly");  // line 12 loses its colon
+  text.replace(text.find("SUMMARY:Weekly"), 14, "SUMMARY Weekly");  // line 14 loses its colon
   const std::string file = Write("bad.ics", text);
   Outcome refused = Store("import corp.example.com alice " + Quote(file));
   EXPECT_EQ(refused.code, 1);
-  EXPECT_NE(refused.err.find(file + ": line 12: "), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find(file + ": line 14: "), std::string::npos) << refused.err;
   EXPECT_EQ(Store("list corp.example.com alice").out, "");
 }
 
