@@ -18,17 +18,24 @@ RequestPool::~RequestPool() {
 }
 
 bool RequestPool::Submit(Job job, Clock::time_point not_before) {
+  bool held = false;
   {
     std::lock_guard lock(mutex_);
     if (ready_.size() + held_.size() >= max_waiting_) return false;
-    if (not_before > Clock::now()) {
+    held = not_before > Clock::now();
+    if (held) {
       held_.push(Timed{not_before, held_count_++, std::move(job)});
     } else {
       ready_.push_back(std::move(job));
     }
   }
-  // A held job may be earlier than the one the workers wait for: all of them look again.
-  wake_.notify_all();
+  // A ready job needs one worker, whichever wakes takes it; a held job may be earlier than the
+  // one the waiting workers wait for, so all of them look again (rare: throttled sign-ins).
+  if (held) {
+    wake_.notify_all();
+  } else {
+    wake_.notify_one();
+  }
   return true;
 }
 

@@ -539,6 +539,9 @@ void WebServer::Serve() {
                                             kMaxWaitingRequests);
   impl.daemon = MHD_start_daemon(
       MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &OnRequest, &impl,
+      // One event thread per core, so reading requests and sending pages keeps up with the
+      // request threads making them.
+      MHD_OPTION_THREAD_POOL_SIZE, std::max(2u, std::thread::hardware_concurrency()),
       MHD_OPTION_LISTEN_SOCKET, impl.listen_fd, MHD_OPTION_URI_LOG_CALLBACK, &OnRequestLine, &impl,
       MHD_OPTION_NOTIFY_COMPLETED, &OnEnded, &impl, MHD_OPTION_CONNECTION_TIMEOUT, kConnectionTimeoutSeconds,
       MHD_OPTION_CONNECTION_LIMIT, ConnectionLimit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
