@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "data/Connection.h"
+#include "data/Sqlite.h"
 #include "data/StoreFixture.h"
 #include "runtime/ErrorNumbers.h"
 
@@ -254,6 +255,25 @@ TEST_F(LocalStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {
   EXPECT_EQ(store.ReadItem(*first).status().number(), errors::kCannotOpenFolder);
   EXPECT_EQ(store.DeleteItem(*first).number(), errors::kCannotOpenFolder);
   EXPECT_EQ(store.ReadItem(url + "../bob/calendar/x.ics").status().number(), errors::kCannotOpenFolder);
+}
+
+// An import writes its items in one transaction: an item that cannot go in leaves nothing.
+TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
+  CreateMailbox(kDomain, "alice");
+  auto database = LocalStoreDatabase::Open(root_, kDomain);
+  ASSERT_TRUE(database.ok());
+  const LocalStoreDatabase::FolderId folder = **(*database)->FindFolder("alice");
+  {
+    sqlite::Transaction transaction((*database)->handle());
+    ASSERT_TRUE(transaction.began());
+    ASSERT_TRUE((*database)
+                    ->Put(folder, "first.ics",
+                          Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n")))
+                    .ok());
+    EXPECT_FALSE((*database)->Put(folder, "second.ics", Calendar(Event("second", "SUMMARY:No start\n"))).ok());
+  }
+  EXPECT_TRUE((*database)->All(folder)->empty());
+  EXPECT_TRUE(Period(FolderUrlOf(kDomain, "alice"), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z").empty());
 }
 
 TEST_F(LocalStoreTest, DeletingARowOfThePeriodQueryRemovesTheItem) {
