@@ -70,8 +70,9 @@ TEST_F(TeamViews, DayJoinsBusySlotsIntoRunsFrom7To19) {
                       Timed("before", "20031104T130000", "20031104T140000") +
                       Timed("after", "20031104T143000", "20031104T153000", "LOCATION:Room 2\r\n") +
                       Timed("evening", "20031104T180000", "20031104T200000"));
-  // Begun days before the day shown, and still going on it.
-  Import("bea", Timed("away", "20031101T090000", "20031104T120000"));
+  // Begun days before the day shown and still going on it; the next day's stays off it.
+  Import("bea", Timed("away", "20031101T090000", "20031104T120000") +
+                    Timed("next", "20031105T130000", "20031105T140000"));
   Import("carl", AllDayEvent("off", "20031104", "20031105"));
   AllDay page;
   const std::string html = Run(page, 2003, 11, 4);
@@ -86,14 +87,15 @@ TEST_F(TeamViews, WeekDrawsRunsAtTheStartTheMiddleAndTheEndOfADay) {
                       Timed("noon", "20031104T120000", "20031104T130000", "LOCATION:Cafe\r\n") +
                       Timed("late", "20031104T170000", "20031104T190000") +
                       Timed("thu", "20031106T100000", "20031106T110000"));
-  Import("bea", Timed("away", "20031029T090000", "20031103T110000"));
+  Import("bea", Timed("away", "20031029T090000", "20031103T110000") +
+                    Timed("sunday", "20031109T080000", "20031109T090000"));
   AllWeek page;
   const std::string html = Run(page, 2003, 11, 5);
   const std::string free(12, '.');
   EXPECT_EQ(Slots(RowOf(html, "alice")),
             free + "|##...L....##|" + free + "|...#........|" + free + "|" + free + "|" + free);
   EXPECT_EQ(Slots(RowOf(html, "bea")), "####........|" + free + "|" + free + "|" + free + "|" +
-                                           free + "|" + free + "|" + free);
+                                           free + "|" + free + "|.#..........");
 }
 
 TEST_F(TeamViews, NowShowsFiveTilesARowWithEachUsersStatus) {
@@ -107,6 +109,7 @@ TEST_F(TeamViews, NowShowsFiveTilesARowWithEachUsersStatus) {
                        "X-MICROSOFT-CDO-BUSYSTATUS:OOF\r\n"));
   Import("dora", Timed("hidden", "20031105T100000", "20031105T110000", "CLASS:PRIVATE\r\n"));
   Import("ed", Timed("open", "20031105T100000", "20031105T110000", "TRANSP:TRANSPARENT\r\n"));
+  Import("fay", Timed("ending", "20031105T090000", "20031105T105000"));  // within the hour
   AllNow page;
   const std::string html = Run(page, 2003, 11, 5);
   std::string pictures;
@@ -114,7 +117,7 @@ TEST_F(TeamViews, NowShowsFiveTilesARowWithEachUsersStatus) {
   for (std::sregex_iterator it(html.begin(), html.end(), picture), end; it != end; ++it) {
     pictures += (*it)[1].matched ? (*it)[1].str() + " " : "/ ";
   }
-  EXPECT_EQ(pictures, "/ cap-busy cap-prov cap-fort cap-leer cap-leer / cap-leer ");
+  EXPECT_EQ(pictures, "/ cap-busy cap-prov cap-fort cap-leer cap-leer / cap-busy ");
   EXPECT_EQ(Count(html, "10:30:00 AM - 11:30:00 AM"), 6);
 }
 
