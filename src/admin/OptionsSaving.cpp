@@ -1,8 +1,10 @@
 // The options page's writing side: the settings form saved into the settings file, the ticked
 // people into the users file, and the table of people to tick.
 #include "admin/Options.h"
+#include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
+#include "site/AccessibleNames.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
 #include "site/HtmlEscape.h"
@@ -62,14 +64,20 @@ std::string Options::SaveOptionChanges() {
     // Set before any file is touched, so a failure part way says so.
     result = kNotSaved;
     const std::string path = site::files::InSite(site::Site().SitePath, site::files::kSettings);
-    data::Recordset settings;
-    Status status = data::OpenRowsetFile(path, settings);
-    for (const auto& [field, form_field] : kSettingFields) {
-      if (status.ok()) status = settings.SetField(field, RequestValue(form_field));
+    Status status = Status::Ok();
+    {
+      // Both files are one save: no reader sees this save's settings with another's people.
+      data::FileLock write_together(site::files::InSite(site::Site().SitePath, site::files::kSettingsLock),
+                                    data::FileLock::Mode::kExclusive);
+      data::Recordset settings;
+      status = data::OpenRowsetFile(path, settings);
+      for (const auto& [field, form_field] : kSettingFields) {
+        if (status.ok()) status = settings.SetField(field, RequestValue(form_field));
+      }
+      if (status.ok()) status = settings.Update();
+      if (status.ok()) status = data::SaveRowsetFile(settings, path);
+      if (status.ok()) status = site::SaveUsers(TickedAccounts());
     }
-    if (status.ok()) status = settings.Update();
-    if (status.ok()) status = data::SaveRowsetFile(settings, path);
-    if (status.ok()) status = site::SaveUsers(TickedAccounts());
     if (!status.ok()) return status;
     result = kSaved;
     site::GetSiteVars();
@@ -96,11 +104,12 @@ std::string Options::PrintUsers() {
     for (const std::string& entry : users) {
       const std::string account = site::SplitUserEntry(entry, false);
       if (!(status = included.SetFilter("Users = '" + account + "'")).ok()) return status;
+      const std::string name = site::SplitUserEntry(entry, true);
       html += "<tr><td width=395><div align=\"right\"><font size=\"2\" face=\"Verdana, Arial, Helvetica, "
-              "sans-serif\">" + site::HtmlEscape(site::SplitUserEntry(entry, true)) +
+              "sans-serif\">" + site::HtmlEscape(name) +
               "</font></div></td><td width=205><div align=\"left\"><input type=checkbox " +
               (included.IsEOF() ? "" : "checked ") + "value='" + site::HtmlEscape(account) +
-              "' name=AddUser></div></td></tr>";
+              "' name=AddUser" + site::ControlName(name) + "></div></td></tr>";
     }
     return Status::Ok();
   });

@@ -1,5 +1,6 @@
 #include "calendar/AppointmentBlock.h"
 
+#include "site/AccessibleNames.h"
 #include "site/DateHelpers.h"
 #include "site/ErrorHandler.h"
 #include "site/HtmlEscape.h"
@@ -41,6 +42,16 @@ std::string TimeText(const AppointmentRow& row, Date day) {
   return DateLine(start) + "<br>All Day Event<br>To<br>" + DateLine(end) + "<br>All Day Event<br>";
 }
 
+// The words for the status picture beside an appointment; the calendar pages do not ask the
+// store for the status, so most blocks carry the plain appointment picture.
+const char* StatusName(const std::string& busy_status) {
+  if (busy_status == "BUSY") return "Busy";
+  if (busy_status == "TENTATIVE") return "Tentative";
+  if (busy_status == "OOF") return "Out of office";
+  if (busy_status == "FREE") return "Free";
+  return "Appointment";
+}
+
 }  // namespace
 
 void SetCalHoursForPer(UserCalendar& grid, const AppointmentRow& row, Date day, int day_index) {
@@ -53,7 +64,8 @@ void SetCalHoursForPer(UserCalendar& grid, const AppointmentRow& row, Date day, 
         "<table width=\"100%\" border=\"0\" cellspacing=\"0\" cellpadding=\"0\"><tr><td "
         "width=\"20\" valign=\"top\"><img src=\"images/" +
         site::HtmlEscape(row.busy_status) +
-        "_pix.gif\" width=\"10\" height=\"10\"></td><td width=\"*\"><font face=\"Verdana, "
+        "_pix.gif\" width=\"10\" height=\"10\"" + site::PictureName(StatusName(row.busy_status)) +
+        "></td><td width=\"*\"><font face=\"Verdana, "
         "Arial, Helvetica, sans-serif\" color=#000099 size=1>";
     block += time_text;
     block += "<br><a href=\"CalendarItem.asp?UserName=" + site::HtmlEscape(user) +

@@ -23,6 +23,8 @@ class AppointmentDataSource {
   Status Open(const std::string& href);
   // Writes the opened item back; fails when it changed in the store since Open.
   Status Save();
+  // The opened item's version tag, as the store gave it at Open (or after the last Save).
+  const std::string& etag() const { return opened_.etag; }
 
  private:
   Appointment& appointment_;

@@ -1,6 +1,7 @@
 #include "data/AtomicFile.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <optional>
 #include <random>
+#include <regex>
 
 #include "data/FileDescriptor.h"
 #include "runtime/ErrorNumbers.h"
@@ -139,6 +141,39 @@ Status ReplaceFile(const fs::path& path, std::string_view content) {
     return WriteFailure(path, "flush folder", errno);
   }
   return Status::Ok();
+}
+
+int RemoveLeftoverTemporaries(const fs::path& folder) {
+  // ".<name>.tmp.<pid>.<16 hex digits>"
+  static const std::regex kLeftover(R"(\..+\.tmp\.([0-9]+)\.[0-9a-f]{16})");
+  int removed = 0;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
+    std::smatch match;
+    const std::string name = entry.path().filename().string();
+    if (!std::regex_match(name, match, kLeftover) || !entry.is_regular_file(error)) continue;
+    const long pid = std::strtol(match[1].str().c_str(), nullptr, 10);
+    // A writer still at work (this process, or another serving the same folder) keeps its file.
+    if (pid == ::getpid() || (::kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM)) continue;
+    if (::unlink(entry.path().c_str()) == 0) ++removed;
+  }
+  return removed;
+}
+
+FileLock::FileLock(const fs::path& path, Mode mode) {
+  fd_ = OpenRetrying(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (fd_ < 0) return;
+  while (::flock(fd_, mode == Mode::kShared ? LOCK_SH : LOCK_EX) != 0) {
+    if (errno != EINTR) {
+      ::close(fd_);
+      fd_ = -1;
+      return;
+    }
+  }
+}
+
+FileLock::~FileLock() {
+  if (fd_ >= 0) ::close(fd_);
 }
 
 }  // namespace orbitel::data

@@ -2,7 +2,12 @@
 
 #include <strings.h>
 
+#include <algorithm>
+#include <array>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace orbitel::data::ical {
 namespace {
@@ -28,12 +33,120 @@ icaltimezone* ZoneOf(icalproperty* property, icalcomponent* calendar) {
   return icaltimezone_get_builtin_timezone_from_tzid(tzid);
 }
 
+// The text properties people type, whose blanks at either end are theirs to keep.
+struct TypedText {
+  const char* name;
+  icalproperty_kind kind;
+  void (*set)(icalproperty*, const char*);
+};
+constexpr TypedText kTypedTexts[] = {
+    {"SUMMARY", ICAL_SUMMARY_PROPERTY, icalproperty_set_summary},
+    {"LOCATION", ICAL_LOCATION_PROPERTY, icalproperty_set_location},
+    {"DESCRIPTION", ICAL_DESCRIPTION_PROPERTY, icalproperty_set_description},
+};
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+
+// A content line's value with the text escapes undone ("\n", "\,", "\;", "\\").
+std::string Unescaped(std::string_view value) {
+  std::string text;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (value[i] != '\\' || i + 1 == value.size()) {
+      text += value[i];
+      continue;
+    }
+    const char next = value[++i];
+    text += next == 'n' || next == 'N' ? '\n' : next;
+  }
+  return text;
+}
+
+// The lines of a calendar text with folded lines joined again.
+std::vector<std::string> UnfoldedLines(std::string_view text) {
+  std::vector<std::string> lines;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::size_t end = text.find('\n', at);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view line = text.substr(at, end - at);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (!lines.empty() && !line.empty() && IsBlank(line.front())) {
+      lines.back() += line.substr(1);
+    } else {
+      lines.emplace_back(line);
+    }
+    at = end + 1;
+  }
+  return lines;
+}
+
+// libical's parser strips the blanks at both ends of every value. The subject, location and
+// notes of each event are set again from the text as written, where they had such blanks, so
+// what was typed or imported comes back byte for byte.
+void RestoreTypedBlanks(icalcomponent* root, std::string_view text) {
+  if (root == nullptr) return;
+  // Per event in the text's order: the raw value of each typed text property, when it has
+  // blanks at an end.
+  std::vector<std::array<std::optional<std::string>, std::size(kTypedTexts)>> events;
+  std::vector<std::string> open;
+  bool any = false;
+  for (const std::string& line : UnfoldedLines(text)) {
+    const std::size_t colon = [&line] {
+      bool quoted = false;
+      for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == '"') quoted = !quoted;
+        if (line[i] == ':' && !quoted) return i;
+      }
+      return std::string::npos;
+    }();
+    if (colon == std::string::npos) continue;
+    const std::string name = line.substr(0, std::min(colon, line.find(';')));
+    const std::string_view value = std::string_view(line).substr(colon + 1);
+    if (strcasecmp(name.c_str(), "BEGIN") == 0) {
+      open.emplace_back(value);
+      if (strcasecmp(open.back().c_str(), "VEVENT") == 0) events.emplace_back();
+    } else if (strcasecmp(name.c_str(), "END") == 0) {
+      if (!open.empty()) open.pop_back();
+    } else if (!open.empty() && strcasecmp(open.back().c_str(), "VEVENT") == 0 && !events.empty() &&
+               !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()))) {
+      for (std::size_t i = 0; i < std::size(kTypedTexts); ++i) {
+        if (strcasecmp(name.c_str(), kTypedTexts[i].name) == 0 && !events.back()[i]) {
+          events.back()[i] = Unescaped(value);
+          any = true;
+        }
+      }
+    }
+  }
+  if (!any) return;
+  // The events of the parsed tree in the same order.
+  std::size_t index = 0;
+  const auto restore = [&](auto&& self, icalcomponent* component) -> void {
+    if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
+      if (index < events.size()) {
+        for (std::size_t i = 0; i < std::size(kTypedTexts); ++i) {
+          icalproperty* property = icalcomponent_get_first_property(component, kTypedTexts[i].kind);
+          if (property != nullptr && events[index][i]) kTypedTexts[i].set(property, events[index][i]->c_str());
+        }
+      }
+      ++index;
+      return;
+    }
+    for (icalcomponent* inner = icalcomponent_get_first_component(component, ICAL_ANY_COMPONENT); inner != nullptr;
+         inner = icalcomponent_get_next_component(component, ICAL_ANY_COMPONENT)) {
+      self(self, inner);
+    }
+  };
+  restore(restore, root);
+}
+
 }  // namespace
 
 Component ParseComponent(std::string_view text) {
   InitialiseOnce();
   const std::string copy(text);
-  return Component(icalparser_parse_string(copy.c_str()));
+  Component parsed(icalparser_parse_string(copy.c_str()));
+  RestoreTypedBlanks(parsed.get(), text);
+  return parsed;
 }
 
 std::string TextOf(icalcomponent* component) {

@@ -86,7 +86,7 @@ void AppointmentPage(const std::shared_ptr<HttpPageContext>& context, PageValues
   if (context->redirect()) return;
 
   const std::string user = context->RequestText("UserName");
-  const std::string action = context->RequestText("action");
+  const std::string action = context->PostedAction();
   const bool is_new = context->RequestText("Method") == "New";
   std::string errors;
   if (action == "Save" || action == "Delete") {
@@ -113,6 +113,7 @@ void AppointmentPage(const std::shared_ptr<HttpPageContext>& context, PageValues
   FormValues(page, values);
   values.text["UserName"] = user;
   values.text["Name"] = context->RequestText("Name");
+  values.text["ETag"] = page.PrintCItemETag();
   values.text["FormToken"] = context->FormToken();
   values.flags["IsNew"] = is_new;
   values.flags["IsOccurrence"] = !page.PrintCItemRecurrenceId().empty();

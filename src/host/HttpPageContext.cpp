@@ -4,22 +4,22 @@
 
 namespace orbitel::host {
 
-HttpPageContext::HttpPageContext(site::RequestFields query, site::RequestFields form,
-                                 std::string page_path, SessionStore& sessions,
-                                 const std::string& session_id)
+HttpPageContext::HttpPageContext(site::RequestFields query, site::RequestFields form, bool posted,
+                                 std::string page_path, std::optional<SessionData> session)
     : query_(std::move(query)),
       form_(std::move(form)),
+      posted_(posted),
       page_path_(std::move(page_path)),
-      sessions_(sessions) {
-  if (!session_id.empty()) {
-    session_ = sessions_.Find(session_id);
-    if (session_) session_id_ = session_id;
-  }
-}
+      session_(std::move(session)) {}
 
 std::optional<std::string> HttpPageContext::Request(std::string_view key) const {
-  if (auto value = query_.Find(key)) return value;
-  return form_.Find(key);
+  if (posted_) return form_.Find(key);
+  if (key == kActionField) return std::nullopt;
+  return query_.Find(key);
+}
+
+std::string HttpPageContext::PostedAction() const {
+  return posted_ ? form_.Find(kActionField).value_or("") : std::string();
 }
 
 std::string HttpPageContext::ServerVariable(std::string_view name) const {
@@ -31,29 +31,28 @@ void HttpPageContext::Redirect(const std::string& url) {
 }
 
 std::string HttpPageContext::Session(std::string_view key) const {
-  return session_ ? session_->Get(key) : std::string();
+  return session_ && key == site::kSessionKey ? session_->level : std::string();
 }
 
 void HttpPageContext::SetSession(std::string_view key, std::string value) {
-  const bool had_session = session_ != nullptr;
+  // The sign-in value is the only one the pages keep.
+  if (key != site::kSessionKey) return;
   EnsureSession();
-  // Signing in gets a fresh id, so an id someone learnt before sign-in opens nothing after it.
-  if (had_session && key == site::kSessionKey && session_->Get(key) != value) {
-    std::string renewed = sessions_.Renew(session_id_);
-    if (!renewed.empty()) session_id_ = new_session_id_ = std::move(renewed);
-  }
-  session_->Set(key, std::move(value));
+  if (session_->level == value) return;
+  session_->level = std::move(value);
+  session_->form_token = RandomHex(16);
+  session_changed_ = true;
 }
 
 std::string HttpPageContext::FormToken() {
   EnsureSession();
-  return session_->form_token();
+  return session_->form_token;
 }
 
 void HttpPageContext::EnsureSession() {
   if (session_) return;
-  session_ = sessions_.Create(&session_id_);
-  new_session_id_ = session_id_;
+  session_ = SessionData{"", RandomHex(16), UnixNow()};
+  session_changed_ = true;
 }
 
 }  // namespace orbitel::host

@@ -8,6 +8,7 @@
 #include <optional>
 #include <thread>
 
+#include "data/AtomicFile.h"
 #include "data/StoreCredentials.h"
 #include "data/StoreProvider.h"
 #include "directory/Directory.h"
@@ -170,6 +171,10 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     data::ConfigureStores(std::move(stores));
   }
   site::SetServices(std::move(services));
+  // What a crash in the middle of a save left behind is of no use to anyone.
+  if (const int removed = data::RemoveLeftoverTemporaries(site_folder); removed > 0) {
+    err << "orbitel serve: removed " << removed << " temporary file(s) of interrupted saves\n";
+  }
 
   // SIGINT and SIGTERM are taken by one thread that stops the server; every other thread,
   // the request threads included, has them blocked.

@@ -1,11 +1,15 @@
 #include "host/SitePages.h"
 
+#include <array>
 #include <type_traits>
 
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
+#include "site/DateHelpers.h"
+#include "site/DateNavigation.h"
 #include "site/SiteSettings.h"
+#include "site/SiteState.h"
 #include "views/personal/PerDay.h"
 #include "views/personal/PerMonth.h"
 #include "views/personal/PerWeek.h"
@@ -26,9 +30,24 @@ void DateValues(const Page& page, PageValues& values) {
   values.text["ShowCurrentVersion"] = page.ShowCurrentVersion();
 }
 
+// What the legend under a calendar shows: the busy marks as the site's settings name them (one
+// for an appointment with a location and one without, or a single one when locations are
+// hidden).
+void LegendValues(PageValues& values) {
+  const site::SiteState& site = site::Site();
+  const std::string located =
+      site::BusyImage(site.ShowLocation, site.LocationEntry, site.LocationNoEntry, "located");
+  const std::string plain =
+      site::BusyImage(site.ShowLocation, site.LocationEntry, site.LocationNoEntry, "");
+  values.text["LocatedBusyPicture"] = located;
+  values.text["BusyPicture"] = plain;
+  values.flags["ShowsLocation"] = located != plain;
+}
+
 template <class Page>
 void CalendarValues(const Page& page, PageValues& values) {
   DateValues(page, values);
+  LegendValues(values);
   values.text["PrintCalendar"] = page.PrintCalendar();
   values.text["PrintGenerateErrors"] = page.PrintGenerateErrors();
 }
@@ -38,6 +57,9 @@ void SteppingValues(const Page& page, PageValues& values) {
   CalendarValues(page, values);
   values.text["ShowPreviousDate"] = page.ShowPreviousDate();
   values.text["ShowNextDate"] = page.ShowNextDate();
+  // "November 2026": the month pages' heading names the month, not the day they were opened on.
+  const Date shown = site::RequestedDateValue();
+  values.text["ShowCurrentMonth"] = site::MonthName(shown) + " " + std::to_string(shown.Year());
 }
 
 void HomePage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
@@ -70,12 +92,19 @@ void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& va
   page.ValidateAdminAccess();
   if (context->redirect()) return;
   DateValues(page, values);
-  if (context->RequestText("action") == "Check") {
+  if (context->PostedAction() == "Check") {
     values.text["SiteCheck"] = page.SiteCheck();
     values.flags["Checked"] = true;
     return;
   }
+  // New sign-in names or passwords end every session signed in with the old ones.
+  const auto credentials = [] {
+    const site::SiteState& site = site::Site();
+    return std::array{site.UserUserName, site.UserPassword, site.AdminUserName, site.AdminPassword};
+  };
+  const auto credentials_before = credentials();
   values.text["SaveOptionChanges"] = page.SaveOptionChanges();
+  if (credentials() != credentials_before) context->EndOtherSessions();
   values.flags["SaveAnswered"] = !values.text["SaveOptionChanges"].empty();
   values.text["PrintUsers"] = page.PrintUsers();
   values.text["GetExchangeDomain"] = page.GetExchangeDomain();
@@ -136,6 +165,12 @@ void NowPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values
   CalendarValues(page, values);
 }
 
+// The appointment page fills its own form; the footer's version is the same on every page.
+void ItemPage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  AppointmentPage(context, values);
+  values.text["ShowCurrentVersion"] = admin::Options().ShowCurrentVersion();
+}
+
 constexpr SitePage kPages[] = {
     {"default.asp", "default", HomePage},
     {"CalendarLogin.asp", "CalendarLogin", LoginPage},
@@ -147,7 +182,7 @@ constexpr SitePage kPages[] = {
     {"CalendarPersonalDay.asp", "CalendarPersonalDay", ViewPage<views::PerDay>},
     {"CalendarPersonalWeek.asp", "CalendarPersonalWeek", ViewPage<views::PerWeek>},
     {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", ViewPage<views::PerMonth>},
-    {"CalendarItem.asp", "CalendarItem", AppointmentPage},
+    {"CalendarItem.asp", "CalendarItem", ItemPage},
     {"CalendarOptions.asp", "CalendarOptions", OptionsPage},
 };
 

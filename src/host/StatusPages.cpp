@@ -31,7 +31,8 @@ std::string StatusPage(int status) {
     if (candidate.status == status) text = &candidate;
   }
   if (status < 500 && text->status == 500) text = &kTexts[0];
-  return std::string("<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>") +
+  return std::string("<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta name=\"viewport\" "
+         "content=\"width=device-width, initial-scale=1\"><title>") +
          text->title + " - Orbitel</title><link rel=\"stylesheet\" href=\"/styles/orbitel.css\">"
          "</head><body><div class=\"status-page\"><h1>" + text->title + "</h1><p>" +
          text->explanation + "</p><p><a href=\"/default.asp\">Go to the calendars</a></p></div>"

@@ -1,22 +1,36 @@
 #include "host/WebServer.h"
 
-#include <httplib.h>
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <microhttpd.h>
+#include <netdb.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <cstring>
+#include <ctime>
 #include <mutex>
 #include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
 
+#include "host/CookieSession.h"
 #include "host/HttpPageContext.h"
 #include "host/RedirectGuard.h"
-#include "host/SessionStore.h"
+#include "host/RequestPool.h"
+#include "host/SignInThrottle.h"
 #include "host/SitePages.h"
+#include "host/StaticFiles.h"
 #include "host/StatusPages.h"
 #include "host/UrlEncodedForm.h"
+#include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/AccessControl.h"
 
@@ -24,26 +38,61 @@ namespace orbitel::host {
 
 namespace {
 
-// The folders of the site that are served as they stand; the settings, user list, directory
-// and store beside them are never served.
-constexpr const char* kStaticFolders[] = {"images", "help", "styles"};
-// The team user list names its spacer picture without the images folder.
-constexpr const char* kRootPictures[] = {"dot.gif"};
-constexpr const char* kStaticCaching = "public, max-age=3600";
+using SteadyClock = std::chrono::steady_clock;
+
 constexpr std::size_t kLoggedTargetLength = 400;
+// Silence allowed on a connection (while its headers or body come in, or between requests)
+// before it is closed.
+constexpr unsigned kConnectionTimeoutSeconds = 15;
+// Requests that may wait for a request thread beyond those being answered; past that a burst
+// is answered 503 at once.
+constexpr std::size_t kMaxWaitingRequests = 2048;
+// How long a stopping server waits for the answers it still owes.
+constexpr auto kStopGrace = std::chrono::seconds(5);
+constexpr const char* kPageLoginName = "CalendarLogin.asp";
+constexpr const char* kSignOutPath = "/signout";
 
-thread_local std::optional<std::chrono::steady_clock::time_point> request_started;
+// What the server sends back for one request.
+struct Answer {
+  int status = 200;
+  std::string body;
+  std::string content_type;
+  std::vector<std::pair<std::string, std::string>> headers;
+};
 
-std::string SessionIdFrom(const httplib::Request& request) {
-  const std::string cookies = request.get_header_value("Cookie");
-  const std::string wanted = std::string(kSessionCookie) + "=";
+Answer StatusAnswer(int status) {
+  return Answer{status, StatusPage(status), "text/html; charset=utf-8", {}};
+}
+
+// One request on a connection, from its request line to the end of its answer.
+struct Exchange {
+  std::string target;  // as sent: path and query, escapes undone by nobody
+  std::string method;
+  std::string client;
+  std::string body;
+  bool started = false;
+  bool body_too_large = false;
+  bool answered = false;  // a worker has made `answer`
+  Answer answer;
+  bool signing_out = false;
+  std::string level = "none";  // the visitor's sign-in, for the access log
+  int status = 0;
+  std::size_t bytes = 0;
+  SteadyClock::time_point began = SteadyClock::now();
+};
+
+std::string CookieValue(const char* header, std::string_view name) {
+  if (!header) return "";
+  const std::string_view cookies(header);
   std::size_t at = 0;
   while (at < cookies.size()) {
     std::size_t end = cookies.find(';', at);
-    if (end == std::string::npos) end = cookies.size();
-    std::string_view piece(cookies.data() + at, end - at);
+    if (end == std::string_view::npos) end = cookies.size();
+    std::string_view piece = cookies.substr(at, end - at);
     while (!piece.empty() && piece.front() == ' ') piece.remove_prefix(1);
-    if (piece.starts_with(wanted)) return std::string(piece.substr(wanted.size()));
+    if (piece.size() > name.size() && piece.starts_with(name) && piece[name.size()] == '=') {
+      return std::string(piece.substr(name.size() + 1));
+    }
     at = end + 1;
   }
   return "";
@@ -51,20 +100,60 @@ std::string SessionIdFrom(const httplib::Request& request) {
 
 bool SameToken(const std::string& a, const std::string& b) {
   // Compared without stopping at the first difference, so timing tells nothing of the token.
-  if (a.size() != b.size()) return false;
+  if (a.size() != b.size() || a.empty()) return false;
   unsigned char difference = 0;
   for (std::size_t i = 0; i < a.size(); ++i) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
   return difference == 0;
+}
+
+bool HasControlBytes(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+  });
+}
+
+std::string LevelName(const std::string& level) {
+  if (level == site::kAdminSession) return "administrator";
+  if (level == site::kUserSession) return "team";
+  return "none";
+}
+
+std::string IsoTimeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return text;
+}
+
+std::string ClientAddress(MHD_Connection* connection) {
+  const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  if (!info || !info->client_addr) return "-";
+  char host[NI_MAXHOST];
+  const socklen_t length =
+      info->client_addr->sa_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+  if (getnameinfo(info->client_addr, length, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return "-";
+  return host;
 }
 
 }  // namespace
 
 struct WebServer::Impl {
   ServerSettings settings;
-  httplib::Server server;
-  SessionStore sessions;
+  std::shared_ptr<SessionKeyring> keyring;
+  std::unique_ptr<RequestPool> pool;
+  SignInThrottle throttle;
+  MHD_Daemon* daemon = nullptr;
+  int listen_fd = -1;
   std::mutex log_mutex;
-  std::atomic<bool> stop_requested{false};
+
+  std::mutex stop_mutex;
+  std::condition_variable stop_wake;
+  bool stop_requested = false;
+  // Requests begun and not yet ended, so a stopping server answers them before it closes.
+  std::atomic<int> exchanges{0};
 
   void Log(std::ostream* stream, const std::string& line) {
     if (!stream) return;
@@ -72,189 +161,368 @@ struct WebServer::Impl {
     *stream << line << std::endl;
   }
 
-  void ServeRootPicture(const httplib::Request& request, httplib::Response& response) {
-    const std::filesystem::path path = settings.site_folder / "images" / request.path.substr(1);
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-      response.status = 404;
-      return;
-    }
-    response.set_content(std::string(std::istreambuf_iterator<char>(in), {}), "image/gif");
-    response.set_header("Cache-Control", kStaticCaching);
+  std::string SessionCookie(const SessionData& session) {
+    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; Path=/; HttpOnly; SameSite=Lax";
   }
 
-  // Checks the POST's form token against the visitor's session before anything else sees it.
-  bool CarriesFormToken(const site::RequestFields& form, const std::string& session_id) {
-    std::shared_ptr<Session> session = session_id.empty() ? nullptr : sessions.Find(session_id);
+  std::optional<SessionData> SessionOf(MHD_Connection* connection) {
+    const std::string cookie =
+        CookieValue(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Cookie"), kSessionCookie);
+    if (cookie.empty()) return std::nullopt;
+    return keyring->Unseal(cookie, UnixNow());
+  }
+
+  static site::RequestFields PostedForm(MHD_Connection* connection, const std::string& body) {
+    const char* type = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Content-Type");
+    if (!type || !std::string_view(type).starts_with("application/x-www-form-urlencoded")) return {};
+    return ParseUrlEncoded(body);
+  }
+
+  // Whether the POST carries the form token of the session its cookie holds.
+  static bool CarriesFormToken(const site::RequestFields& form, const std::optional<SessionData>& session) {
     const std::optional<std::string> token = form.Find(kFormTokenField);
-    return session && token && SameToken(*token, session->form_token());
+    return session && token && SameToken(*token, session->form_token);
   }
 
-  static site::RequestFields PostedForm(const httplib::Request& request) {
-    if (!request.get_header_value("Content-Type").starts_with("application/x-www-form-urlencoded")) return {};
-    return ParseUrlEncoded(request.body);
+  // Signing out clears the browser's session.
+  Answer SignOut(MHD_Connection* connection, Exchange& exchange) {
+    if (!CarriesFormToken(PostedForm(connection, exchange.body), SessionOf(connection))) return StatusAnswer(403);
+    Answer answer{302, "", "text/html; charset=utf-8", {}};
+    answer.headers = {{"Set-Cookie", std::string(kSessionCookie) + "=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0"},
+                      {"Cache-Control", "no-store"},
+                      {"Location", kHomePage}};
+    return answer;
   }
 
-  // Signing out ends the session on the server and in the browser.
-  void SignOut(const httplib::Request& request, httplib::Response& response) {
-    const std::string session_id = SessionIdFrom(request);
-    if (!CarriesFormToken(PostedForm(request), session_id)) {
-      response.status = 403;
-      return;
-    }
-    sessions.Remove(session_id);
-    response.set_header("Set-Cookie", std::string(kSessionCookie) + "=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0");
-    response.set_header("Cache-Control", "no-store");
-    response.set_redirect(kHomePage, 302);
-  }
+  // Makes a page on a request thread.
+  Answer ServePage(MHD_Connection* connection, Exchange& exchange, const SitePage& page, std::string_view query_text) {
+    const bool posted = exchange.method == "POST";
+    site::RequestFields form = posted ? PostedForm(connection, exchange.body) : site::RequestFields();
+    std::optional<SessionData> session = SessionOf(connection);
+    if (session) exchange.level = LevelName(session->level);
+    if (posted && !CarriesFormToken(form, session)) return StatusAnswer(403);
 
-  void ServePage(const httplib::Request& request, httplib::Response& response) {
-    const SitePage* page = FindSitePage(request.matches[1].str());
-    if (!page) {
-      response.status = 404;
-      return;
-    }
-    const std::size_t question = request.target.find('?');
-    site::RequestFields query = ParseUrlEncoded(
-        question == std::string::npos ? std::string_view() : std::string_view(request.target).substr(question + 1));
-    const bool posted = request.method == "POST";
-    site::RequestFields form = posted ? PostedForm(request) : site::RequestFields();
-    const std::string session_id = SessionIdFrom(request);
-    if (posted && !CarriesFormToken(form, session_id)) {
-      response.status = 403;
-      return;
-    }
-
-    auto context = std::make_shared<HttpPageContext>(std::move(query), std::move(form),
-                                                     (settings.site_folder / page->name).string(),
-                                                     sessions, session_id);
+    const bool signing_in = posted && EqualsIgnoringCase(page.name, kPageLoginName) &&
+                            form.Find(kActionField).value_or("") == "Login";
+    auto context = std::make_shared<HttpPageContext>(ParseUrlEncoded(query_text), std::move(form), posted,
+                                                     (settings.site_folder / page.name).string(), std::move(session));
     PageValues values;
-    page->run(context, values);
+    page.run(context, values);
+    if (signing_in && throttle.Record(exchange.client, context->redirect().has_value(), SteadyClock::now())) {
+      Log(settings.error_log, "orbitel: wrong passwords from " + exchange.client +
+                                  ": its further sign-ins are slowed down");
+    }
+
     // Every page's navigation shows whether the visitor is signed in.
-    const std::string signed_in = context->Session(site::kSessionKey);
-    values.flags["SignedIn"] = signed_in == site::kUserSession || signed_in == site::kAdminSession;
-    values.flags["Administrator"] = signed_in == site::kAdminSession;
+    const std::string level = context->session() ? context->session()->level : "";
+    exchange.level = LevelName(level);
+    values.flags["SignedIn"] = level == site::kUserSession || level == site::kAdminSession;
+    values.flags["Administrator"] = level == site::kAdminSession;
     // The navigation's sign-out button is a form of its own.
     if (values.flags["SignedIn"] && !values.text.contains("FormToken")) values.text["FormToken"] = context->FormToken();
 
-    if (!context->new_session_id().empty()) {
-      response.set_header("Set-Cookie", std::string(kSessionCookie) + "=" + context->new_session_id() +
-                                            "; Path=/; HttpOnly; SameSite=Lax");
+    Answer answer{200, "", "text/html; charset=utf-8", {{"Cache-Control", "no-store"}}};
+    if (context->end_other_sessions()) {
+      if (Status rotated = keyring->Rotate(); !rotated.ok()) {
+        Log(settings.error_log, "orbitel: " + rotated.description());
+      }
     }
-    response.set_header("Cache-Control", "no-store");
+    if (const std::optional<SessionData>& kept = context->session()) {
+      const std::int64_t now = UnixNow();
+      if (context->session_changed() || context->end_other_sessions() ||
+          now - kept->last_used >= kSessionRefreshAfter.count()) {
+        SessionData renewed = *kept;
+        renewed.last_used = now;
+        answer.headers.emplace_back("Set-Cookie", SessionCookie(renewed));
+      }
+    }
     if (context->redirect()) {
-      response.set_redirect(GuardRedirect(*context->redirect()), 302);
-      return;
+      answer.status = 302;
+      answer.headers.emplace_back("Location", GuardRedirect(*context->redirect()));
+      return answer;
     }
-    Result<std::string> html = RenderTemplate(settings.site_folder, page->template_name, values);
+    Result<std::string> html = RenderTemplate(settings.site_folder, page.template_name, values);
     if (!html.ok()) {
       Log(settings.error_log, "orbitel: " + html.status().description());
-      response.status = 500;
-      return;
+      Answer failed = StatusAnswer(500);
+      failed.headers = std::move(answer.headers);
+      return failed;
     }
-    response.set_content(std::move(*html), "text/html; charset=utf-8");
+    answer.body = std::move(html).value();
+    return answer;
   }
 
-  void LogRequest(const httplib::Request& request, const httplib::Response& response) {
-    if (!settings.access_log) return;
-    std::string target = request.target.substr(0, kLoggedTargetLength);
-    if (request.target.size() > kLoggedTargetLength) target += "...";
-    std::string line = request.remote_addr + " \"" + request.method + " " + target + "\" " +
-                       std::to_string(response.status) + " " + std::to_string(response.body.size());
-    if (request_started) {
-      const auto elapsed = std::chrono::steady_clock::now() - *request_started;
-      char took[32];
-      std::snprintf(took, sizeof took, " %.1fms",
-                    std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count() / 1000.0);
-      line += took;
-      request_started.reset();
+  // Everything a request can be answered with once it has fully arrived; null when it must
+  // wait for a request thread (a page).
+  std::optional<Answer> AnswerAtOnce(MHD_Connection* connection, Exchange& exchange, const SitePage** page) {
+    if (exchange.body_too_large) return StatusAnswer(413);
+    if (exchange.target.size() > kMaxTargetBytes) return StatusAnswer(414);
+    const std::string_view target = exchange.target;
+    const std::string path = UrlDecode(target.substr(0, target.find('?')));
+    if (!path.starts_with('/') || HasControlBytes(path)) return StatusAnswer(400);
+    const bool reading = exchange.method == "GET" || exchange.method == "HEAD";
+    if (exchange.method == "POST" && path == kSignOutPath) {
+      exchange.signing_out = true;
+      return std::nullopt;
     }
-    Log(settings.access_log, line);
-  }
-
-  void SetUp() {
-    const int threads = std::max(1, settings.threads);
-    server.new_task_queue = [threads] { return new httplib::ThreadPool(static_cast<std::size_t>(threads)); };
-    server.set_payload_max_length(kMaxBodyBytes);
-    server.set_default_headers({{"X-Content-Type-Options", "nosniff"},
-                                {"X-Frame-Options", "SAMEORIGIN"},
-                                {"Referrer-Policy", "same-origin"}});
-    for (const char* folder : kStaticFolders) {
-      server.set_mount_point(std::string("/") + folder, (settings.site_folder / folder).string(),
-                             {{"Cache-Control", kStaticCaching}});
-    }
-    for (const char* picture : kRootPictures) {
-      server.Get(std::string("/") + picture,
-                 [this](const httplib::Request& request, httplib::Response& response) { ServeRootPicture(request, response); });
-    }
-    auto page = [this](const httplib::Request& request, httplib::Response& response) {
-      ServePage(request, response);
-    };
-    server.Post("/signout", [this](const httplib::Request& request, httplib::Response& response) {
-      SignOut(request, response);
-    });
-    server.Get(R"(/([^/]*))", page);
-    server.Post(R"(/([^/]*))", page);
-
-    server.set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
-      request_started = std::chrono::steady_clock::now();
-      return httplib::Server::HandlerResponse::Unhandled;
-    });
-    server.set_exception_handler([this](const httplib::Request& request, httplib::Response& response,
-                                        std::exception_ptr thrown) {
-      std::string what = "an unknown failure";
-      try {
-        std::rethrow_exception(thrown);
-      } catch (const std::exception& error) {
-        what = error.what();
-      } catch (...) {
+    if (reading) {
+      if (std::optional<StaticFile> file = FindStaticFile(settings.site_folder, path)) {
+        if (std::optional<SessionData> session = SessionOf(connection)) exchange.level = LevelName(session->level);
+        if (file->status != 200) return StatusAnswer(file->status);
+        return Answer{200, std::move(file->body), file->content_type, {{"Cache-Control", kStaticCaching}}};
       }
-      Log(settings.error_log, "orbitel: " + request.method + " " + request.path + " failed: " + what);
-      response.status = 500;
-      response.body.clear();
-      response.set_content(StatusPage(500), "text/html; charset=utf-8");
-    });
-    server.set_error_handler(httplib::Server::HandlerWithResponse(
-        [](const httplib::Request&, httplib::Response& response) {
-          if (!response.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
-          response.set_content(StatusPage(response.status), "text/html; charset=utf-8");
-          return httplib::Server::HandlerResponse::Handled;
-        }));
-    server.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
-      LogRequest(request, response);
-    });
+    }
+    if (!reading && exchange.method != "POST") return StatusAnswer(405);
+    if (path.find('/', 1) != std::string::npos) return StatusAnswer(404);
+    *page = FindSitePage(std::string_view(path).substr(1));
+    if (!*page) return StatusAnswer(404);
+    return std::nullopt;
+  }
+
+  // Runs on a request thread: the page (or the sign-out), any failure answered with the plain
+  // 500 page and told to the error log only.
+  Answer Work(MHD_Connection* connection, Exchange& exchange, const SitePage* page) {
+    try {
+      if (exchange.signing_out) return SignOut(connection, exchange);
+      const std::size_t question = exchange.target.find('?');
+      const std::string_view query =
+          question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);
+      return ServePage(connection, exchange, *page, query);
+    } catch (const std::exception& error) {
+      Log(settings.error_log, "orbitel: " + exchange.method + " " + exchange.target.substr(0, kLoggedTargetLength) +
+                                  " failed: " + error.what());
+    } catch (...) {
+      Log(settings.error_log, "orbitel: " + exchange.method + " " + exchange.target.substr(0, kLoggedTargetLength) +
+                                  " failed: an unknown failure");
+    }
+    return StatusAnswer(500);
+  }
+
+  MHD_Result Send(MHD_Connection* connection, Exchange& exchange, Answer answer) {
+    auto* body = new std::string(std::move(answer.body));
+    MHD_Response* response = MHD_create_response_from_buffer_with_free_callback_cls(
+        body->size(), body->data(), [](void* kept) { delete static_cast<std::string*>(kept); }, body);
+    if (!response) {
+      delete body;
+      return MHD_NO;
+    }
+    if (!answer.content_type.empty()) MHD_add_response_header(response, "Content-Type", answer.content_type.c_str());
+    MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
+    MHD_add_response_header(response, "X-Frame-Options", "SAMEORIGIN");
+    MHD_add_response_header(response, "Referrer-Policy", "same-origin");
+    for (const auto& [name, value] : answer.headers) {
+      // A value with a line break would start a header of its own: never sent.
+      if (HasControlBytes(value)) continue;
+      MHD_add_response_header(response, name.c_str(), value.c_str());
+    }
+    exchange.status = answer.status;
+    exchange.bytes = body->size();
+    const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
+    MHD_destroy_response(response);
+    return queued;
+  }
+
+  MHD_Result OnRequest(MHD_Connection* connection, const char* method, const char* upload_data,
+                       std::size_t* upload_size, Exchange& exchange) {
+    if (!exchange.started) {
+      exchange.started = true;
+      exchange.method = method;
+      exchange.client = ClientAddress(connection);
+      const char* length = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Content-Length");
+      if (length && std::strtoull(length, nullptr, 10) > kMaxBodyBytes) exchange.body_too_large = true;
+      return MHD_YES;
+    }
+    if (*upload_size != 0) {
+      if (exchange.body.size() + *upload_size > kMaxBodyBytes) {
+        exchange.body_too_large = true;
+      } else if (!exchange.body_too_large) {
+        exchange.body.append(upload_data, *upload_size);
+      }
+      *upload_size = 0;
+      return MHD_YES;
+    }
+    if (exchange.answered) return Send(connection, exchange, std::move(exchange.answer));
+
+    const SitePage* page = nullptr;
+    if (std::optional<Answer> answer = AnswerAtOnce(connection, exchange, &page)) return Send(connection, exchange, std::move(*answer));
+    // A sign-in from an address that keeps sending wrong passwords waits its turn in the
+    // pool without holding a request thread.
+    SteadyClock::time_point not_before{};
+    if (page && exchange.method == "POST" && EqualsIgnoringCase(page->name, kPageLoginName)) {
+      not_before = throttle.Schedule(exchange.client, SteadyClock::now());
+    }
+    MHD_suspend_connection(connection);
+    const bool queued = pool->Submit(
+        [this, connection, &exchange, page] {
+          exchange.answer = Work(connection, exchange, page);
+          exchange.answered = true;
+          // The connection thread may end the exchange as soon as this returns.
+          MHD_resume_connection(connection);
+        },
+        not_before);
+    if (!queued) {
+      exchange.answer = StatusAnswer(503);
+      exchange.answer.headers.emplace_back("Retry-After", "2");
+      exchange.answered = true;
+      MHD_resume_connection(connection);
+    }
+    return MHD_YES;
+  }
+
+  void LogExchange(const Exchange& exchange) {
+    if (!settings.access_log || !exchange.started || exchange.status == 0) return;
+    std::string target = exchange.target.substr(0, kLoggedTargetLength);
+    if (exchange.target.size() > kLoggedTargetLength) target += "...";
+    // The logged address never carries a line break of the visitor's making.
+    std::replace_if(target.begin(), target.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, '?');
+    char took[32];
+    std::snprintf(took, sizeof took, " %.1fms",
+                  std::chrono::duration_cast<std::chrono::microseconds>(SteadyClock::now() - exchange.began).count() / 1000.0);
+    Log(settings.access_log, IsoTimeNow() + " " + exchange.client + " " + exchange.level + " \"" + exchange.method +
+                                 " " + target + "\" " + std::to_string(exchange.status) + " " +
+                                 std::to_string(exchange.bytes) + took);
+  }
+
+  // The listening socket, taken for this server alone: no SO_REUSEPORT, so a second server on
+  // the same port is refused rather than handed half the visitors.
+  Result<int> Listen() {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const std::string port = std::to_string(settings.port);
+    const std::string where = settings.address + ":" + port;
+    if (getaddrinfo(settings.address.c_str(), port.c_str(), &hints, &found) != 0 || !found) {
+      return Status::Error(errors::kPermissionDenied, "cannot listen on " + where + ": not an address");
+    }
+    std::string why = "not an address of this computer";
+    int fd = -1;
+    for (addrinfo* at = found; at && fd < 0; at = at->ai_next) {
+      fd = ::socket(at->ai_family, at->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, at->ai_protocol);
+      if (fd < 0) continue;
+      const int on = 1;
+      ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+      if (::bind(fd, at->ai_addr, at->ai_addrlen) != 0 || ::listen(fd, SOMAXCONN) != 0) {
+        why = errno == EADDRINUSE ? "the port is in use" : std::strerror(errno);
+        ::close(fd);
+        fd = -1;
+      }
+    }
+    freeaddrinfo(found);
+    if (fd < 0) return Status::Error(errors::kPermissionDenied, "cannot listen on " + where + ": " + why);
+    sockaddr_storage bound{};
+    socklen_t length = sizeof bound;
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
+    listen_fd = fd;
+    return ntohs(bound.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&bound)->sin6_port
+                                             : reinterpret_cast<sockaddr_in*>(&bound)->sin_port);
   }
 };
 
-WebServer::WebServer(ServerSettings settings) : impl_(std::make_unique<Impl>()) {
-  impl_->settings = std::move(settings);
-  impl_->SetUp();
+namespace {
+
+void* OnRequestLine(void* cls, const char* uri, MHD_Connection*) {
+  static_cast<WebServer::Impl*>(cls)->exchanges++;
+  auto* exchange = new Exchange();
+  exchange->target = uri ? uri : "";
+  return exchange;
 }
 
-WebServer::~WebServer() = default;
+MHD_Result OnRequest(void* cls, MHD_Connection* connection, const char*, const char* method, const char*,
+                     const char* upload_data, std::size_t* upload_size, void** request) {
+  auto* exchange = static_cast<Exchange*>(*request);
+  if (!exchange) return MHD_NO;
+  try {
+    return static_cast<WebServer::Impl*>(cls)->OnRequest(connection, method, upload_data, upload_size, *exchange);
+  } catch (...) {
+    // Out of memory or the like on the connection thread: this connection is closed, the
+    // server goes on.
+    return MHD_NO;
+  }
+}
+
+void OnEnded(void* cls, MHD_Connection*, void** request, MHD_RequestTerminationCode) {
+  auto* exchange = static_cast<Exchange*>(*request);
+  if (!exchange) return;
+  auto* impl = static_cast<WebServer::Impl*>(cls);
+  impl->LogExchange(*exchange);
+  delete exchange;
+  *request = nullptr;
+  impl->exchanges--;
+}
+
+// As many connections as the process may hold files, less a margin for the site's own.
+unsigned ConnectionLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 65536);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    getrlimit(RLIMIT_NOFILE, &limit);
+  }
+  const rlim_t usable = limit.rlim_cur > 256 ? limit.rlim_cur - 128 : limit.rlim_cur / 2;
+  return static_cast<unsigned>(std::min<rlim_t>(usable, 20000));
+}
+
+}  // namespace
+
+WebServer::WebServer(ServerSettings settings) : impl_(std::make_unique<Impl>()) {
+  impl_->settings = std::move(settings);
+}
+
+WebServer::~WebServer() {
+  if (impl_->daemon) MHD_stop_daemon(impl_->daemon);
+  if (impl_->listen_fd >= 0 && !impl_->daemon) ::close(impl_->listen_fd);
+}
 
 Result<int> WebServer::Bind() {
-  httplib::Server& server = impl_->server;
-  const ServerSettings& settings = impl_->settings;
-  if (settings.port == 0) {
-    const int port = server.bind_to_any_port(settings.address);
-    if (port > 0) return port;
-  } else if (server.bind_to_port(settings.address, settings.port)) {
-    return settings.port;
-  }
-  return Status::Error(errors::kPermissionDenied,
-                       "cannot listen on " + settings.address + ":" + std::to_string(settings.port) +
-                           " (in use, or not an address of this computer)");
+  Result<std::shared_ptr<SessionKeyring>> keyring = SessionKeyring::Open(impl_->settings.site_folder);
+  if (!keyring.ok()) return keyring.status();
+  impl_->keyring = *keyring;
+  return impl_->Listen();
 }
 
 void WebServer::Serve() {
-  if (impl_->stop_requested) return;
-  impl_->server.listen_after_bind();
+  Impl& impl = *impl_;
+  {
+    std::lock_guard lock(impl.stop_mutex);
+    if (impl.stop_requested || impl.listen_fd < 0) return;
+  }
+  impl.pool = std::make_unique<RequestPool>(static_cast<std::size_t>(std::max(1, impl.settings.threads)),
+                                            kMaxWaitingRequests);
+  impl.daemon = MHD_start_daemon(
+      MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &OnRequest, &impl,
+      MHD_OPTION_LISTEN_SOCKET, impl.listen_fd, MHD_OPTION_URI_LOG_CALLBACK, &OnRequestLine, &impl,
+      MHD_OPTION_NOTIFY_COMPLETED, &OnEnded, &impl, MHD_OPTION_CONNECTION_TIMEOUT, kConnectionTimeoutSeconds,
+      MHD_OPTION_CONNECTION_LIMIT, ConnectionLimit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+      static_cast<std::size_t>(64 * 1024), MHD_OPTION_END);
+  if (!impl.daemon) {
+    impl.Log(impl.settings.error_log, "orbitel: the web server could not start");
+    impl.pool.reset();
+    return;
+  }
+  {
+    std::unique_lock lock(impl.stop_mutex);
+    impl.stop_wake.wait(lock, [&impl] { return impl.stop_requested; });
+  }
+  // No new connections; the requests already taken are made and their answers sent.
+  const MHD_socket listening = MHD_quiesce_daemon(impl.daemon);
+  impl.pool->Drain();
+  const auto deadline = SteadyClock::now() + kStopGrace;
+  while (impl.exchanges > 0 && SteadyClock::now() < deadline) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  MHD_stop_daemon(impl.daemon);
+  impl.daemon = nullptr;
+  if (listening != MHD_INVALID_SOCKET) ::close(listening);
+  impl.listen_fd = -1;
+  impl.pool.reset();
 }
 
 void WebServer::Stop() {
-  impl_->stop_requested = true;
-  impl_->server.stop();
+  {
+    std::lock_guard lock(impl_->stop_mutex);
+    impl_->stop_requested = true;
+  }
+  impl_->stop_wake.notify_all();
 }
 
 }  // namespace orbitel::host

@@ -1,9 +1,16 @@
 #pragma once
 // The web server of a site folder: a route per page name, the pictures, help pages and style
-// sheet of the folder, sessions, and the safety rules every request passes (the form token on
-// each POST, redirects kept on this site, request bodies of at most 1 MiB). Pages run on the
-// server's worker threads, which are the site's request threads: each keeps its own site state.
+// sheet of the folder, sessions sealed in cookies, and the safety rules every request passes
+// (the form token on each POST, writes from posted forms only, redirects kept on this site,
+// request bodies of at most 1 MiB, addresses of at most 8 KiB).
+//
+// Connections are kept by one event thread (libmicrohttpd over epoll), which never waits for a
+// page: slow or idle connections cost a little memory each and no worker, and each has a
+// deadline for silence. Pages run on the request pool's workers, which are the site's request
+// threads: each keeps its own site state. A burst beyond what the pool can queue is answered
+// 503 at once.
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <ostream>
@@ -29,23 +36,28 @@ class WebServer {
   WebServer(const WebServer&) = delete;
   WebServer& operator=(const WebServer&) = delete;
 
-  // Takes the address; returns the port it listens on, or why it cannot.
+  // Reads (or makes) the site's session key and takes the address for this server alone (a
+  // port in use, by Orbitel or anything else, is refused); returns the port it listens on, or
+  // why it cannot.
   Result<int> Bind();
-  // Answers requests until Stop; returns when the requests in flight have ended.
+  // Answers requests until Stop; returns when the requests in flight have been answered.
   void Serve();
   // Safe from any thread; after a Stop, Serve returns at once.
   void Stop();
 
- private:
   struct Impl;
+
+ private:
   std::unique_ptr<Impl> impl_;
 };
 
-// The name of the cookie that carries the session id.
+// The name of the cookie that carries the session.
 inline constexpr const char* kSessionCookie = "orbitel_session";
 // The form field that carries the session's form token on every POST.
 inline constexpr const char* kFormTokenField = "FormToken";
 // The largest request body the server reads.
 inline constexpr std::size_t kMaxBodyBytes = 1 << 20;
+// The longest address (path and query) the server reads.
+inline constexpr std::size_t kMaxTargetBytes = 8 << 10;
 
 }  // namespace orbitel::host

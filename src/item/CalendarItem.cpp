@@ -65,6 +65,11 @@ void CalendarItem::OpenCalendar(const std::string& query, const std::string& fol
     switch (action) {
       case Action::kGet:
         LoadItemFields(rows);
+        if (!rows.IsEOF()) {
+          if (auto href = rows.Field("DAV:href"); href.ok()) {
+            if (auto source = connection.folder()->ReadItem(href->Text()); source.ok()) etag_ = source->etag;
+          }
+        }
         break;
       case Action::kUpdate: {
         // No item of that name reads as an empty address.
@@ -77,10 +82,17 @@ void CalendarItem::OpenCalendar(const std::string& query, const std::string& fol
         }
         break;
       }
-      case Action::kDelete:
+      case Action::kDelete: {
+        // The form's version is checked against the item's as it is stored now.
+        auto href = rows.IsEOF() ? Result<Value>(Value()) : rows.Field("DAV:href");
+        if (href.ok() && !href->Text().empty()) {
+          auto source = connection.folder()->ReadItem(href->Text());
+          if (source.ok() && !FormIsCurrent(source->etag, Action::kDelete)) break;
+        }
         status = rows.Delete();
         if (status.ok()) status = rows.Update();
         break;
+      }
     }
     rows.Close();
     connection.Close();
@@ -111,6 +123,20 @@ void CalendarItem::LoadItemFields(const data::Recordset& rows) {
   record_.BusyStatus = text("urn:schemas:calendar:busystatus");
   record_.Body = text("urn:schemas:httpmail:textdescription");
   record_.RecurrenceId = text("urn:schemas:calendar:recurrenceid");
+}
+
+bool CalendarItem::FormIsCurrent(const std::string& stored_etag, Action action) {
+  const auto posted = site::Site().PageContext ? site::Site().PageContext->Request("ETag") : std::nullopt;
+  if (!posted || *posted == stored_etag) return true;
+  changed_by_others_ = true;
+  etag_ = stored_etag;
+  site::Site().ErrorText += site::ErrorHtml(
+      action == Action::kDelete
+          ? "Someone else changed this appointment after you opened it, so it was not deleted. The form now "
+            "shows their version; delete it again if it should still go."
+          : "Someone else changed this appointment after you opened it, so your changes were not saved. The "
+            "form shows what you typed; saving it again replaces their change.");
+  return false;
 }
 
 std::string CalendarItem::PrintCItemDTStart() const { return FormatGeneralDate(record_.DTStart); }

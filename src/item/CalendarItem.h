@@ -34,6 +34,11 @@ class CalendarItem : public site::PageFrame {
   std::string PrintCItemDTEnd() const;
   std::string PrintCItemLocation() const { return record_.Location; }
   std::string PrintCItemRecurrenceId() const { return record_.RecurrenceId; }
+  // The loaded item's version tag, which the form carries back as "ETag", so a save or delete
+  // from a form loaded before someone else's change is refused rather than undoing it.
+  std::string PrintCItemETag() const { return etag_; }
+  // Whether the last save or delete was refused for that reason.
+  bool WasChangedByOthers() const { return changed_by_others_; }
   // "Selected" when value matches the busy status without regard to case, else "".
   std::string PrintCItemBusyStatus(const std::string& value) const;
   std::string PrintIsAllDayEvent() const { return record_.AllDayEvent ? "checked" : ""; }
@@ -83,7 +88,13 @@ class CalendarItem : public site::PageFrame {
   // DTStart for "Start", DTEnd for "End"; nothing for any other text.
   std::optional<Date> PeriodDate(const std::string& period) const;
 
+  // Whether the posted form's "ETag" (when it carries one) names the stored version; when not,
+  // says so in ErrorText and remembers the stored version for the form shown again.
+  bool FormIsCurrent(const std::string& stored_etag, Action action);
+
   Record record_;
+  std::string etag_;
+  bool changed_by_others_ = false;
 };
 
 }  // namespace orbitel::item

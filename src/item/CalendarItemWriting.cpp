@@ -86,6 +86,8 @@ std::string CalendarItem::UpdateCalendarItem() {
   const std::string user = RequestValue("UserName");
   const std::string name = RequestValue("Name");
   site.ErrorText.clear();
+  // The version this form edits, carried on should the form be shown again.
+  etag_ = RequestValue("ETag");
   if (!ReadItemForm().ok()) {
     site.ErrorText = BadDatesError();
   } else if (MayWrite(!user.empty() && !name.empty())) {
@@ -103,6 +105,7 @@ void CalendarItem::UpdateCalendarItemSub(const std::string& href) {
   site::RunLogged("CalendarItem:UpdateCalendarItemSub", [&]() -> Status {
     data::Appointment appointment;
     if (Status opened = appointment.DataSource().Open(href); !opened.ok()) return opened;
+    if (!FormIsCurrent(appointment.DataSource().etag(), Action::kUpdate)) return Status::Ok();
     appointment.Subject = record_.Subject;
     appointment.Location = record_.Location;
     appointment.BusyStatus = record_.BusyStatus;

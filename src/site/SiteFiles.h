@@ -9,6 +9,11 @@ namespace orbitel::site::files {
 inline constexpr const char* kSettings = "OrbitelSettings.xml";
 inline constexpr const char* kUsers = "OrbitelUsers.xml";
 inline constexpr const char* kErrorLog = "Errorfile.Log";
+// The key that seals the visitors' session cookies; never served, readable by the server only.
+inline constexpr const char* kSessionKey = ".orbitel-session.key";
+// Held exclusive while a save rewrites the settings and the users file, shared by their
+// readers, so a reader of both never sees one save's settings with another's users.
+inline constexpr const char* kSettingsLock = ".orbitel-settings.lock";
 
 // The settings and users files as the pages open them: the site path (with its separator)
 // followed by the name.

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "site/DomainDirectory.h"
@@ -82,7 +83,12 @@ void GetSiteVars() {
   SiteState& site = Site();
   Status status = RunLogged("AdminStuff.GetSiteVars", [&site] {
     data::Recordset settings;
-    Status opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
+    Status opened = Status::Ok();
+    {
+      // Never in the middle of a save of the settings and the users file.
+      data::FileLock saved_pair(files::InSite(site.SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
+      opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
+    }
     if (!opened.ok()) return opened;
     if (!settings.IsEOF()) {
       Status read = ReadSettingsRow(settings, site);

@@ -1,5 +1,6 @@
 #include "site/UserList.h"
 
+#include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
@@ -64,6 +65,7 @@ std::string SplitUserEntry(std::string_view entry, bool want_full_name) {
 
 void InitialiseUsers(const UserList& users) {
   RunLogged("AdminStuff.InitialiseUsers", [&users] {
+    data::FileLock write_together(files::InSite(Site().SitePath, files::kSettingsLock), data::FileLock::Mode::kExclusive);
     bool done = false;
     Status status = FirstRunDone(done);
     if (!status.ok() || done) return status;
@@ -76,7 +78,11 @@ void CleanUpUsers(UserList& users) {
   if (!Site().SettingsLoaded) return;
   RunLogged("AdminStuff.CleanUpUsers", [&users] {
     data::Recordset file;
-    Status status = data::OpenRowsetFile(UsersPath(), file);
+    Status status = Status::Ok();
+    {
+      data::FileLock saved_pair(files::InSite(Site().SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
+      status = data::OpenRowsetFile(UsersPath(), file);
+    }
     if (!status.ok()) return status;
     // Indexes walk the list as it was on entry; removing an entry moves the later ones down,
     // so the same index is looked at again.

@@ -144,11 +144,14 @@ TEST_F(OptionsPageTest, ThePeopleTableTicksTheIncludedAndStopsAtABrokenName) {
   EXPECT_NE(Posted({}).PrintUsers().find("checked value='alice'"), std::string::npos);
   Posted(SettingsForm("bmartin")).SaveOptionChanges();
   const std::string table = Posted({}).PrintUsers();
+  // Each check box is named after its person, the name escaped as the cell beside it shows it.
   EXPECT_NE(table.find("Alice Walker</font></div></td><td width=205><div align=\"left\"><input type=checkbox "
-                       "value='alice' name=AddUser>"),
+                       "value='alice' name=AddUser aria-label=\"Alice Walker\">"),
             std::string::npos);
-  EXPECT_NE(table.find("<input type=checkbox checked value='bmartin' name=AddUser>"), std::string::npos);
+  EXPECT_NE(table.find("<input type=checkbox checked value='bmartin' name=AddUser aria-label=\"Ben Martin\">"),
+            std::string::npos);
   EXPECT_NE(table.find("Sean O&#39;Neill"), std::string::npos);
+  EXPECT_NE(table.find("aria-label=\"Sean O&#39;Neill\""), std::string::npos);
   EXPECT_EQ(table.substr(table.size() - 8), "</table>");
 
   site::testing::WriteFile(File("people.ldif"),

@@ -1,7 +1,9 @@
 // The team pages as a person sees them: the real orbitel program serves a fresh demo site on
 // 127.0.0.1 and headless Chromium signs in, reads the month table, walks the day page back and
-// forth and opens the week and now pages. A screenshot of each page is kept for a human to look
-// at; nothing is written into the source tree.
+// forth and opens the week and now pages. Then every page is opened on a desktop screen, on a
+// phone and in dark mode and checked with axe-core, and the team pages are printed. A
+// screenshot of each page is kept for a human to look at; nothing is written into the source
+// tree.
 //
 // Environment:
 //   ORBITEL_BINARY       the orbitel program to run (required)
@@ -13,8 +15,11 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import os from 'node:os';
+import { createRequire } from 'node:module';
 import path from 'node:path';
 import { chromium } from 'playwright-core';
+
+const axeSource = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 
 const binary = process.env.ORBITEL_BINARY;
 const outputFolder =
@@ -200,8 +205,11 @@ async function checkTeamPages(base, page) {
     ]);
     assert.equal(pageName(page), 'CalendarMonth.asp');
     const title = await heading(page);
-    assert.match(title, /^Team month: /);
-    today = parseHeadingDate(title.replace(/^Team month: /, ''));
+    // The home page names today; the month's heading names only the month.
+    await page.goto(new URL('default.asp', base).href);
+    today = parseHeadingDate((await heading(page)).replace(/^The team's calendars: /, ''));
+    assert.equal(title, `Team month: ${monthNames[today.month - 1]} ${today.year}`);
+    await page.goto(new URL('CalendarMonth.asp', base).href);
     for (const name of ['a.previous', 'a.next', 'a.today']) {
       assert.equal(await page.locator(`.date-bar ${name}`).count(), 1, `${name} in the date bar`);
     }
@@ -216,7 +224,7 @@ async function checkTeamPages(base, page) {
     const personLinks = page.locator('main a[href^="CalendarPersonalMonth.asp"]', { hasText: /\S/ });
     assert.ok(await personLinks.count() >= demoPeople.length, 'too few people in the month table');
     // The demo appointments around today leave marks on the days they fall on.
-    const marks = page.locator('main img[src*="_pix.gif"]');
+    const marks = page.locator('main .grid img[src*="_pix.gif"]');
     assert.ok(await marks.count() > 0, 'no busy mark anywhere in the month table');
     const kinds = await marks.evaluateAll((images) =>
       [...new Set(images.map((image) => image.getAttribute('src')))]);
@@ -226,6 +234,16 @@ async function checkTeamPages(base, page) {
     // A mark for today links to that person's day.
     const todayMark = page.locator(`main a[href*="CalendarPersonalDay.asp?DAY=${today.day}&MONTH=${today.month}&YEAR=${today.year}&"] img[src*="_pix.gif"]`);
     assert.ok(await todayMark.count() > 0, 'nobody has a mark today, though the demo fills today');
+    // Each mark says whose it is, which day and what it means, aloud and on hover.
+    const spokenToday = new RegExp(`^[^,]+, \\w+day ${today.day} ${monthNames[today.month - 1]}: busy(, with a location)?$`);
+    const todayNames = await todayMark.evaluateAll((images) =>
+      images.map((image) => [image.getAttribute('alt'), image.getAttribute('title')]));
+    for (const [alt, title] of todayNames) {
+      assert.match(alt, spokenToday);
+      assert.equal(title, alt);
+    }
+    // The icon before a name opens that person's month and says so.
+    assert.equal(await page.getByRole('link', { name: 'Alice Walker: personal month', exact: true }).count(), 1);
     assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
     await screenshot(page, 'month');
   });
@@ -278,7 +296,7 @@ async function checkTeamPages(base, page) {
     for (const person of demoPeople) {
       assert.ok(main.includes(person), `the week table does not name ${person}`);
     }
-    assert.ok(await page.locator('main img[src*="_pix.gif"]').count() > 0,
+    assert.ok(await page.locator('main .grid img[src*="_pix.gif"]').count() > 0,
       'no busy mark anywhere in the week table');
     assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
     await screenshot(page, 'week');
@@ -313,6 +331,11 @@ async function checkTeamPages(base, page) {
     for (const tile of tiles) {
       assert.match(tile, /^images\/cap-(busy|prov|fort|leer)\.gif$/);
     }
+    const tileNames = await page.locator('main .grid img[src^="images/cap-"]').evaluateAll((images) =>
+      images.map((image) => image.getAttribute('alt')));
+    for (const name of tileNames) {
+      assert.match(name, /^.+: (busy|tentative|out of the office|free) now$/);
+    }
     assert.deepEqual(await allPicturesLoaded(page), [], 'pictures that did not load');
     await screenshot(page, 'now');
   });
@@ -328,6 +351,10 @@ async function checkTeamPages(base, page) {
     assert.equal(await page.locator('input[name="cstrAdminUserName"]').inputValue(), 'admin');
     assert.ok(await page.locator('input[name="AddUser"]:checked').count() >= demoPeople.length,
       'the options page does not tick the demo people');
+    for (const person of demoPeople) {
+      assert.equal(await page.getByRole('checkbox', { name: person, exact: true }).count(), 1,
+        `no check box named ${person}`);
+    }
     await screenshot(page, 'options');
   });
 
@@ -351,6 +378,129 @@ async function checkTeamPages(base, page) {
   await step('nothing the pages asked for failed', async () => {
     assert.deepEqual(faults, []);
   });
+}
+
+// ---- Every page on every screen ------------------------------------------------------------
+
+const screens = [
+  { name: 'wide', viewport: { width: 1280, height: 800 }, colorScheme: 'light' },
+  { name: 'phone', viewport: { width: 390, height: 844 }, colorScheme: 'light', isMobile: true },
+  { name: 'dark', viewport: { width: 1280, height: 800 }, colorScheme: 'dark' },
+];
+
+// The team pages each print on one landscape sheet.
+const printedPages = ['month', 'week', 'day', 'now'];
+
+// What axe-core finds serious or critical on the page as it is now, one line per rule.
+async function accessibilityFaults(page) {
+  await page.addScriptTag({ content: axeSource });
+  return page.evaluate(async () => {
+    const { violations } = await window.axe.run(document, { resultTypes: ['violations'] });
+    return violations.filter((v) => v.impact === 'serious' || v.impact === 'critical')
+      .map((v) => `${v.id} (${v.nodes.length}): ${v.nodes.slice(0, 3)
+        .map((node) => `${node.target.join(' ')} ${node.any.map((check) => check.message).join('; ')}`)
+        .join(' | ')}`);
+  });
+}
+
+// A phone shows the page without sideways scrolling and without text below 12 pixels.
+async function phoneFaults(page) {
+  return page.evaluate(() => {
+    const faults = [];
+    const width = document.documentElement.scrollWidth;
+    if (width > window.innerWidth) faults.push(`the page is ${width} pixels wide`);
+    const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+    const small = new Set();
+    for (let node = walker.nextNode(); node; node = walker.nextNode()) {
+      if (!node.textContent.trim() || !node.parentElement.checkVisibility()) continue;
+      const size = parseFloat(getComputedStyle(node.parentElement).fontSize);
+      if (size < 12) small.add(`"${node.textContent.trim().slice(0, 20)}" at ${size}px`);
+    }
+    if (small.size) faults.push(`small text: ${[...small].slice(0, 5).join(', ')}`);
+    // Today's column, where the grid has one, starts in view beside the names.
+    const today = document.querySelector('.grid td[bgcolor="#ff0000" i]');
+    if (today) {
+      const box = today.getBoundingClientRect();
+      if (box.left < 0 || box.right > window.innerWidth) faults.push('today is off screen');
+    }
+    return faults;
+  });
+}
+
+// Today's header stands out from the other days in either scheme.
+async function todayStandsOut(page) {
+  return page.evaluate(() => {
+    const today = document.querySelector('.grid td[bgcolor="#ff0000" i]');
+    const other = document.querySelector('.grid td[bgcolor="#e5e5e5" i], .grid td[bgcolor="#f7f7f7" i]');
+    if (!today || !other) return true;
+    return getComputedStyle(today).backgroundColor !== getComputedStyle(other).backgroundColor;
+  });
+}
+
+async function signIn(page, base, name, password) {
+  await page.goto(new URL('CalendarLogin.asp', base).href);
+  await page.locator('input[name="cstrUserName"]').fill(name);
+  await page.locator('input[name="cstrPassword"]').fill(password);
+  await Promise.all([page.waitForNavigation(), page.locator('button[value="Login"]').click()]);
+}
+
+async function checkEveryPage(base, browser) {
+  for (const screen of screens) {
+    await step(`every page passes axe-core on the ${screen.name} screen`, async () => {
+      const context = await browser.newContext({
+        viewport: screen.viewport, colorScheme: screen.colorScheme, isMobile: !!screen.isMobile,
+      });
+      const page = await context.newPage();
+      const faults = [];
+      const visit = async (name, address, expectedStatus = 200) => {
+        const response = await page.goto(new URL(address, base).href);
+        if (response.status() !== expectedStatus) faults.push(`${name}: status ${response.status()}`);
+        for (const fault of await accessibilityFaults(page)) faults.push(`${name}: ${fault}`);
+        if (screen.name === 'phone') {
+          for (const fault of await phoneFaults(page)) faults.push(`${name}: ${fault}`);
+        }
+        if (!await todayStandsOut(page)) faults.push(`${name}: today looks like any other day`);
+        // Every page of the site (the status pages aside) ends with the program's version.
+        if (expectedStatus === 200 && !/^Orbitel \d/.test(await page.locator('footer').innerText())) {
+          faults.push(`${name}: the footer does not name the version`);
+        }
+        await screenshot(page, `${screen.name}-${name}`);
+        if (screen.name === 'wide' && printedPages.includes(name)) {
+          await page.emulateMedia({ media: 'print' });
+          if (await page.locator('nav.site').isVisible()) faults.push(`${name}: the navigation prints`);
+          const marks = page.locator('.grid img');
+          if (await marks.count() > 0 && !await marks.first().isVisible()) {
+            faults.push(`${name}: the marks do not print`);
+          }
+          const pdf = await page.pdf({ preferCSSPageSize: true, printBackground: true });
+          const sheets = (pdf.toString('latin1').match(/\/Type\s*\/Page\b/g) || []).length;
+          if (sheets !== 1) faults.push(`${name}: prints on ${sheets} sheets`);
+          await page.emulateMedia({ media: 'screen' });
+        }
+      };
+
+      await visit('sign-in', 'CalendarLogin.asp');
+      await visit('not-found', 'no-such-page.asp', 404);
+      await signIn(page, base, 'admin', 'admin');
+      await visit('home', 'default.asp');
+      await visit('month', 'CalendarMonth.asp');
+      await visit('week', 'CalendarWeek.asp');
+      await visit('day', 'CalendarDay.asp');
+      await visit('now', 'CalendarNow.asp');
+      await visit('people', 'CalendarUserList.asp');
+      await visit('personal-day', 'CalendarPersonalDay.asp?USER=alice');
+      await visit('personal-month', 'CalendarPersonalMonth.asp?USER=alice');
+      await visit('personal-week', 'CalendarPersonalWeek.asp?USER=alice');
+      const item = await page.locator('main a[href^="CalendarItem.asp?UserName=alice&Name="]')
+        .first().getAttribute('href');
+      await visit('appointment', item);
+      await visit('new-appointment', 'CalendarItem.asp?UserName=alice&Method=New');
+      await visit('options', 'CalendarOptions.asp');
+      await visit('installation-check', 'CalendarOptions.asp?action=Check');
+      await context.close();
+      assert.deepEqual(faults, []);
+    });
+  }
 }
 
 // The pages take today from the server's clock; a run that crosses midnight sees the next day.
@@ -387,6 +537,7 @@ async function main() {
       throw error;
     }
     await context.close();
+    await checkEveryPage(base, browser);
   } catch (error) {
     failure = error;
   } finally {

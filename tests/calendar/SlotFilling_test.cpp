@@ -84,7 +84,8 @@ TEST(PersonalBlock, TimeTextsAndLink) {
       site::MemoryPageContext().Query("USER", "alice"));
   const std::string prefix =
       "<table width=\"100%\" border=\"0\" cellspacing=\"0\" cellpadding=\"0\"><tr><td "
-      "width=\"20\" valign=\"top\"><img src=\"images/_pix.gif\" width=\"10\" height=\"10\"></td>"
+      "width=\"20\" valign=\"top\"><img src=\"images/_pix.gif\" width=\"10\" height=\"10\" alt=\"Appointment\" "
+      "title=\"Appointment\"></td>"
       "<td width=\"*\"><font face=\"Verdana, Arial, Helvetica, sans-serif\" color=#000099 size=1>";
   const std::string suffix = "<br><hr noShade size=1><br></font></td></tr></table>";
 

@@ -121,6 +121,52 @@ TEST_F(TeamViews, NowShowsFiveTilesARowWithEachUsersStatus) {
   EXPECT_EQ(Count(html, "10:30:00 AM - 11:30:00 AM"), 6);
 }
 
+// Every picture and link the grids print says what it shows, escaped like the name it repeats.
+TEST_F(TeamViews, PicturesAndLinksSayWhoseWhenAndWhat) {
+  Import("alice", Timed("room", "20031104T090000", "20031104T103000", "LOCATION:Room 2\r\n") +
+                      Timed("now", "20031105T100000", "20031105T113000"));
+  Import("bea", Timed("plain", "20031104T130000", "20031104T140000"));
+  const std::string bea = "Bea &lt;b&gt;Bold&lt;/b&gt;";
+  auto named = [](const std::string& text) {
+    return " alt=\"" + text + "\" title=\"" + text + "\">";
+  };
+  AllMonth month;
+  AllWeek week;
+  AllDay day;
+  AllNow now;
+  const struct {
+    const char* page;
+    std::string html;
+    std::vector<std::string> pieces;
+  } cases[] = {
+      {"month", Run(month, 2003, 11, 5),
+       {"border=\"0\"" + named("Alice Walker: personal month"),
+        "border=\"0\" alt=\"\">Alice Walker</font>",
+        "_pix.gif\" width=18 border=0" +
+            named("Alice Walker, Tuesday 4 November: busy, with a location"),
+        "_pix.gif\" width=18 border=0" + named(bea + ", Tuesday 4 November: busy")}},
+      {"week", Run(week, 2003, 11, 5),
+       {"border=\"0\"" + named("Alice Walker: personal week"),
+        "height=\"19\" border=\"0\"" +
+            named("Alice Walker, Tuesday 4 November, 9:00 to 11:00: busy, with a location"),
+        "height=\"19\" border=\"0\"" + named(bea + ", Tuesday 4 November, 13:00 to 14:00: busy")}},
+      {"day", Run(day, 2003, 11, 4),
+       {"border=\"0\"" + named(bea + ": personal day"),
+        "height=\"19\" border=\"0\"" + named("Alice Walker, 9:00 to 10:30: busy, with a location"),
+        "height=\"19\" border=\"0\"" + named(bea + ", 13:00 to 14:00: busy")}},
+      {"now", Run(now, 2003, 11, 5),
+       {"width=32 border=1" + named("Alice Walker: busy now"),
+        "width=32 border=1" + named(bea + ": free now")}},
+  };
+  for (const auto& c : cases) {
+    for (const std::string& piece : c.pieces) {
+      EXPECT_NE(c.html.find(piece), std::string::npos) << c.page << " lacks " << piece;
+    }
+    // Every picture has its text; only the spacer's is empty.
+    EXPECT_EQ(Count(c.html, "<img "), Count(c.html, " alt=\"")) << c.page;
+  }
+}
+
 TEST_F(TeamViews, AMissingMailboxIsReportedAndTheOthersStillShow) {
   std::filesystem::remove_all(store_.root_);
   store_.CreateMailbox(kDomain, "alice");

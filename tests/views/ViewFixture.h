@@ -71,8 +71,16 @@ inline std::string AllDayEvent(const std::string& uid, const std::string& day, c
                         "\r\nDTEND;VALUE=DATE:" + next + "\r\n");
 }
 
+// The page with the names it adds to pictures, links and check boxes taken out again: what is
+// left must be the tables' own markup, byte for byte.
+inline std::string WithoutAddedNames(const std::string& html) {
+  static const std::regex added(R"( (alt|title|role|aria-[a-z]+)="[^"]*")");
+  return std::regex_replace(html, added, "");
+}
+
 // The table row of a team page that belongs to the account (up to the next person's icon).
-inline std::string RowOf(const std::string& html, const std::string& account) {
+inline std::string RowOf(const std::string& page, const std::string& account) {
+  const std::string html = WithoutAddedNames(page);
   const auto at = html.find("USER=" + account + "\"");
   if (at == std::string::npos) return "";
   const auto start = html.rfind("<tr>", at);
@@ -104,10 +112,11 @@ inline std::string Slots(const std::string& row) {
 }
 
 // The busy days of an account on the team month, "3L 27#": day and picture.
-inline std::string BusyDays(const std::string& html, const std::string& account) {
+inline std::string BusyDays(const std::string& page, const std::string& account) {
   const std::regex busy("CalendarPersonalDay\\.asp\\?DAY=(\\d+)&[^\"]*USER=" + account +
                         "\"><img[^>]*src=\"images/(\\w+)_pix");
   std::string days;
+  const std::string html = WithoutAddedNames(page);
   for (std::sregex_iterator it(html.begin(), html.end(), busy), end; it != end; ++it) {
     days += (days.empty() ? "" : " ") + (*it)[1].str() + ((*it)[2] == "Location" ? "L" : "#");
   }

@@ -1,6 +1,7 @@
 #include "views/team/AllDay.h"
 
 #include "calendar/CalendarQuery.h"
+#include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateNavigation.h"
 #include "site/SiteState.h"
@@ -12,12 +13,21 @@ namespace {
 
 constexpr const char* kFreeSlot = "<td width=\"25\" bgcolor=\"#BBBBBB\">&nbsp;</td>";
 
-// One cell spanning a busy run; 26 pixels a slot: 25 for the cell, 1 for the spacing.
-std::string BusyCell(int run, const std::string& link, const std::string& location) {
+// "9:30": the time at the start of a half-hour slot, slot 1 being 7:00.
+std::string SlotTime(int slot) {
+  const int minutes = 7 * 60 + (slot - 1) * 30;
+  return std::to_string(minutes / 60) + ":" + (minutes % 60 == 0 ? "00" : "30");
+}
+
+// One cell spanning a busy run that ends before slot `next`; 26 pixels a slot: 25 for the cell,
+// 1 for the spacing.
+std::string BusyCell(int run, int next, const std::string& link, const std::string& location,
+                     const std::string& name) {
+  const std::string when = SlotTime(next - run) + " to " + SlotTime(next);
   return "<td width=\"25\" colspan=\"" + std::to_string(run) +
          "\" bgcolor=\"#0066CC\"><div align=\"center\"><a href=\"CalendarPersonalDay.asp" + link +
          "\"><img src=\"" + BusyPicture(location) + "\" width=\"" + std::to_string(run * 26) +
-         "\" height=\"19\" border=\"0\"></a></div></td>";
+         "\" height=\"19\" border=\"0\"" + BusyMarkName(name, when, location) + "></a></div></td>";
 }
 
 }  // namespace
@@ -44,10 +54,11 @@ void AllDay::GenerateCalendar() {
 
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string account = site::SplitUserEntry(grid(u, 0, 0), false);
+    const std::string name = site::SplitUserEntry(grid(u, 0, 0), true);
     const std::string link = site::BuildDateLinkQuery(requested, account);
-    html += UserIconCell("15", "CalendarPersonalDay.asp", link);
+    html += UserIconCell("15", "CalendarPersonalDay.asp", link, name);
     html += UserNameCell(" width=\"185\" bgcolor=\"#E5E5E5\"", "CalendarPersonalDay.asp", link,
-                         "images/dot.gif", site::SplitUserEntry(grid(u, 0, 0), true)) +
+                         "images/dot.gif", name) +
             "</td>";
     int run = 0;
     for (int s = 1; s <= 24; ++s) {
@@ -56,11 +67,11 @@ void AllDay::GenerateCalendar() {
         continue;
       }
       // The run's picture follows the location of its last slot.
-      if (run > 0) html += BusyCell(run, link, grid(u, 3, s - 1));
+      if (run > 0) html += BusyCell(run, s, link, grid(u, 3, s - 1), name);
       run = 0;
       html += kFreeSlot;
     }
-    if (run > 0) html += BusyCell(run, link, grid(u, 3, 24));
+    if (run > 0) html += BusyCell(run, 25, link, grid(u, 3, 24), name);
     html += "</tr>";
   }
   html += "</table>";

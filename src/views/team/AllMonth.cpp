@@ -2,6 +2,7 @@
 
 #include "calendar/CalendarQuery.h"
 #include "site/Clock.h"
+#include "site/AccessibleNames.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
 #include "site/SiteState.h"
@@ -36,10 +37,11 @@ void AllMonth::GenerateCalendar() {
 
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string account = site::SplitUserEntry(grid(u, 0, 0), false);
+    const std::string name = site::SplitUserEntry(grid(u, 0, 0), true);
     const std::string link = site::BuildDateLinkQuery(requested, account);
-    html += UserIconCell("21", "CalendarPersonalMonth.asp", link);
+    html += UserIconCell("21", "CalendarPersonalMonth.asp", link, name);
     html += UserNameCell("  bgcolor=\"#E5E5E5\"", "CalendarPersonalMonth.asp", link,
-                         "images/dot.gif", site::SplitUserEntry(grid(u, 0, 0), true)) +
+                         "images/dot.gif", name) +
             "</td>";
     for (int d = 1; d <= days; ++d) {
       const Date date = day_date(d);
@@ -48,7 +50,8 @@ void AllMonth::GenerateCalendar() {
         html += "<td width=18 align=center valign=middle bgcolor=" + colour +
                 "><a href=\"CalendarPersonalDay.asp" + site::BuildDateLinkQuery(date, account) +
                 "\"><img height=13 src=\"" + BusyPicture(grid(u, d, 1)) +
-                "\" width=18 border=0></a></td>";
+                "\" width=18 border=0" + BusyMarkName(name, site::SpokenDay(date), grid(u, d, 1)) +
+                "></a></td>";
       } else {
         html += "<td align=middle width=18 bgcolor=" + colour + ">&nbsp;</td>";
       }

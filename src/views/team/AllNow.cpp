@@ -2,6 +2,7 @@
 
 #include "calendar/CalendarQuery.h"
 #include "runtime/Conversions.h"
+#include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
@@ -18,6 +19,14 @@ const char* StatusPicture(const std::string& status) {
   if (status == "BUSY") return "cap-busy";
   if (status == "OOF") return "cap-fort";
   return "cap-leer";
+}
+
+// What a status tile says, the same four states as its picture.
+const char* StatusWords(const std::string& status) {
+  if (status == "TENTATIVE") return "tentative now";
+  if (status == "BUSY") return "busy now";
+  if (status == "OOF") return "out of the office now";
+  return "free now";
 }
 
 // The present time of day on the half hour: "10:0", "10:0.5" or "10:1" read as a time.
@@ -44,14 +53,17 @@ void AllNow::GenerateCalendar() {
   html += "<table cellspacing=2 cellpadding=2 width=\"99%\" border=0><tbody>";
   int column = 1;
   for (int u = 0; u < grid.UserCount(); ++u) {
+    const std::string name = site::SplitUserEntry(grid(u, 0, 0), true);
     if (column == 1) html += "<tr>";
     html += "<td valign=top width=90 bgcolor=#eeeeee><div align=\"left\"><a "
             "href=\"CalendarPersonalDay.asp" +
             site::BuildDateLinkQuery(requested, site::SplitUserEntry(grid(u, 0, 0), false)) +
             "\"><img height=32 src=\"images/" + StatusPicture(grid(u, 1, 0)) +
-            ".gif\" width=32 border=1></a><br><font face=arial,helvetica color=#999999 size=1>" +
+            ".gif\" width=32 border=1" +
+            site::PictureName(name + ": " + StatusWords(grid(u, 1, 0))) +
+            "></a><br><font face=arial,helvetica color=#999999 size=1>" +
             span + "</font><br><font face=arial,helvetica size=2>" +
-            site::HtmlEscape(site::SplitUserEntry(grid(u, 0, 0), true)) + "</font></div></td>";
+            site::HtmlEscape(name) + "</font></div></td>";
     if (column == 5) {
       html += "</tr>";
       column = 1;

@@ -3,6 +3,7 @@
 #include "calendar/CalendarQuery.h"
 #include "runtime/Conversions.h"
 #include "site/AccessControl.h"
+#include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
@@ -19,22 +20,35 @@ std::string FreeCell(int width) {
   return "<td width=\"" + std::to_string(width) + "%\">&nbsp;</td>";
 }
 
-std::string BusyBlock(int width, const std::string& link, const std::string& location) {
+// A busy run of `width` percent that ends with hour slot `last` (slot 1 is 7:00 to 8:00), in words.
+std::string RunTime(Date date, int width, int last) {
+  const int first = last - width / kSlotWidth + 1;
+  return site::SpokenDay(date) + ", " + std::to_string(6 + first) + ":00 to " +
+         std::to_string(7 + last) + ":00";
+}
+
+std::string BusyBlock(int width, const std::string& link, const std::string& location,
+                      const std::string& mark_name) {
   return "<td bgcolor=\"#0066CC\" width=\"" + std::to_string(width) +
          "%\"><div align=\"center\"><a href=\"CalendarPersonalDay.asp" + link + "\"><img src=\"" +
          BusyPicture(location) + "\" width=\"" + FormatDouble(width / 12.0 * 10) +
-         "\" height=\"19\" border=\"0\"></a></div></td>";
+         "\" height=\"19\" border=\"0\"" + mark_name + "></a></div></td>";
 }
 
 // The slots of one day as run-length cells. A run's location is read from the slot after it.
-std::string DaySlots(const calendar::UserCalendar& grid, int u, int k, const std::string& link) {
+std::string DaySlots(const calendar::UserCalendar& grid, int u, int k, const std::string& link,
+                     const std::string& person, Date date) {
+  auto busy_block = [&](int width, int last, const std::string& location) {
+    return BusyBlock(width, link, location,
+                     BusyMarkName(person, RunTime(date, width, last), location));
+  };
   std::string html;
   bool in_busy_run = false;
   int run_width = 0;
   for (int s = 1; s <= 12; ++s) {
     const bool busy = grid.IsBusy(u, k, s);
     if (!busy && in_busy_run) {
-      html += BusyBlock(run_width, link, grid(u, k, s + 23));
+      html += busy_block(run_width, s - 1, grid(u, k, s + 23));
       run_width = kSlotWidth;
       in_busy_run = false;
     } else if (!busy) {
@@ -48,7 +62,7 @@ std::string DaySlots(const calendar::UserCalendar& grid, int u, int k, const std
       in_busy_run = true;
     }
   }
-  html += in_busy_run ? BusyBlock(run_width, link, grid(u, k, 36)) : FreeCell(run_width);
+  html += in_busy_run ? busy_block(run_width, 12, grid(u, k, 36)) : FreeCell(run_width);
   return html;
 }
 
@@ -70,9 +84,10 @@ void AllWeek::GenerateUserList() {
   for (const std::string& entry : users) {
     const std::string link =
         site::BuildDateLinkQuery(requested, site::SplitUserEntry(entry, false));
-    html += UserIconCell("21", "CalendarPersonalWeek.asp", link);
+    const std::string name = site::SplitUserEntry(entry, true);
+    html += UserIconCell("21", "CalendarPersonalWeek.asp", link, name);
     html += UserNameCell(" width=\"259\" bgcolor=\"#E5E5E5\"", "CalendarPersonalWeek.asp", link,
-                         "dot.gif", site::SplitUserEntry(entry, true));
+                         "dot.gif", name);
   }
   html += "</table>";
 }
@@ -103,16 +118,17 @@ void AllWeek::GenerateCalendar() {
 
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string account = site::SplitUserEntry(grid(u, 0, 0), false);
+    const std::string name = site::SplitUserEntry(grid(u, 0, 0), true);
     const std::string link = site::BuildDateLinkQuery(requested, account);
-    html += UserIconCell("21", "CalendarPersonalWeek.asp", link);
+    html += UserIconCell("21", "CalendarPersonalWeek.asp", link, name);
     html += UserNameCell(" width=\"249\" bgcolor=\"#E5E5E5\"", "CalendarPersonalWeek.asp", link,
-                         "dot.gif", site::SplitUserEntry(grid(u, 0, 0), true));
+                         "dot.gif", name);
     for (int k = 1; k <= 7; ++k) {
       const Date date = day_date(k);
       html += "</td><td width=\"80\" bgcolor=\"" + std::string(DayCellColour(date)) +
               "\"><center><table width=\"96%\" border=\"0\" cellspacing=\"0\" cellpadding=\"0\">"
               "<tr>" +
-              DaySlots(grid, u, k, site::BuildDateLinkQuery(date, account)) +
+              DaySlots(grid, u, k, site::BuildDateLinkQuery(date, account), name, date) +
               "</tr></table></center>";
     }
   }

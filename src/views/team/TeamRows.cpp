@@ -1,5 +1,6 @@
 #include "views/team/TeamRows.h"
 
+#include "site/AccessibleNames.h"
 #include "site/DateHelpers.h"
 #include "site/DomainDirectory.h"
 #include "site/HtmlEscape.h"
@@ -26,16 +27,30 @@ const char* DayHeaderColour(Date date, Date today) {
 
 const char* DayCellColour(Date date) { return date.IsoWeekday() > 5 ? "#CCCCCC" : "#f7f7f7"; }
 
-std::string UserIconCell(std::string_view width, std::string_view page, const std::string& link) {
+namespace {
+
+// What a personal page's link leads to, for the name of the icon that links it.
+std::string_view PersonalPageName(std::string_view page) {
+  if (page == "CalendarPersonalDay.asp") return "personal day";
+  if (page == "CalendarPersonalWeek.asp") return "personal week";
+  return "personal month";
+}
+
+}  // namespace
+
+std::string UserIconCell(std::string_view width, std::string_view page, const std::string& link,
+                         std::string_view name) {
   return "<tr><td width=\"" + std::string(width) + "\"><a href=\"" + std::string(page) + link +
-         "\"><img src=\"images/outlook.gif\" width=\"16\" height=\"14\" border=\"0\"></a></td>";
+         "\"><img src=\"images/outlook.gif\" width=\"16\" height=\"14\" border=\"0\"" +
+         site::PictureName(std::string(name) + ": " + std::string(PersonalPageName(page))) +
+         "></a></td>";
 }
 
 std::string UserNameCell(std::string_view attributes, std::string_view page,
                          const std::string& link, std::string_view dot, std::string_view name) {
   return "<td" + std::string(attributes) + "><a href=\"" + std::string(page) + link +
          "\"><font face=\"Verdana, Arial, Helvetica, sans-serif\" size=\"2\"><img src=\"" +
-         std::string(dot) + "\" width=\"10\" height=\"1\" border=\"0\">" +
+         std::string(dot) + "\" width=\"10\" height=\"1\" border=\"0\" alt=\"\">" +
          site::HtmlEscape(name) + "</font></a>";
 }
 
@@ -43,6 +58,14 @@ std::string BusyPicture(std::string_view location) {
   const site::SiteState& site = site::Site();
   return site::HtmlEscape(
       site::BusyImage(site.ShowLocation, site.LocationEntry, site.LocationNoEntry, location));
+}
+
+std::string BusyMarkName(std::string_view person, std::string_view when,
+                         std::string_view location) {
+  // The same test that picks the located picture, so the words match what is drawn.
+  const bool located = site::Site().ShowLocation == "Yes" && location.size() > 1;
+  return site::PictureName(std::string(person) + ", " + std::string(when) +
+                           (located ? ": busy, with a location" : ": busy"));
 }
 
 }  // namespace orbitel::views

@@ -19,8 +19,10 @@ const char* DayHeaderColour(Date date, Date today);
 // Cell colour of a day in a user's row: weekends "#CCCCCC", else "#f7f7f7".
 const char* DayCellColour(Date date);
 
-// "<tr><td width=\"<width>\"><a href=\"<page><link>\"><img src=\"images/outlook.gif\" ...></a></td>"
-std::string UserIconCell(std::string_view width, std::string_view page, const std::string& link);
+// "<tr><td width=\"<width>\"><a href=\"<page><link>\"><img src=\"images/outlook.gif\" ...></a></td>",
+// the picture named after the person and the page it opens ("Alice Walker: personal month").
+std::string UserIconCell(std::string_view width, std::string_view page, const std::string& link,
+                         std::string_view name);
 // "<td<attributes>><a href=\"<page><link>\"><font ...><img src=\"<dot>\" ...><name></font></a>":
 // the cell is left open; the caller closes it (or, as the week table does, does not).
 std::string UserNameCell(std::string_view attributes, std::string_view page,
@@ -28,5 +30,9 @@ std::string UserNameCell(std::string_view attributes, std::string_view page,
 
 // The busy picture for a location text, as an attribute value.
 std::string BusyPicture(std::string_view location);
+// The added name of that picture: "<person>, <when>: busy" (", with a location" when the located
+// picture is drawn), as alt and title attributes.
+std::string BusyMarkName(std::string_view person, std::string_view when,
+                         std::string_view location);
 
 }  // namespace orbitel::views

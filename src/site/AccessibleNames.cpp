@@ -1,0 +1,19 @@
+#include "site/AccessibleNames.h"
+
+#include "site/DateHelpers.h"
+#include "site/HtmlEscape.h"
+
+namespace orbitel::site {
+
+std::string PictureName(std::string_view text) {
+  const std::string escaped = HtmlEscape(text);
+  return " alt=\"" + escaped + "\" title=\"" + escaped + "\"";
+}
+
+std::string ControlName(std::string_view text) { return " aria-label=\"" + HtmlEscape(text) + "\""; }
+
+std::string SpokenDay(Date date) {
+  return DayName(date, 1) + " " + std::to_string(date.Day()) + " " + MonthName(date);
+}
+
+}  // namespace orbitel::site

@@ -1,0 +1,20 @@
+#pragma once
+// Names for the pictures and links the page objects print, so a screen reader (and a mouse
+// pointer resting on a mark) tells what each one shows. They are added after an element's own
+// attributes and escaped like any outside text; the rest of the element stays as it was.
+
+#include <string>
+#include <string_view>
+
+#include "runtime/Date.h"
+
+namespace orbitel::site {
+
+// ` alt="<text>" title="<text>"`: the picture's alternative text, shown again on hover.
+std::string PictureName(std::string_view text);
+// ` aria-label="<text>"`: the name of a control that has no label of its own.
+std::string ControlName(std::string_view text);
+// "Monday 3 November": the day a mark stands for, as a reader says it.
+std::string SpokenDay(Date date);
+
+}  // namespace orbitel::site

@@ -1,0 +1,154 @@
+// Sessions sealed in cookies, the sign-in throttle and the request pool: the pieces of the web
+// server that keep visitors apart and the server answering.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <sys/stat.h>
+
+#include "TempFolder.h"
+#include "host/CookieSession.h"
+#include "host/RequestPool.h"
+#include "host/SignInThrottle.h"
+
+namespace orbitel::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CookieSessionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-session");
+    fs::create_directories(folder_ / "site");
+    fs::create_directories(folder_ / "other");
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+  std::shared_ptr<SessionKeyring> Keyring(const char* site) {
+    auto keyring = SessionKeyring::Open(folder_ / site);
+    EXPECT_TRUE(keyring.ok()) << keyring.status().description();
+    return keyring.value_or(nullptr);
+  }
+  fs::path folder_;
+};
+
+TEST_F(CookieSessionTest, OnlyAnUnalteredRecentCookieOfThisSiteOpens) {
+  auto keyring = Keyring("site");
+  const std::int64_t now = 1'900'000'000;
+  const SessionData session{"Admin", std::string(32, 'a'), now};
+  const std::string cookie = keyring->Seal(session);
+  EXPECT_NE(cookie.find("Admin"), 0u);
+
+  auto opened = keyring->Unseal(cookie, now + 60);
+  ASSERT_TRUE(opened);
+  EXPECT_EQ(opened->level, "Admin");
+  EXPECT_EQ(opened->form_token, session.form_token);
+  EXPECT_EQ(opened->last_used, now);
+  EXPECT_NE(keyring->Seal(session), cookie);  // a fresh nonce each time
+
+  // Idle past twenty minutes, or from the future, it is over.
+  EXPECT_FALSE(keyring->Unseal(cookie, now + kSessionIdleTime.count() + 1));
+  EXPECT_FALSE(keyring->Unseal(cookie, now - 3600));
+  // Any altered character, a cut, junk, or another site's key: an anonymous visitor.
+  for (std::size_t at : {std::size_t{0}, cookie.size() / 2, cookie.size() - 1}) {
+    std::string altered = cookie;
+    altered[at] = altered[at] == 'A' ? 'B' : 'A';
+    EXPECT_FALSE(keyring->Unseal(altered, now)) << at;
+  }
+  EXPECT_FALSE(keyring->Unseal(cookie.substr(0, cookie.size() - 4), now));
+  EXPECT_FALSE(keyring->Unseal("", now));
+  EXPECT_FALSE(keyring->Unseal(std::string(5000, 'A'), now));
+  EXPECT_FALSE(keyring->Unseal("not base64 at all!", now));
+  EXPECT_FALSE(Keyring("other")->Unseal(cookie, now));
+}
+
+TEST_F(CookieSessionTest, TheKeyIsPrivateKeptAcrossStartsAndRotationEndsEverySession) {
+  auto keyring = Keyring("site");
+  const fs::path key_file = folder_ / "site" / ".orbitel-session.key";
+  struct stat info {};
+  ASSERT_EQ(stat(key_file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  const std::int64_t now = UnixNow();
+  const std::string cookie = keyring->Seal({"User", "t", now});
+  // A restart (another keyring on the same folder) reads the same key.
+  EXPECT_TRUE(Keyring("site")->Unseal(cookie, now));
+
+  // Rotated here: ended at once. Rotated by another process: ended here within a second.
+  auto other_process = Keyring("site");
+  ASSERT_TRUE(keyring->Rotate().ok());
+  EXPECT_FALSE(keyring->Unseal(cookie, now));
+  const std::string after = keyring->Seal({"User", "t", now});
+  ASSERT_TRUE(RotateSessionKey(folder_ / "site").ok());
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  EXPECT_FALSE(keyring->Unseal(after, now));
+  EXPECT_FALSE(other_process->Unseal(after, now));
+}
+
+TEST(SignInThrottle, SlowsRepeatedWrongPasswordsOneAfterAnotherAndForgetsASuccess) {
+  using namespace std::chrono;
+  SignInThrottle throttle;
+  const auto t0 = SignInThrottle::Clock::time_point() + hours(1);
+  // The first wrong passwords cost nothing; the one that starts the slowing down says so once.
+  for (int i = 1; i <= SignInThrottle::kFreeFailures; ++i) {
+    EXPECT_EQ(throttle.Schedule("10.0.0.1", t0), t0);
+    EXPECT_FALSE(throttle.Record("10.0.0.1", false, t0));
+  }
+  EXPECT_TRUE(throttle.Record("10.0.0.1", false, t0));
+  EXPECT_FALSE(throttle.Record("10.0.0.1", false, t0));
+  // Attempts sent together are spread out, each later than the one before.
+  const auto first = throttle.Schedule("10.0.0.1", t0);
+  const auto second = throttle.Schedule("10.0.0.1", t0);
+  EXPECT_GT(first, t0);
+  EXPECT_GE(second - first, seconds(2));
+  // Other addresses are not slowed; the delay grows but has a ceiling.
+  EXPECT_EQ(throttle.Schedule("10.0.0.2", t0), t0);
+  EXPECT_EQ(SignInThrottle::DelayAfter(SignInThrottle::kFreeFailures), SignInThrottle::Clock::duration::zero());
+  EXPECT_LT(SignInThrottle::DelayAfter(4), SignInThrottle::DelayAfter(5));
+  EXPECT_EQ(SignInThrottle::DelayAfter(100), SignInThrottle::kLongestDelay);
+  // A right password, or a quarter of an hour of quiet, forgets the address.
+  throttle.Record("10.0.0.1", true, t0);
+  EXPECT_EQ(throttle.Schedule("10.0.0.1", t0), t0);
+  for (int i = 0; i < 6; ++i) throttle.Record("10.0.0.3", false, t0);
+  EXPECT_EQ(throttle.Schedule("10.0.0.3", t0 + minutes(16)), t0 + minutes(16));
+}
+
+TEST(SignInThrottle, HoldsABoundedNumberOfAddresses) {
+  SignInThrottle throttle(100);
+  const auto t0 = SignInThrottle::Clock::time_point() + std::chrono::hours(1);
+  for (int i = 0; i < 1000; ++i) throttle.Record("10.1." + std::to_string(i), false, t0 + std::chrono::seconds(i));
+  // The most recent guessers are still remembered.
+  for (int i = 0; i < 4; ++i) throttle.Record("10.1.999", false, t0 + std::chrono::seconds(1000));
+  EXPECT_GT(throttle.Schedule("10.1.999", t0 + std::chrono::seconds(1000)), t0 + std::chrono::seconds(1000));
+}
+
+TEST(RequestPool, RunsHeldJobsAtTheirTimeRefusesBeyondItsQueueAndDrains) {
+  RequestPool pool(2, 4);
+  std::atomic<int> ran{0};
+  std::atomic<bool> release{false};
+  // Two workers busy, four waiting: the queue is full.
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(pool.Submit([&] {
+      while (!release) std::this_thread::yield();
+      ++ran;
+    }));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(pool.Submit([&] { ++ran; }));
+  EXPECT_FALSE(pool.Submit([&] { ++ran; }));
+  release = true;
+  pool.Drain();
+  EXPECT_EQ(ran, 6);
+
+  // A held job waits for its time without holding a worker; Drain runs it at once.
+  std::atomic<bool> held_ran{false};
+  ASSERT_TRUE(pool.Submit([&] { held_ran = true; }, RequestPool::Clock::now() + std::chrono::hours(1)));
+  ASSERT_TRUE(pool.Submit([&] { ++ran; }));
+  while (ran < 7) std::this_thread::yield();
+  EXPECT_FALSE(held_ran);
+  pool.Drain();
+  EXPECT_TRUE(held_ran);
+}
+
+}  // namespace
+}  // namespace orbitel::host
