@@ -72,7 +72,7 @@ TEST_F(TeamViews, DayJoinsBusySlotsIntoRunsFrom7To19) {
                       Timed("evening", "20031104T180000", "20031104T200000"));
   // Begun days before the day shown and still going on it; the next day's stays off it.
   Import("bea", Timed("away", "20031101T090000", "20031104T120000") +
-                    Timed("next", "20031105T130000", "20031105T140000"));
+                    AllDayEvent("next", "20031105", "20031106"));
   Import("carl", AllDayEvent("off", "20031104", "20031105"));
   AllDay page;
   const std::string html = Run(page, 2003, 11, 4);
