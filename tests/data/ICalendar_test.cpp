@@ -119,6 +119,10 @@ TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   }
   EXPECT_EQ(edited->find("SUMMARY:Old"), std::string::npos);
   EXPECT_EQ(edited->find("STATUS:TENTATIVE"), std::string::npos);
+  // Clients without the Microsoft property read TRANSP: busy is opaque, free transparent.
+  EXPECT_NE(edited->find("TRANSP:OPAQUE"), std::string::npos);
+  edit.busystatus = "Free";
+  EXPECT_NE(EditEventCalendar(original, edit)->find("TRANSP:TRANSPARENT"), std::string::npos);
 
   // New times replace DTSTART, DTEND and DURATION.
   edit = EventEdit{};
