@@ -70,8 +70,9 @@ TEST_F(TeamViews, DayJoinsBusySlotsIntoRunsFrom7To19) {
                       Timed("before", "20031104T130000", "20031104T140000") +
                       Timed("after", "20031104T143000", "20031104T153000", "LOCATION:Room 2\r\n") +
                       Timed("evening", "20031104T180000", "20031104T200000"));
-  // Begun days before the day shown and still going on it; the next day's stays off it.
+  // Begun days before the day shown and still going on it; the days before and after stay off.
   Import("bea", Timed("away", "20031101T090000", "20031104T120000") +
+                    AllDayEvent("before", "20031103", "20031104") +
                     AllDayEvent("next", "20031105", "20031106"));
   Import("carl", AllDayEvent("off", "20031104", "20031105"));
   AllDay page;
