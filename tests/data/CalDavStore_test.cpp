@@ -19,6 +19,7 @@
 #include "TempFolder.h"
 #include "data/Appointment.h"
 #include "data/CalDavClient.h"
+#include "data/CalDavXml.h"
 #include "data/Connection.h"
 #include "data/IsoDate.h"
 #include "data/RadicaleServer.h"
@@ -184,6 +185,22 @@ class CalDavStoreTest : public ::testing::Test {
     return {};
   }
 };
+
+// Servers answer the properties they lack in a propstat of their own (404) that may follow the
+// found ones; its empty values must not replace what was found.
+TEST(CalDavAnswers, PropertiesAnsweredNotFoundAreLeftOut) {
+  auto resources = ParseMultistatus(
+      "<d:multistatus xmlns:d=\"DAV:\" xmlns:c=\"urn:ietf:params:xml:ns:caldav\"><d:response>"
+      "<d:href>/a/x.ics</d:href><d:propstat><d:prop><d:getetag>\"1\"</d:getetag>"
+      "<c:calendar-data>BEGIN:VCALENDAR</c:calendar-data></d:prop>"
+      "<d:status>HTTP/1.1 200 OK</d:status></d:propstat><d:propstat><d:prop><d:getetag/>"
+      "<c:calendar-data/></d:prop><d:status>HTTP/1.1 404 Not Found</d:status></d:propstat>"
+      "</d:response></d:multistatus>");
+  ASSERT_TRUE(resources.ok()) << resources.status().description();
+  ASSERT_EQ(resources->size(), 1u);
+  EXPECT_EQ((*resources)[0].etag, "\"1\"");
+  EXPECT_EQ((*resources)[0].calendar_data, "BEGIN:VCALENDAR");
+}
 
 TEST_F(CalDavStoreTest, ThePeriodQueryReturnsEveryKindOfItemInsideTheWindowOnly) {
   Connection connection = Open(FolderOf("alice"));

@@ -141,13 +141,14 @@ TEST_F(ExpressionEvaluate, ComparesTextsIgnoringCase) {
   EXPECT_TRUE(True("Users < 'Bob'"));  // 'a' sorts after 'B' by byte value
   EXPECT_TRUE(True("Users >= 'Alice' AND Users <= 'alice'"));
   EXPECT_FALSE(True("Users <> 'Alice'"));
+  EXPECT_FALSE(True("Users > 'ALICE' OR Users < 'ALICE'"));
 }
 
 TEST_F(ExpressionEvaluate, ConvertsTextToTheOtherSidesType) {
   row = {{"Count", Value("10.0")}, {"Word", Value("abc")}, {"Number", Value(9.0)},
          {"Flag", Value(true)}, {"FlagText", Value("False")}};
   EXPECT_TRUE(True("Count = 10"));
-  EXPECT_TRUE(True("Count > 9.5"));
+  EXPECT_TRUE(True("Count > 9.5 AND 9.5 < Count AND NOT 11 < Count"));
   EXPECT_TRUE(True("Number < 10"));       // numerically, though "9" > "10" as text
   EXPECT_TRUE(True("Number = '9'"));
   EXPECT_FALSE(True("Word = 5"));         // not convertible: every comparison is false

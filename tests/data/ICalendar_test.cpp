@@ -100,6 +100,14 @@ TEST_F(ICalendarTest, SpanOfARecurringItem) {
   auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
   ASSERT_TRUE(endless.ok());
   EXPECT_FALSE(endless->span_end.has_value());
+
+  // A period holds the occurrences that overlap it, the one begun the night before included.
+  auto overlapping = ExpandItem(
+      Calendar(Event("x", "DTSTART:20261110T230000Z\nDTEND:20261111T010000Z\nRRULE:FREQ=DAILY;COUNT=3\n")),
+      UtcOfDate(Utc("2026-11-11T00:00:00Z")), UtcOfDate(Utc("2026-11-11T12:00:00Z")));
+  ASSERT_TRUE(overlapping.ok());
+  ASSERT_EQ(overlapping->size(), 1u);
+  EXPECT_EQ((*overlapping)[0].dtstart, Utc("2026-11-10T23:00:00Z"));
 }
 
 TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
@@ -119,6 +127,10 @@ TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   }
   EXPECT_EQ(edited->find("SUMMARY:Old"), std::string::npos);
   EXPECT_EQ(edited->find("STATUS:TENTATIVE"), std::string::npos);
+  // Clients without the Microsoft property read TRANSP: busy is opaque, free transparent.
+  EXPECT_NE(edited->find("TRANSP:OPAQUE"), std::string::npos);
+  edit.busystatus = "Free";
+  EXPECT_NE(EditEventCalendar(original, edit)->find("TRANSP:TRANSPARENT"), std::string::npos);
 
   // New times replace DTSTART, DTEND and DURATION.
   edit = EventEdit{};

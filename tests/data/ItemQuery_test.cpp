@@ -94,6 +94,9 @@ TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
       {"sensitivity as a number", "WHERE \"http://schemas.microsoft.com/exchange/sensitivity\" > 1",
        {"private", "confidential"}},
       {"nothing passes", "WHERE \"DAV:displayname\" = 'none.ics'", {}},
+      {"the date before the field",
+       "WHERE CAST(\"2003-11-07T00:00:00Z\" as 'dateTime') < \"urn:schemas:calendar:dtstart\"",
+       {"ends-after", "tentative"}},
   };
   for (const WhereCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -209,6 +212,7 @@ TEST(ItemQueryWindow, TakesTheBoundsOfTopLevelAndedComparisons) {
       {"(" + start + " >= " + cx + ") AND (" + end + " <= " + cy + ") AND " + sensitivity,
        {"", x, y}},
       {cx + " <= " + start + " AND " + cy + " >= " + end, {"", x, y}},
+      {cx + " < " + start + " AND " + cy + " > " + end, {"", x, y}},
       {start + " > " + cx + " AND " + end + " < " + cy, {"", x, y}},
       {start + " >= " + cx + " AND (" + end + " <= " + cy + " AND " + sensitivity + ")",
        {"", x, y}},

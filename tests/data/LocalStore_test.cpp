@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "data/Connection.h"
+#include "data/Sqlite.h"
 #include "data/StoreFixture.h"
 #include "runtime/ErrorNumbers.h"
 
@@ -109,13 +110,17 @@ TEST_F(LocalStoreTest, PeriodQueryLeavesOutPrivateAndFreeItems) {
 
 TEST_F(LocalStoreTest, AllDayItemSpansTheLocalDay) {
   Import(kDomain, "alice",
-         Calendar(Event("day", "SUMMARY:Holiday\nDTSTART;VALUE=DATE:20261126\n")));
+         Calendar(Event("day", "SUMMARY:Holiday\nDTSTART;VALUE=DATE:20261126\n") +
+                  Event("weekend", "SUMMARY:Weekend\nDTSTART;VALUE=DATE:20261107\n"
+                                   "DTEND;VALUE=DATE:20261109\nRRULE:FREQ=WEEKLY;COUNT=2\n")));
   const auto rows = Period(FolderUrlOf(kDomain, "alice"), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z");
-  ASSERT_EQ(rows.size(), 1u);
-  EXPECT_TRUE(rows[0].all_day);
-  // New York midnights in November are 05:00 UTC.
-  EXPECT_EQ(rows[0].start, Utc("2026-11-26T05:00:00Z"));
-  EXPECT_EQ(rows[0].end, Utc("2026-11-27T05:00:00Z"));
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_TRUE(rows[2].all_day);
+  // New York midnights in November are 05:00 UTC; each weekend lasts its two days.
+  EXPECT_EQ(rows[1].start, Utc("2026-11-14T05:00:00Z"));
+  EXPECT_EQ(rows[1].end, Utc("2026-11-16T05:00:00Z"));
+  EXPECT_EQ(rows[2].start, Utc("2026-11-26T05:00:00Z"));
+  EXPECT_EQ(rows[2].end, Utc("2026-11-27T05:00:00Z"));
 }
 
 TEST_F(LocalStoreTest, WeeklyMeetingKeepsItsLocalTimeAcrossTheDaylightSavingChange) {
@@ -254,6 +259,25 @@ TEST_F(LocalStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {
   EXPECT_EQ(store.ReadItem(*first).status().number(), errors::kCannotOpenFolder);
   EXPECT_EQ(store.DeleteItem(*first).number(), errors::kCannotOpenFolder);
   EXPECT_EQ(store.ReadItem(url + "../bob/calendar/x.ics").status().number(), errors::kCannotOpenFolder);
+}
+
+// An import writes its items in one transaction: an item that cannot go in leaves nothing.
+TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
+  CreateMailbox(kDomain, "alice");
+  auto database = LocalStoreDatabase::Open(root_, kDomain);
+  ASSERT_TRUE(database.ok());
+  const LocalStoreDatabase::FolderId folder = **(*database)->FindFolder("alice");
+  {
+    sqlite::Transaction transaction((*database)->handle());
+    ASSERT_TRUE(transaction.began());
+    ASSERT_TRUE((*database)
+                    ->Put(folder, "first.ics",
+                          Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n")))
+                    .ok());
+    EXPECT_FALSE((*database)->Put(folder, "second.ics", Calendar(Event("second", "SUMMARY:No start\n"))).ok());
+  }
+  EXPECT_TRUE((*database)->All(folder)->empty());
+  EXPECT_TRUE(Period(FolderUrlOf(kDomain, "alice"), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z").empty());
 }
 
 TEST_F(LocalStoreTest, DeletingARowOfThePeriodQueryRemovesTheItem) {

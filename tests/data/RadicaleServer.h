@@ -5,44 +5,18 @@
 // account may create collections at any depth. The server goes down with the process, however
 // that ends.
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <sstream>
 #include <string>
-#include <thread>
 
+#include "../ServerProcess.h"
 #include "../TempFolder.h"
-#include "data/CalDavClient.h"
 
 namespace orbitel::data::testing {
 
-// A port on 127.0.0.1 that nothing listens on at the moment it is returned.
-inline int FreePort() {
-  const int socket_fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  int port = 0;
-  if (::bind(socket_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-      ::getsockname(socket_fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-    port = ntohs(address.sin_port);
-  }
-  ::close(socket_fd);
-  return port;
-}
+using orbitel::testing::FreePort;
 
 inline std::string FindOnPath(const std::string& program) {
   const char* path = std::getenv("PATH");
@@ -53,13 +27,6 @@ inline std::string FindOnPath(const std::string& program) {
     if (::access(candidate.c_str(), X_OK) == 0) return candidate;
   }
   return {};
-}
-
-inline std::string ReadWholeFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
 }
 
 class RadicaleServer {
@@ -93,47 +60,14 @@ class RadicaleServer {
         << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
         << "[web]\ntype = none\n"
         << "[logging]\nlevel = warning\n";
-    const std::string config = (folder_ / "config").string();
-    const std::string log = (folder_ / "radicale.log").string();
-
-    pid_ = ::fork();
-    if (pid_ < 0) return "Radicale could not be started: fork failed";
-    if (pid_ == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      if (out >= 0) {
-        ::dup2(out, STDOUT_FILENO);
-        ::dup2(out, STDERR_FILENO);
-      }
-      ::execl(radicale.c_str(), radicale.c_str(), "--config", config.c_str(),
-              static_cast<char*>(nullptr));
-      ::_exit(127);
-    }
-
-    // Started once the server answers; a server that exits or never answers is a failure.
-    CalDavClient client(std::nullopt);
-    for (int attempt = 0; attempt < 300; ++attempt) {
-      int status = 0;
-      if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-        pid_ = -1;
-        return "Radicale exited at start-up: " + ReadWholeFile(log);
-      }
-      Result<HttpResponse> answer = client.Send(HttpRequest{"OPTIONS", base_url_, "", "", {}});
-      if (answer.ok()) return {};
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    const std::string why = "Radicale did not answer on " + base_url_ + ": " + ReadWholeFile(log);
-    Stop();
-    return why;
+    std::string why;
+    pid_ = orbitel::testing::StartServer({radicale, "--config", (folder_ / "config").string()},
+                                         (folder_ / "radicale.log").string(), port, why);
+    return pid_ > 0 ? std::string() : why;
   }
 
   void Stop() {
-    if (pid_ > 0) {
-      ::kill(pid_, SIGTERM);
-      int status = 0;
-      ::waitpid(pid_, &status, 0);
-      pid_ = -1;
-    }
+    orbitel::testing::StopServer(pid_);
     if (!folder_.empty()) std::filesystem::remove_all(folder_);
     folder_.clear();
   }

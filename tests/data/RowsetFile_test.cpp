@@ -19,25 +19,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The file exactly as ADO writes a one-user list.
-constexpr const char* kUsersFile =
-    "<xml xmlns:s='uuid:BDC6E3F0-6DA3-11d1-A2A3-00AA00C14882'\n"
-    "\txmlns:dt='uuid:C2F41010-65B3-11d1-A29F-00AA00C14882'\n"
-    "\txmlns:rs='urn:schemas-microsoft-com:rowset'\n"
-    "\txmlns:z='#RowsetSchema'>\n"
-    "<s:Schema id='RowsetSchema'>\n"
-    "\t<s:ElementType name='row' content='eltOnly' rs:updatable='true'>\n"
-    "\t\t<s:AttributeType name='Users' rs:number='1' rs:write='true'>\n"
-    "\t\t\t<s:datatype dt:type='string' dt:maxLength='255' rs:precision='0' "
-    "rs:maybenull='false'/>\n"
-    "\t\t</s:AttributeType>\n"
-    "\t\t<s:extends type='rs:rowbase'/>\n"
-    "\t</s:ElementType>\n"
-    "</s:Schema>\n"
-    "<rs:data>\n"
-    "\t<z:row Users='alice'/>\n"
-    "</rs:data>\n"
-    "</xml>\n";
+// The shipped users file, as ADO writes it, holding one user.
+std::string UsersFile() {
+  std::stringstream shipped;
+  shipped << std::ifstream("www/OrbitelUsers.xml", std::ios::binary).rdbuf();
+  std::string text = shipped.str();
+  return text.insert(text.find("</rs:data>"), "\t<z:row Users='alice'/>\n");
+}
 
 class RowsetFileTest : public ::testing::Test {
  protected:
@@ -68,7 +56,7 @@ class RowsetFileTest : public ::testing::Test {
 };
 
 TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
-  const fs::path path = Write("OrbitelUsers.xml", kUsersFile);
+  const fs::path path = Write("OrbitelUsers.xml", UsersFile());
   Recordset users;
   ASSERT_TRUE(OpenRowsetFile(path, users).ok());
   ASSERT_EQ(users.fields().size(), 1u);
@@ -79,7 +67,7 @@ TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
 
   fs::remove(path);
   ASSERT_TRUE(SaveRowsetFile(users, path).ok());
-  EXPECT_EQ(Read(path), kUsersFile);
+  EXPECT_EQ(Read(path), UsersFile());
   EXPECT_EQ(Entries(), (std::vector<std::string>{"OrbitelUsers.xml", "OrbitelUsers.xml.lock"}));
 }
 
@@ -134,7 +122,7 @@ TEST_F(RowsetFileTest, AnyTextSurvivesARoundTrip) {
 }
 
 TEST_F(RowsetFileTest, SavingCommitsPendingEditsAndKeepsPermissions) {
-  const fs::path path = Write("users.xml", kUsersFile);
+  const fs::path path = Write("users.xml", UsersFile());
   ::chmod(path.c_str(), 0640);
   Recordset users;
   ASSERT_TRUE(OpenRowsetFile(path, users).ok());
@@ -160,7 +148,7 @@ TEST_F(RowsetFileTest, MissingAndMalformedFilesLeaveTheRecordsetClosed) {
   EXPECT_EQ(OpenRowsetFile(folder / "no-folder" / "x.xml", recordset).number(),
             errors::kFileNotFound);
 
-  const fs::path broken = Write("broken.xml", std::string(kUsersFile).substr(0, 300));
+  const fs::path broken = Write("broken.xml", std::string(UsersFile()).substr(0, 300));
   Status malformed = OpenRowsetFile(broken, recordset);
   EXPECT_EQ(malformed.number(), errors::kPersistedFileInvalid);
   EXPECT_NE(malformed.description().find(broken.string()), std::string::npos);

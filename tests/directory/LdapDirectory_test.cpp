@@ -2,15 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ServerProcess.h"
 #include "TempFolder.h"
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -111,38 +104,8 @@ std::vector<std::string> Described(const std::vector<Account>& accounts) {
   return described;
 }
 
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-sockaddr_in Loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  return address;
-}
-
-// A port nobody listens on just now.
-int FreePort() {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address = Loopback(0);
-  socklen_t length = sizeof address;
-  const bool bound = ::bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-                     ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-  ::close(fd);
-  return bound ? ntohs(address.sin_port) : -1;
-}
-
-bool Accepts(int port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in address = Loopback(port);
-  const bool connected =
-      ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  ::close(fd);
-  return connected;
-}
+using orbitel::testing::FreePort;
+using orbitel::testing::ReadWholeFile;
 
 // A real OpenLDAP server for the suite: its own configuration and database in a temporary
 // folder, listening on 127.0.0.1 only, stopped when the suite ends (and with the test program,
@@ -167,7 +130,7 @@ class LdapServer : public ::testing::Test {
                             (folder_ / "entries.ldif").string() + " >" +
                             (folder_ / "ldapadd.log").string() + " 2>&1";
     if (std::system(add.c_str()) != 0) {
-      failure_ = "ldapadd could not load the entries: " + ReadAll(folder_ / "ldapadd.log");
+      failure_ = "ldapadd could not load the entries: " + ReadWholeFile(folder_ / "ldapadd.log");
     }
   }
 
@@ -205,46 +168,18 @@ class LdapServer : public ::testing::Test {
          << "access to * by * read\n";
     conf.close();
 
-    const std::string listen = Uri();
     const std::string log = (folder_ / "slapd.log").string();
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-      const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-      ::dup2(out, 1);
-      ::dup2(out, 2);
-      // -d keeps slapd in the foreground, a child of this program.
-      ::execl(kSlapd, "slapd", "-h", listen.c_str(), "-f", config.c_str(), "-d", "0", nullptr);
-      ::_exit(127);
-    }
-    // Until it accepts connections, or gives up; quiet in the foreground, a slapd that stopped
-    // is asked why by its configuration check.
-    for (int tries = 0; tries < 300 && !Accepts(port_); ++tries) {
-      int status = 0;
-      if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-        pid_ = -1;
-        const std::string check = std::string(kSlapd) + " -Tt -f " + config.string() + " >>" +
-                                  log + " 2>&1";
-        failure_ = std::system(check.c_str()) == 0 ? "slapd stopped at start: "
-                                                   : "slapd refused its configuration: ";
-        failure_ += ReadAll(log);
-        return false;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    if (Accepts(port_)) return true;
-    failure_ = "slapd did not start listening on " + listen + ": " + ReadAll(log);
-    Stop();
+    // -d keeps slapd in the foreground, a child of this program.
+    pid_ = orbitel::testing::StartServer({kSlapd, "-h", Uri(), "-f", config.string(), "-d", "0"},
+                                         log, port_, failure_);
+    if (pid_ > 0) return true;
+    // A slapd that stopped is asked why by its configuration check.
+    const std::string check = std::string(kSlapd) + " -Tt -f " + config.string() + " >>" + log + " 2>&1";
+    if (std::system(check.c_str()) != 0) failure_ = "slapd refused its configuration: " + ReadWholeFile(log);
     return false;
   }
 
-  static void Stop() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGTERM);
-    int status = 0;
-    ::waitpid(pid_, &status, 0);
-    pid_ = -1;
-  }
+  static void Stop() { orbitel::testing::StopServer(pid_); }
 
   // A credentials file of that text; its path.
   static std::string Credentials(const std::string& text) {

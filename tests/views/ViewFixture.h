@@ -71,18 +71,56 @@ inline std::string AllDayEvent(const std::string& uid, const std::string& day, c
                         "\r\nDTEND;VALUE=DATE:" + next + "\r\n");
 }
 
-inline bool IsWeekend(int y, int m, int d) { return Date::FromParts(y, m, d)->IsoWeekday() > 5; }
-
-inline std::string DateLink(int y, int m, int d, const std::string& user) {
-  return "?DAY=" + std::to_string(d) + "&MONTH=" + std::to_string(m) + "&YEAR=" +
-         std::to_string(y) + "&USER=" + user;
-}
-
 // The page with the names it adds to pictures, links and check boxes taken out again: what is
 // left must be the tables' own markup, byte for byte.
 inline std::string WithoutAddedNames(const std::string& html) {
   static const std::regex added(R"( (alt|title|role|aria-[a-z]+)="[^"]*")");
   return std::regex_replace(html, added, "");
+}
+
+// The table row of a team page that belongs to the account (up to the next person's icon).
+inline std::string RowOf(const std::string& page, const std::string& account) {
+  const std::string html = WithoutAddedNames(page);
+  const auto at = html.find("USER=" + account + "\"");
+  if (at == std::string::npos) return "";
+  const auto start = html.rfind("<tr>", at);
+  const auto next = html.find("outlook.gif", html.find("outlook.gif", at) + 1);
+  return html.substr(start, next == std::string::npos ? next : html.rfind("<tr>", next) - start);
+}
+
+// A team day or week row read back as slots: '.' free, '#' busy, 'L' busy somewhere named; a
+// week's days are separated by '|'. Day runs span colspan slots, week cells 8% a slot.
+inline std::string Slots(const std::string& row) {
+  static const std::regex cell(
+      "(<center>)|bgcolor=\"#BBBBBB\"|<td width=\"(\\d+)%\">&nbsp;|(?:colspan=\"(\\d+)\"|"
+      "bgcolor=\"#0066CC\" width=\"(\\d+)%\")[\\s\\S]*?images/(\\w+)_pix");
+  std::string slots;
+  for (std::sregex_iterator it(row.begin(), row.end(), cell), end; it != end; ++it) {
+    const std::smatch& m = *it;
+    if (m[1].matched) {
+      if (!slots.empty()) slots += '|';
+    } else if (m[2].matched) {
+      slots.append(std::stoi(m[2]) / 8, '.');
+    } else if (m[5].matched) {
+      const int n = m[3].matched ? std::stoi(m[3]) : std::stoi(m[4]) / 8;
+      slots.append(n, m[5] == "Location" ? 'L' : '#');
+    } else {
+      slots += '.';
+    }
+  }
+  return slots;
+}
+
+// The busy days of an account on the team month, "3L 27#": day and picture.
+inline std::string BusyDays(const std::string& page, const std::string& account) {
+  const std::regex busy("CalendarPersonalDay\\.asp\\?DAY=(\\d+)&[^\"]*USER=" + account +
+                        "\"><img[^>]*src=\"images/(\\w+)_pix");
+  std::string days;
+  const std::string html = WithoutAddedNames(page);
+  for (std::sregex_iterator it(html.begin(), html.end(), busy), end; it != end; ++it) {
+    days += (days.empty() ? "" : " ") + (*it)[1].str() + ((*it)[2] == "Location" ? "L" : "#");
+  }
+  return days;
 }
 
 inline int Count(const std::string& text, const std::string& piece) {
