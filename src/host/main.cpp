@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/ServeCommand.h"
+#include "host/SiteCommand.h"
 #include "host/StoreCommand.h"
 
 namespace {
@@ -14,7 +15,8 @@ void PrintUsage(std::ostream& out) {
          "\n"
          "Commands:\n"
          "  serve    serve the site, or the demo site (orbitel serve --help)\n"
-         "  store    manage the local calendar store (orbitel store --help)\n";
+         "  store    manage the local calendar store (orbitel store --help)\n"
+         "  site     look after a site folder: end every session (orbitel site --help)\n";
 }
 
 }  // namespace
@@ -35,6 +37,9 @@ int main(int argc, char** argv) {
   }
   if (args[0] == "serve") {
     return orbitel::host::RunServeCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
+  }
+  if (args[0] == "site") {
+    return orbitel::host::RunSiteCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
   }
   if (args[0] == "store") {
     return orbitel::host::RunStoreCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <thread>
 
+#include "host/RunOrbitel.h"
 #include "host/ServedSite.h"
 #include "site/SiteFixture.h"
 
@@ -110,6 +111,17 @@ TEST_F(WebServerTest, SigningOutClearsTheSessionCookie) {
   EXPECT_EQ(Get("/CalendarMonth.asp", CookieOf(out))->status, 302);
 }
 
+TEST_F(WebServerTest, RotatingTheSiteKeyEndsEverySession) {
+  const std::string cookie = SignIn();
+  ASSERT_EQ(Get("/CalendarMonth.asp", cookie)->status, 200);
+  const auto rotated = orbitel::testing::RunOrbitel("site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()),
+                                                    folder_.string());
+  EXPECT_EQ(rotated.code, 0) << rotated.err;
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // the server looks at the key once a second
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
+  EXPECT_EQ(Get("/CalendarMonth.asp", SignIn())->status, 200);
+}
+
 TEST_F(WebServerTest, ANewPasswordWorksAtOnceOnEveryRequestThread) {
   const auto save = [](const std::string& team_password) {
     const std::string cookie = SignIn("", nullptr, "admin");
@@ -126,7 +138,10 @@ TEST_F(WebServerTest, ANewPasswordWorksAtOnceOnEveryRequestThread) {
   };
   // Every request thread signs the team in with the old password first.
   for (int i = 0; i < 8; ++i) ASSERT_FALSE(SignIn().empty());
+  const std::string signed_in_before = SignIn();
   EXPECT_NE(save("changed").find("Status: Saved"), std::string::npos);
+  // A new password ends the sessions signed in with the old one.
+  EXPECT_EQ(Get("/CalendarMonth.asp", signed_in_before)->status, 302);
   for (int i = 0; i < 8; ++i) {
     httplib::Client client = served_->Client();
     auto page = client.Get("/CalendarLogin.asp");
