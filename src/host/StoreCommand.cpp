@@ -324,7 +324,8 @@ int RunStoreCommand(const std::vector<std::string>& args, std::ostream& out, std
                                                         : "unknown command " + options.words[0]};
     } else if (options.words.size() != command->operands + 1) {
       failure = Failure{kMisused, std::string(command->name) + " takes " +
-                                      std::to_string(command->operands) + " operands"};
+                                      std::to_string(command->operands) +
+                                      (command->operands == 1 ? " operand" : " operands")};
     } else if ((options.from || options.to) && options.words[0] != "list") {
       failure = Failure{kMisused, "--from and --to belong to list"};
     } else {

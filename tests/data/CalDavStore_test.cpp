@@ -459,7 +459,7 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
 
     // Another thread is asked afresh, and refused.
     Status elsewhere = Status::Ok();
-    std::thread([&elsewhere, this] { elsewhere = TryOpen(FolderOf("bob")); }).join();
+    std::thread([&elsewhere] { elsewhere = TryOpen(FolderOf("bob")); }).join();
     EXPECT_TRUE(refused(elsewhere)) << elsewhere.description();
 
     // Each answer serves once.

@@ -41,7 +41,7 @@ class RadicaleServer {
     const std::string radicale = FindOnPath("radicale");
     if (radicale.empty()) {
       return "The CalDAV tests need a Radicale server, and radicale is not on the PATH; "
-             "scripts/setup installs it";
+             "scripts/setup --tests installs it";
     }
     folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav");
     const int port = FreePort();

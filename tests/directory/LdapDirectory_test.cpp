@@ -115,7 +115,7 @@ class LdapServer : public ::testing::Test {
   static void SetUpTestSuite() {
     failure_.clear();
     if (::access(kSlapd, X_OK) != 0) {
-      failure_ = std::string(kSlapd) + " is missing: install slapd and ldap-utils (scripts/setup)";
+      failure_ = std::string(kSlapd) + " is missing: install slapd and ldap-utils (scripts/setup --tests)";
       return;
     }
     folder_ = orbitel::testing::MakeTempFolder("orbitel-ldap");

@@ -47,7 +47,7 @@ class CalendarItemTest : public views::testing::ViewFixture {
         {"StartTime", "10:00 AM"}, {"EndYear", "2003"}, {"EndMonth", "11"}, {"EndDay", "6"},
         {"EndTime", "11:00 AM"}};
     for (auto& [key, value] : changes) {
-      auto same = std::find_if(form.begin(), form.end(), [&key](const auto& field) { return field.first == key; });
+      auto same = std::find_if(form.begin(), form.end(), [&wanted = key](const auto& field) { return field.first == wanted; });
       if (same == form.end()) {
         form.emplace_back(key, value);
       } else {
