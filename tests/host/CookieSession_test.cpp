@@ -124,16 +124,17 @@ TEST(SignInThrottle, HoldsABoundedNumberOfAddresses) {
 
 TEST(RequestPool, RunsHeldJobsAtTheirTimeRefusesBeyondItsQueueAndDrains) {
   RequestPool pool(2, 4);
-  std::atomic<int> ran{0};
+  std::atomic<int> ran{0}, busy{0};
   std::atomic<bool> release{false};
   // Two workers busy, four waiting: the queue is full.
   for (int i = 0; i < 2; ++i) {
     ASSERT_TRUE(pool.Submit([&] {
+      ++busy;
       while (!release) std::this_thread::yield();
       ++ran;
     }));
   }
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  while (busy < 2) std::this_thread::yield();
   for (int i = 0; i < 4; ++i) EXPECT_TRUE(pool.Submit([&] { ++ran; }));
   EXPECT_FALSE(pool.Submit([&] { ++ran; }));
   release = true;
