@@ -31,7 +31,8 @@ inline std::string ReadText(const std::string& path) {
 // `environment` goes before the program ("TZ=America/New_York").
 inline Outcome RunOrbitel(const std::string& args, const std::string& folder,
                           const std::string& environment = "") {
-  const std::string command = environment + " " + Quote(ORBITEL_BINARY) + " " + args + " >" +
+  // A command that should end but serves instead is stopped rather than left to hang the suite.
+  const std::string command = environment + " timeout 60 " + Quote(ORBITEL_BINARY) + " " + args + " >" +
                               Quote(folder + "/out") + " 2>" + Quote(folder + "/err") + " </dev/null";
   const int status = std::system(command.c_str());
   return Outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder + "/out"),

@@ -50,7 +50,11 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
                                             "uid ann\n";
   const std::string site = " --site " + Quote(site_.string()) + " --listen 127.0.0.1:0";
   // A port another program already listens on.
+  // It shares its port with anyone who asks (as the old server did), so only a server that
+  // never asks for a shared port is refused.
   const int taken = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int on = 1;
+  ::setsockopt(taken, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -38,6 +38,8 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
   EXPECT_EQ((*answer)->status, 302);
   EXPECT_EQ((*answer)->get_header_value("Location"), "CalendarMonth.asp");
   EXPECT_NE(cookie, CookieOf(login));  // signing in gives the session a new id
+  // and a new form token: one seen before sign-in posts nothing after it.
+  EXPECT_NE(TokenOf(Get("/CalendarMonth.asp", cookie)->body), TokenOf(login->body));
 
   for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp", "/CalendarNow.asp",
                            "/CalendarUserList.asp", "/calendarmonth.ASP"}) {
@@ -268,14 +270,19 @@ TEST_F(WebServerTest, ServesPicturesAndHelpButNeverTheSitesData) {
   EXPECT_EQ(served_->Client().Get("/help/permissions.html")->status, 200);
   EXPECT_EQ(served_->Client().Get("/styles/orbitel.css")->status, 200);
 
+  // A link inside a served folder that points out of it is not followed.
+  fs::create_symlink("../OrbitelSettings.xml", folder_ / "site" / "images" / "leak.gif");
   for (const char* hidden : {"/OrbitelSettings.xml", "/OrbitelUsers.xml", "/directory.ldif", "/Errorfile.Log",
                              "/store/orbitel.demo/store.sqlite", "/templates/default.html",
-                             "/images/../OrbitelSettings.xml", "/CalendarSecret.asp"}) {
+                             "/images/../OrbitelSettings.xml", "/CalendarSecret.asp", "/images/leak.gif",
+                             "/.orbitel-session.key"}) {
     auto answer = served_->Client().Get(hidden);
     ASSERT_TRUE(answer) << hidden;
     EXPECT_EQ(answer->status, 404) << hidden;
     EXPECT_EQ(answer->body.find("admin"), std::string::npos) << hidden;
   }
+  // Control characters in a path are refused, not read as the end of a file name.
+  EXPECT_EQ(served_->Client().Get("/styles/orbitel.css%00.html")->status, 400);
 }
 
 TEST_F(WebServerTest, ABrokenSiteStillSignsInAndHidesItsFaults) {
