@@ -1,5 +1,6 @@
 #include "data/CalendarText.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "runtime/Conversions.h"
@@ -34,32 +35,53 @@ bool IsNameCharacter(char c) {
 
 }  // namespace
 
+std::string_view ContentLine::Name() const {
+  return std::string_view(text).substr(0, std::min(colon, text.find(';')));
+}
+
+std::string_view ContentLine::Value() const {
+  return colon == std::string::npos ? std::string_view() : std::string_view(text).substr(colon + 1);
+}
+
+bool ContentLineReader::Next(ContentLine& line) {
+  if (at_ >= text_.size()) return false;
+  line.text.clear();
+  line.begin = at_;
+  line.first_line = ++line_number_;
+  // The line with its folded continuation lines (those starting with a blank).
+  std::size_t end = text_.find('\n', at_);
+  for (;;) {
+    std::string_view piece = text_.substr(at_, end == std::string_view::npos ? text_.size() - at_ : end - at_);
+    if (!piece.empty() && piece.back() == '\r') piece.remove_suffix(1);
+    if (at_ != line.begin && !piece.empty()) piece.remove_prefix(1);
+    line.text += piece;
+    at_ = end == std::string_view::npos ? text_.size() : end + 1;
+    if (at_ >= text_.size() || (text_[at_] != ' ' && text_[at_] != '\t')) break;
+    ++line_number_;
+    end = text_.find('\n', at_);
+  }
+  line.last_line = line_number_;
+  line.end = at_;
+  line.colon = ColonOf(line.text);
+  return true;
+}
+
 Result<std::vector<CalendarBlock>> SplitCalendarText(std::string_view text) {
   std::vector<CalendarBlock> blocks;
   std::vector<OpenComponent> open;
   std::size_t block_start = 0;
   int line_number = 0;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    // A content line with its folded continuation lines (those starting with a blank).
-    const std::size_t line_start = at;
-    const int first_line = ++line_number;
-    std::string line;
-    std::size_t end = text.find('\n', at);
-    for (;;) {
-      std::string_view piece = text.substr(at, end == std::string_view::npos ? text.size() - at
-                                                                             : end - at);
-      if (!piece.empty() && piece.back() == '\r') piece.remove_suffix(1);
-      if (at != line_start && !piece.empty()) piece.remove_prefix(1);
-      line += piece;
-      at = end == std::string_view::npos ? text.size() : end + 1;
-      if (at >= text.size() || (text[at] != ' ' && text[at] != '\t')) break;
-      ++line_number;
-      end = text.find('\n', at);
-    }
+  ContentLineReader reader(text);
+  ContentLine content;
+  while (reader.Next(content)) {
+    const std::string& line = content.text;
+    const std::size_t line_start = content.begin;
+    const std::size_t at = content.end;
+    const int first_line = content.first_line;
+    line_number = content.last_line;
     if (Trim(line).empty()) continue;
 
-    const std::size_t colon = ColonOf(line);
+    const std::size_t colon = content.colon;
     if (colon == std::string::npos) return LineError(first_line, "a line without a colon");
     std::size_t name_end = 0;
     while (name_end < colon && IsNameCharacter(line[name_end])) ++name_end;

@@ -19,4 +19,32 @@ struct CalendarBlock {
 // The VCALENDAR blocks of the text; errors::kSyntaxError "line N: ..." (1-based) otherwise.
 Result<std::vector<CalendarBlock>> SplitCalendarText(std::string_view text);
 
+// One content line of a calendar text, its folded continuation lines joined again.
+struct ContentLine {
+  std::string text;          // without its line end
+  std::size_t colon = 0;     // where the value starts; npos: no colon outside quoted parameters
+  int first_line = 0;        // 1-based line numbers in the text, continuation lines included
+  int last_line = 0;
+  std::size_t begin = 0;     // its bytes in the text, line ends included
+  std::size_t end = 0;
+
+  // The property name with its parameters left off ("DTSTART" of "DTSTART;VALUE=DATE:...").
+  std::string_view Name() const;
+  // The value as written, escapes and blanks included.
+  std::string_view Value() const;
+};
+
+// Reads a calendar text's content lines one after another.
+class ContentLineReader {
+ public:
+  explicit ContentLineReader(std::string_view text) : text_(text) {}
+  // The next line into `line`; false at the end of the text.
+  bool Next(ContentLine& line);
+
+ private:
+  std::string_view text_;
+  std::size_t at_ = 0;
+  int line_number_ = 0;
+};
+
 }  // namespace orbitel::data

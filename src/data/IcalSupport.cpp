@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "data/CalendarText.h"
+
 namespace orbitel::data::ical {
 namespace {
 
@@ -47,7 +49,7 @@ constexpr TypedText kTypedTexts[] = {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
-// A content line's value with the text escapes undone ("\n", "\,", "\;", "\\").
+// A content line's value with the text escapes undone (\n, \, \; and \\).
 std::string Unescaped(std::string_view value) {
   std::string text;
   for (std::size_t i = 0; i < value.size(); ++i) {
@@ -61,47 +63,33 @@ std::string Unescaped(std::string_view value) {
   return text;
 }
 
-// The lines of a calendar text with folded lines joined again.
-std::vector<std::string> UnfoldedLines(std::string_view text) {
-  std::vector<std::string> lines;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    std::size_t end = text.find('\n', at);
-    if (end == std::string_view::npos) end = text.size();
-    std::string_view line = text.substr(at, end - at);
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    if (!lines.empty() && !line.empty() && IsBlank(line.front())) {
-      lines.back() += line.substr(1);
-    } else {
-      lines.emplace_back(line);
+// Whether any value may start or end with a blank: a colon followed by one, or one before a
+// line end. Most items have none, and their parsing stays as cheap as libical makes it.
+bool MayHaveEdgeBlanks(std::string_view text) {
+  for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+    if ((text[i] == ':' && IsBlank(text[i + 1])) || (IsBlank(text[i]) && (text[i + 1] == '\r' || text[i + 1] == '\n'))) {
+      return true;
     }
-    at = end + 1;
   }
-  return lines;
+  return !text.empty() && IsBlank(text.back());
 }
 
 // libical's parser strips the blanks at both ends of every value. The subject, location and
 // notes of each event are set again from the text as written, where they had such blanks, so
 // what was typed or imported comes back byte for byte.
 void RestoreTypedBlanks(icalcomponent* root, std::string_view text) {
-  if (root == nullptr) return;
+  if (root == nullptr || !MayHaveEdgeBlanks(text)) return;
   // Per event in the text's order: the raw value of each typed text property, when it has
   // blanks at an end.
   std::vector<std::array<std::optional<std::string>, std::size(kTypedTexts)>> events;
   std::vector<std::string> open;
   bool any = false;
-  for (const std::string& line : UnfoldedLines(text)) {
-    const std::size_t colon = [&line] {
-      bool quoted = false;
-      for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '"') quoted = !quoted;
-        if (line[i] == ':' && !quoted) return i;
-      }
-      return std::string::npos;
-    }();
-    if (colon == std::string::npos) continue;
-    const std::string name = line.substr(0, std::min(colon, line.find(';')));
-    const std::string_view value = std::string_view(line).substr(colon + 1);
+  ContentLineReader reader(text);
+  ContentLine line;
+  while (reader.Next(line)) {
+    if (line.colon == std::string::npos) continue;
+    const std::string name(line.Name());
+    const std::string_view value = line.Value();
     if (strcasecmp(name.c_str(), "BEGIN") == 0) {
       open.emplace_back(value);
       if (strcasecmp(open.back().c_str(), "VEVENT") == 0) events.emplace_back();
