@@ -44,12 +44,9 @@ std::string TimeText(const AppointmentRow& row, Date day) {
 
 // The words for the status picture beside an appointment; the calendar pages do not ask the
 // store for the status, so most blocks carry the plain appointment picture.
-const char* StatusName(const std::string& busy_status) {
-  if (busy_status == "BUSY") return "Busy";
-  if (busy_status == "TENTATIVE") return "Tentative";
-  if (busy_status == "OOF") return "Out of office";
-  if (busy_status == "FREE") return "Free";
-  return "Appointment";
+std::string StatusName(const std::string& busy_status) {
+  const std::string_view words = site::BusyStatusWords(busy_status);
+  return words.empty() ? "Appointment" : std::string(words);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "item/CalendarItem.h"
 #include "runtime/Conversions.h"
+#include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
@@ -20,9 +21,6 @@ namespace {
 // How many years the year boxes offer around this one.
 constexpr std::int16_t kPreviousYears = 2;
 constexpr std::int16_t kFutureYears = 5;
-// The busy statuses the store knows, with the words the form shows for them.
-constexpr std::pair<const char*, const char*> kBusyStatuses[] = {
-    {"BUSY", "Busy"}, {"TENTATIVE", "Tentative"}, {"OOF", "Out of office"}, {"FREE", "Free"}};
 
 std::string Option(const std::string& value, const std::string& label, const std::string& selected) {
   return "<option value=\"" + value + "\"" + selected + ">" + label + "</option>";
@@ -44,9 +42,9 @@ void FormValues(const item::CalendarItem& page, PageValues& values) {
   values.text["PrintIsAllDayEvent"] = page.PrintIsAllDayEvent();
   values.text["PrintGenerateErrors"] = page.PrintGenerateErrors();
   std::string busy;
-  for (const auto& [status, label] : kBusyStatuses) {
+  for (const char* status : site::kBusyStatuses) {
     const std::string selected = page.PrintCItemBusyStatus(status);
-    busy += Option(status, label, selected.empty() ? "" : " " + selected);
+    busy += Option(status, std::string(site::BusyStatusWords(status)), selected.empty() ? "" : " " + selected);
   }
   values.text["BusyStatusOptions"] = busy;
   for (const std::string period : {"Start", "End"}) {

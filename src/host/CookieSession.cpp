@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sodium.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,22 +60,12 @@ Result<std::filesystem::path> WriteNewKey(const std::filesystem::path& key_file)
 }  // namespace
 
 std::string RandomHex(std::size_t bytes) {
+  EnsureSodium();
   std::vector<unsigned char> buffer(bytes);
-  std::size_t filled = 0;
-  while (filled < bytes) {
-    const ssize_t got = getrandom(buffer.data() + filled, bytes - filled, 0);
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      throw std::runtime_error("the system's random generator is not available");
-    }
-    filled += static_cast<std::size_t>(got);
-  }
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string text;
-  for (unsigned char byte : buffer) {
-    text += kHex[byte >> 4];
-    text += kHex[byte & 0x0F];
-  }
+  randombytes_buf(buffer.data(), bytes);
+  std::string text(bytes * 2 + 1, '\0');
+  sodium_bin2hex(text.data(), text.size(), buffer.data(), bytes);
+  text.pop_back();
   return text;
 }
 

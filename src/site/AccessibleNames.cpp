@@ -12,6 +12,14 @@ std::string PictureName(std::string_view text) {
 
 std::string ControlName(std::string_view text) { return " aria-label=\"" + HtmlEscape(text) + "\""; }
 
+std::string_view BusyStatusWords(std::string_view status) {
+  if (status == "BUSY") return "Busy";
+  if (status == "TENTATIVE") return "Tentative";
+  if (status == "OOF") return "Out of the office";
+  if (status == "FREE") return "Free";
+  return "";
+}
+
 std::string SpokenDay(Date date) {
   return DayName(date, 1) + " " + std::to_string(date.Day()) + " " + MonthName(date);
 }

@@ -14,6 +14,11 @@ namespace orbitel::site {
 std::string PictureName(std::string_view text);
 // ` aria-label="<text>"`: the name of a control that has no label of its own.
 std::string ControlName(std::string_view text);
+// "Busy", "Tentative", "Out of the office", "Free" for the store's busy statuses (BUSY,
+// TENTATIVE, OOF, FREE); empty for any other text. The form's list, the blocks' pictures and
+// the now page's tiles say them alike.
+std::string_view BusyStatusWords(std::string_view status);
+inline constexpr const char* kBusyStatuses[] = {"BUSY", "TENTATIVE", "OOF", "FREE"};
 // "Monday 3 November": the day a mark stands for, as a reader says it.
 std::string SpokenDay(Date date);
 

@@ -21,12 +21,10 @@ const char* StatusPicture(const std::string& status) {
   return "cap-leer";
 }
 
-// What a status tile says, the same four states as its picture.
-const char* StatusWords(const std::string& status) {
-  if (status == "TENTATIVE") return "tentative now";
-  if (status == "BUSY") return "busy now";
-  if (status == "OOF") return "out of the office now";
-  return "free now";
+// What a status tile says, the same four states as its picture: "busy now".
+std::string StatusWords(const std::string& status) {
+  const std::string_view words = site::BusyStatusWords(status);
+  return ToLower(words.empty() ? "Free" : words) + " now";
 }
 
 // The present time of day on the half hour: "10:0", "10:0.5" or "10:1" read as a time.
