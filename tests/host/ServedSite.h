@@ -23,16 +23,14 @@ namespace orbitel::host::testing {
 
 namespace fs = std::filesystem;
 
-inline constexpr const char* kFormType = "application/x-www-form-urlencoded";
-
 // One server on a site folder, from construction to destruction.
 class Served {
  public:
-  explicit Served(const fs::path& site, int threads = 4, std::vector<std::string> trusted_proxies = {}) {
+  explicit Served(const fs::path& site, std::vector<std::string> trusted_proxies = {}) {
     ServerSettings settings;
     settings.site_folder = site;
     settings.port = 0;
-    settings.threads = threads;
+    settings.threads = 4;
     settings.error_log = &errors_;
     settings.access_log = &access_;
     settings.trusted_proxies = std::move(trusted_proxies);
@@ -53,8 +51,7 @@ class Served {
     return client;
   }
   int port() const { return port_; }
-  // What the server wrote to its error and access logs (read after Stop, or after an answer
-  // that the server logs before it answers).
+  // The error and access logs so far (complete after Stop).
   std::string errors() const { return errors_.str(); }
   std::string accesses() const { return access_.str(); }
 
@@ -88,39 +85,34 @@ class ServedSiteTest : public ::testing::Test {
     const std::string header = response->get_header_value("Set-Cookie");
     return header.substr(0, header.find(';'));
   }
-  static std::string TokenOf(const std::string& html) {
-    std::smatch match;
-    std::regex_search(html, match, std::regex("name=\"FormToken\" value=\"([0-9a-f]+)\""));
-    return match[1];
-  }
   // The value of a form's hidden field.
-  static std::string HiddenOf(const std::string& html, const std::string& name) {
+  static std::string HiddenOf(const std::string& html, const std::string& name = "FormToken") {
     std::smatch match;
     std::regex_search(html, match, std::regex("name=\"" + name + "\" value=\"([^\"]*)\""));
     return match[1];
   }
 
-  // Signs in through the form; returns the signed-in cookie.
-  static std::string SignIn(const std::string& return_url = "", std::unique_ptr<httplib::Result>* answer = nullptr,
-                            const std::string& account = "team") {
-    httplib::Client client = served_->Client();
-    auto page = client.Get("/CalendarLogin.asp");
-    const std::string cookie = CookieOf(page);
-    auto posted = client.Post("/CalendarLogin.asp", {{"Cookie", cookie}},
-                              "FormToken=" + TokenOf(page->body) + "&cstrUserName=" + account + "&cstrPassword=" + account +
-                                  "&action=Login&ReturnUrl=" + return_url,
-                              kFormType);
-    const std::string signed_in = CookieOf(posted);
-    if (answer) *answer = std::make_unique<httplib::Result>(std::move(posted));
-    return signed_in;
-  }
-
-  static httplib::Result Get(const std::string& target, const std::string& cookie) {
+  static httplib::Result Get(const std::string& target, const std::string& cookie = "") {
     return served_->Client().Get(target, {{"Cookie", cookie}});
   }
   static httplib::Result Post(const std::string& target, const std::string& cookie, const std::string& body) {
-    return served_->Client().Post(target, {{"Cookie", cookie}}, body, kFormType);
+    return served_->Client().Post(target, {{"Cookie", cookie}}, body, "application/x-www-form-urlencoded");
   }
+  // Fills in the form of the page at `form` (a fresh session's when no cookie) and posts it
+  // with the token it carries.
+  static httplib::Result Submit(const std::string& form, std::string cookie, const std::string& fields) {
+    auto page = Get(form, cookie);
+    if (cookie.empty()) cookie = CookieOf(page);
+    return Post(form.substr(0, form.find('?')), cookie, "FormToken=" + HiddenOf(page->body) + "&" + fields);
+  }
+  // The answer to the sign-in form, sent from a fresh session.
+  static httplib::Result SignInAnswer(const std::string& name, const std::string& password,
+                                      const std::string& return_url = "") {
+    return Submit("/CalendarLogin.asp", "",
+                  "cstrUserName=" + name + "&cstrPassword=" + password + "&action=Login&ReturnUrl=" + return_url);
+  }
+  // The cookie of a session signed in with the account of that name and password.
+  static std::string SignIn(const std::string& account = "team") { return CookieOf(SignInAnswer(account, account)); }
 
   static inline fs::path folder_;
   static inline std::unique_ptr<Served> served_;

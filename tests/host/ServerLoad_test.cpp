@@ -1,10 +1,7 @@
 // The server under the loads that used to starve it: connections that send a byte now and
 // then, a burst of thousands of requests at once, and a flood of anonymous visitors. Each time a
 // signed-in visitor is still answered and still signed in.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -12,82 +9,66 @@
 #include <thread>
 #include <vector>
 
+#include "ServerProcess.h"
 #include "host/ServedSite.h"
 
 namespace orbitel::host {
 namespace {
 
 // A plain TCP connection to the served site, for requests no well-behaved client would send.
-class RawConnection {
- public:
-  explicit RawConnection(int port) : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    timeval wait{30, 0};
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-    connected_ = ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  }
-  ~RawConnection() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  RawConnection(RawConnection&& other) noexcept : fd_(std::exchange(other.fd_, -1)), connected_(other.connected_) {}
-
-  bool Send(std::string_view text) {
-    return connected_ && ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-  }
-  // Everything the server sends until it closes (or falls silent for 30 s).
-  std::string ReadAll() {
-    std::string answer;
-    char buffer[16384];
-    ssize_t got;
-    while ((got = ::recv(fd_, buffer, sizeof buffer, 0)) > 0) answer.append(buffer, static_cast<std::size_t>(got));
-    return answer;
-  }
-
- private:
-  int fd_;
-  bool connected_ = false;
-};
+int Connected(int port) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const sockaddr_in address = orbitel::testing::Loopback(port);
+  const timeval wait{30, 0};
+  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? fd : -1;
+}
+bool Send(int fd, std::string_view text) {
+  return ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+// Everything the server sends until it closes (or falls silent for 30 s).
+std::string ReadAll(int fd) {
+  std::string answer;
+  char buffer[16384];
+  for (ssize_t got; (got = ::recv(fd, buffer, sizeof buffer, 0)) > 0;) answer.append(buffer, got);
+  return answer;
+}
 
 using ServerLoadTest = testing::ServedSiteTest;
 
 TEST_F(ServerLoadTest, SlowConnectionsLeaveTheSiteAnswering) {
   const std::string cookie = SignIn();
-  std::vector<RawConnection> slow;
+  std::vector<int> slow;
   for (int i = 0; i < 1000; ++i) {
-    slow.emplace_back(served_->port());
-    ASSERT_TRUE(slow.back().Send("GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ")) << i;
+    slow.push_back(Connected(served_->port()));
+    ASSERT_TRUE(Send(slow.back(), "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ")) << i;
   }
   for (int round = 0; round < 3; ++round) {
     for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp"}) {
-      auto shown = Get(page, cookie);
-      ASSERT_TRUE(shown) << page;
-      EXPECT_EQ(shown->status, 200) << page;
+      EXPECT_EQ(Get(page, cookie)->status, 200) << page;
     }
-    // The slow ones go on dripping their headers.
-    for (RawConnection& connection : slow) connection.Send("x");
+    for (int fd : slow) Send(fd, "x");  // the slow ones go on dripping their headers
   }
+  for (int fd : slow) ::close(fd);
 }
 
 TEST_F(ServerLoadTest, ABurstIsAnsweredOrRefusedAndTheServerGoesOn) {
   constexpr int kBurst = 5000;
-  std::vector<RawConnection> burst;
-  burst.reserve(kBurst);
+  std::vector<int> burst;
   for (int i = 0; i < kBurst; ++i) {
-    burst.emplace_back(served_->port());
-    burst.back().Send("GET /CalendarLogin.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n");
+    burst.push_back(Connected(served_->port()));
+    Send(burst.back(), "GET /CalendarLogin.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n");
   }
   int answered = 0, refused = 0;
-  for (RawConnection& connection : burst) {
-    const std::string answer = connection.ReadAll();
-    if (answer.starts_with("HTTP/1.1 200")) ++answered;
-    if (answer.starts_with("HTTP/1.1 503")) ++refused;
+  for (int fd : burst) {
+    const std::string answer = ReadAll(fd);
+    ::close(fd);
+    answered += answer.starts_with("HTTP/1.1 200");
+    refused += answer.starts_with("HTTP/1.1 503");
   }
   EXPECT_EQ(answered + refused, kBurst);
   EXPECT_GT(answered, 0);
-  EXPECT_EQ(served_->Client().Get("/CalendarLogin.asp")->status, 200);
+  EXPECT_EQ(Get("/CalendarLogin.asp")->status, 200);
 }
 
 TEST_F(ServerLoadTest, AnonymousVisitsSignNobodyOut) {
@@ -101,7 +82,7 @@ TEST_F(ServerLoadTest, AnonymousVisitsSignNobodyOut) {
       client.set_keep_alive(true);
       for (int i = 0; i < kVisits; ++i) {
         auto page = client.Get("/CalendarLogin.asp");
-        if (!page || page->status != 200 || page->get_header_value("Set-Cookie").empty()) ++failed;
+        failed += !page || page->status != 200 || page->get_header_value("Set-Cookie").empty();
       }
     });
   }
