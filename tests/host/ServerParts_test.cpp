@@ -1,15 +1,18 @@
-// Sessions sealed in cookies, the sign-in throttle and the request pool: the pieces of the web
-// server that keep visitors apart and the server answering.
+// The pieces of the web server that keep visitors apart and the server answering: sessions
+// sealed in cookies, the sign-in throttle, the request pool, reading whatever a visitor sends
+// without failing, and passing on only redirects that stay on this site.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
-#include <sys/stat.h>
 
 #include "TempFolder.h"
 #include "host/CookieSession.h"
+#include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
 #include "host/SignInThrottle.h"
+#include "host/UrlEncodedForm.h"
 
 namespace orbitel::host {
 namespace {
@@ -136,6 +139,40 @@ TEST(RequestPool, RunsHeldJobsAtTheirTimeRefusesBeyondItsQueueAndDrains) {
   EXPECT_FALSE(held_ran);
   pool.Drain();
   EXPECT_TRUE(held_ran);
+}
+
+TEST(UrlEncodedForm, ReadsWhatBrowsersAndVisitorsSend) {
+  const site::RequestFields fields =
+      ParseUrlEncoded("DAY=5&USER=Sean+O%27Neill&name=%C3%A9&bad=%G1%&lone&&=empty-key&DAY=6&month=%41");
+  EXPECT_EQ(fields.Find("day"), "5, 6");
+  EXPECT_EQ(fields.Find("USER"), "Sean O'Neill");
+  EXPECT_EQ(fields.Find("name"), "\xC3\xA9");
+  EXPECT_EQ(fields.Find("bad"), "%G1%");
+  EXPECT_EQ(fields.Find("lone"), "");
+  EXPECT_EQ(fields.Find(""), "empty-key");
+  EXPECT_EQ(fields.Find("MONTH"), "A");
+  EXPECT_EQ(fields.Find("YEAR"), std::nullopt);
+  EXPECT_EQ(UrlDecode("%4"), "%4");
+  EXPECT_EQ(UrlDecode("a%00b").size(), 3u);
+}
+
+TEST(RedirectGuard, PassesOnlyPlacesOnThisSite) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"CalendarMonth.asp", "CalendarMonth.asp"},
+      {"CalendarDay.asp?DAY=1&MONTH=2&YEAR=2003&USER=", "CalendarDay.asp?DAY=1&MONTH=2&YEAR=2003&USER="},
+      {"/CalendarWeek.asp", "/CalendarWeek.asp"},
+      {"CalendarItem.asp?Name=a:b", "CalendarItem.asp?Name=a:b"},
+      {"https://evil.example/", "default.asp"},
+      {"HTTP://evil.example/", "default.asp"},
+      {"//evil.example", "default.asp"},
+      {"\\\\evil.example", "default.asp"},
+      {"/\\evil.example", "default.asp"},
+      {" //evil.example", "default.asp"},
+      {"javascript:alert(1)", "default.asp"},
+      {"CalendarMonth.asp\r\nSet-Cookie: a=b", "default.asp"},
+      {"", "default.asp"},
+  };
+  for (const auto& [asked, sent] : cases) EXPECT_EQ(GuardRedirect(asked), sent) << asked;
 }
 
 }  // namespace
