@@ -146,7 +146,7 @@ class WebServerTest : public ::testing::Test {
     std::regex_search(day, match, std::regex("CalendarItem.asp\\?UserName=alice&(?:amp;)?Name=([^\"&]+)[^>]*>" + shown + "<"));
     return match[1];
   }
-  static std::string Settings() { return site::testing::ReadFile(folder_ / "site" / "OrbitelSettings.xml"); }
+  static std::string Settings() { return site::testing::ReadFile(folder_ / "site" / "OrbitelSettings.ml"); }
 
   static inline fs::path folder_;
   static inline std::unique_ptr<Served> served_;
@@ -190,17 +190,12 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
   }
 }
 
-TEST_F(WebServerTest, OnlyTheAdministratorOpensFormsAndOptionsAndTheCheckEndsTheSignIn) {
-  const std::string team = SignIn(), admin = SignIn("admin");
-  for (const std::string page : {"CalendarItem.asp?UserName=alice&Method=New", "CalendarOptions.asp"}) {
-    EXPECT_EQ(Get("/" + page, team)->get_header_value("Location"),
-              "CalendarLogin.asp?ReturnUrl=" + page.substr(0, page.find('?')));
-    EXPECT_EQ(Get("/" + page, admin)->status, 200) << page;
-  }
+TEST_F(WebServerTest, OnlyTheAdministratorSeesTheOptionsAndTheCheckEndsTheSignIn) {
+  EXPECT_EQ(Get("/CalendarOptions.asp", SignIn())->get_header_value("Location"),
+            "CalendarLogin.asp?ReturnUrl=CalendarOptions.asp");
+  const std::string admin = SignIn("admin");
   auto options = Get("/CalendarOptions.asp", admin);
-  EXPECT_NE(options->body.find("name=\"cstrAdminUserName\" value=\"admin\""), npos);
   EXPECT_NE(options->body.find("checked value='alice' name=AddUser"), npos);
-
   auto check = Post("/CalendarOptions.asp", admin, "FormToken=" + HiddenOf(options->body) + "&action=Check");
   EXPECT_NE(check->body.find("Exchange Server:"), npos);
   const std::string after_check = CookieOf(check);
