@@ -2,7 +2,6 @@
 // sealed in cookies, the sign-in throttle, the request pool, reading whatever a visitor sends
 // without failing, and passing on only redirects that stay on this site.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
@@ -57,26 +56,6 @@ TEST_F(CookieSessionTest, OnlyAnUnalteredRecentCookieOfThisSiteOpens) {
   }
   for (const std::string& bad : refused) EXPECT_FALSE(keyring->Unseal(bad, now)) << bad;
   EXPECT_FALSE(Keyring("other")->Unseal(cookie, now));
-}
-
-TEST_F(CookieSessionTest, TheKeyIsPrivateKeptAcrossStartsAndRotationEndsEverySession) {
-  auto keyring = Keyring();
-  struct stat info {};
-  ASSERT_EQ(stat((folder_ / "site" / ".orbitel-session.key").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
-
-  const std::int64_t now = UnixNow();
-  const std::string cookie = keyring->Seal({"User", "t", now});
-  auto other_process = Keyring();  // a restart reads the same key
-  EXPECT_TRUE(other_process->Unseal(cookie, now));
-  // Rotated here: ended at once. Rotated by another process: ended here within a second.
-  ASSERT_TRUE(keyring->Rotate().ok());
-  EXPECT_FALSE(keyring->Unseal(cookie, now));
-  const std::string after = keyring->Seal({"User", "t", now});
-  ASSERT_TRUE(RotateSessionKey(folder_ / "site").ok());
-  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-  EXPECT_FALSE(keyring->Unseal(after, now));
-  EXPECT_FALSE(other_process->Unseal(after, now));
 }
 
 TEST(SignInThrottle, SlowsRepeatedWrongPasswordsOneAfterAnotherAndForgetsASuccess) {
