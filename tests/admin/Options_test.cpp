@@ -25,58 +25,6 @@ namespace {
 using site::MemoryPageContext;
 using site::Site;
 
-class LoginTest : public site::testing::SiteFixture {
- protected:
-  void SetUp() override {
-    SiteFixture::SetUp();
-    Site().UserUserName = "team";
-    Site().UserPassword = "Team";
-    Site().AdminUserName = "admin";
-    Site().AdminPassword = "secret";
-  }
-};
-
-// Each sign-in form against team / Team and admin / secret: the message, the session and the
-// page the visitor is sent to.
-TEST_F(LoginTest, EachFormGetsItsMessageSessionAndNextPage) {
-  struct Case {
-    const char *name, *password, *action, *return_url, *message, *session, *redirect;
-  } cases[] = {
-      {"TEAM", "team", "Login", "", "", "User", "default.asp"},  // both ignore case
-      {"ADMIN", "SECRET", "Login", "CalendarWeek.asp", "", "Admin", "CalendarWeek.asp"},
-      {"", "team", "Login", "", "Please enter your User Name.", "", ""},
-      {"team", "", "Login", "", "Please enter your password.", "", ""},
-      {"team", "secret", "Login", "", "Sorry, wrong User Name or Password. Please try again.", "", ""},
-      {"admin", "team", "Login", "", "Sorry, wrong User Name or Password. Please try again.", "", ""},
-      {"team", "team", "login", "", "", "", ""},  // not a sign-in at all
-  };
-  const auto sign_in = [this](const Case& c) {
-    context_ = std::make_shared<MemoryPageContext>();
-    context_->Form("cstrUserName", c.name).Form("cstrPassword", c.password).Form("action", c.action);
-    if (*c.return_url) context_->Form("ReturnUrl", c.return_url);
-    Site().PageContext = context_;
-    return Options().Login();
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(sign_in(c), c.message) << c.name << "/" << c.password;
-    EXPECT_EQ(context_->Session("SessionID"), c.session) << c.name << "/" << c.password;
-    EXPECT_EQ(context_->redirects(), *c.redirect ? std::vector<std::string>{c.redirect}
-                                                 : std::vector<std::string>{});
-  }
-  // An administrator account that repeats the team's gives user rights only.
-  Site().AdminUserName = "team";
-  Site().AdminPassword = "Team";
-  sign_in(cases[0]);
-  EXPECT_EQ(context_->Session("SessionID"), "User");
-}
-
-TEST_F(LoginTest, AMissingContextIsLoggedNotThrown) {
-  Site().PageContext.reset();
-  EXPECT_EQ(Options().Login(), "");
-  EXPECT_NE(ErrorLog().find("Routine : Options.Login, 424   Object required"), std::string::npos)
-      << ErrorLog();
-}
-
 class OptionsPageTest : public site::testing::SiteFixture {
  protected:
   void SetUp() override {
@@ -122,6 +70,52 @@ class OptionsPageTest : public site::testing::SiteFixture {
   }
   std::unique_ptr<Options> options_;
 };
+
+// Each sign-in form against team / Team and admin / secret: the message, the session and the
+// page the visitor is sent to.
+TEST_F(OptionsPageTest, EachSignInFormGetsItsMessageSessionAndNextPage) {
+  Site().UserUserName = "team";
+  Site().UserPassword = "Team";
+  Site().AdminUserName = "admin";
+  Site().AdminPassword = "secret";
+  struct Case {
+    const char *name, *password, *action, *return_url, *message, *session, *redirect;
+  } cases[] = {
+      {"TEAM", "team", "Login", "", "", "User", "default.asp"},  // both ignore case
+      {"ADMIN", "SECRET", "Login", "CalendarWeek.asp", "", "Admin", "CalendarWeek.asp"},
+      {"", "team", "Login", "", "Please enter your User Name.", "", ""},
+      {"team", "", "Login", "", "Please enter your password.", "", ""},
+      {"team", "secret", "Login", "", "Sorry, wrong User Name or Password. Please try again.", "", ""},
+      {"admin", "team", "Login", "", "Sorry, wrong User Name or Password. Please try again.", "", ""},
+      {"team", "team", "login", "", "", "", ""},  // not a sign-in at all
+  };
+  const auto sign_in = [this](const Case& c) {
+    context_ = std::make_shared<MemoryPageContext>();
+    context_->Form("cstrUserName", c.name).Form("cstrPassword", c.password).Form("action", c.action);
+    if (*c.return_url) context_->Form("ReturnUrl", c.return_url);
+    Site().PageContext = context_;
+    return Options().Login();
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(sign_in(c), c.message) << c.name << "/" << c.password;
+    EXPECT_EQ(context_->Session("SessionID"), c.session) << c.name << "/" << c.password;
+    EXPECT_EQ(context_->redirects(), *c.redirect ? std::vector<std::string>{c.redirect}
+                                                 : std::vector<std::string>{});
+  }
+  // An administrator account that repeats the team's gives user rights only.
+  Site().AdminUserName = "team";
+  Site().AdminPassword = "Team";
+  sign_in(cases[0]);
+  EXPECT_EQ(context_->Session("SessionID"), "User");
+}
+
+TEST_F(OptionsPageTest, ASignInWithoutAContextIsLoggedNotThrown) {
+  Site().PageContext.reset();
+  EXPECT_EQ(Options().Login(), "");
+  EXPECT_NE(ErrorLog().find("Routine : Options.Login, 424   Object required"), std::string::npos)
+      << ErrorLog();
+}
+
 
 TEST_F(OptionsPageTest, SavingWritesBothFilesAndTheRestOfThePageSeesIt) {
   EXPECT_EQ(Posted(SettingsForm("alice, bmartin")).SaveOptionChanges(), "Status: Saved");

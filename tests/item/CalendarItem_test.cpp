@@ -63,7 +63,7 @@ class CalendarItemTest : public views::testing::ViewFixture {
   std::unique_ptr<CalendarItem> page_;
 };
 
-TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTime) {
+TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTimeOrSaysWhyNot) {
   Import("alice", Event("O'Brien", "SUMMARY:Meet O'Brien\r\nDTSTART:20031104T140000Z\r\n"
                                    "DTEND:20031104T150000Z\r\nLOCATION:Room 2\r\nDESCRIPTION:Bring notes\r\n"
                                    "STATUS:TENTATIVE\r\n"));
@@ -85,9 +85,7 @@ TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTime) {
     EXPECT_EQ(fresh.PrintCItemDTEnd(), "11/5/2003 10:40:00 AM");
     EXPECT_EQ(fresh.PrintCItemSubject() + fresh.PrintGenerateErrors(), "") << name;
   }
-}
-
-TEST_F(CalendarItemTest, ACalendarOutOfReachOrNoDomainIsSaid) {
+  // A calendar out of reach, or no domain at all, is said.
   EXPECT_NE(Loaded("nobody", "x.ics").PrintGenerateErrors().find("Orbitel does not have access to nobody's"),
             std::string::npos);
   site::Site().SettingsLoaded = false;
