@@ -98,7 +98,9 @@ TEST_F(ServeStartup, WarnsAndServes) {
     std::string address;
     std::vector<std::string> args, warnings;
   } cases[] = {
-      {"127.0.0.1", {"--directory", "ldap://127.0.0.1:1/"}, {"warning: the directory ldap://127.0.0.1:1/ does not answer"}},
+      {"127.0.0.1",
+       {"--directory", "ldap://127.0.0.1:1/"},
+       {"warning: the directory ldap://127.0.0.1:1/ does not answer"}},
       {"0.0.0.0", {}, {"shipped team / team and answers on 0.0.0.0", "shipped admin / admin"}},
       {"127.0.0.1", {}, {}},
   };

@@ -24,11 +24,14 @@ using orbitel::testing::Quote;
 
 int LineCount(const std::string& text) { return static_cast<int>(std::count(text.begin(), text.end(), '\n')); }
 
-std::string Calendar(const std::string& events) { return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + events + "END:VCALENDAR\r\n"; }
+std::string Calendar(const std::string& events) {
+  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + events + "END:VCALENDAR\r\n";
+}
 // Appointment number n.
 std::string Numbered(int n) {
   const std::string number = std::to_string(n);
-  return "BEGIN:VEVENT\r\nUID:item-" + number + "\r\nSUMMARY:Item " + number + "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\n";
+  return "BEGIN:VEVENT\r\nUID:item-" + number + "\r\nSUMMARY:Item " + number +
+         "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\n";
 }
 // The names in the store of appointments 0 .. count-1.
 std::set<std::string> NamesUpTo(int count) {

@@ -214,14 +214,15 @@ TEST_F(WebServerTest, SigningOutNeedsTheTokenAndClearsTheCookie) {
 
 TEST_F(WebServerTest, TheSiteKeyIsPrivateOutlivesARestartAndRotatingItEndsEverySession) {
   const auto private_key = [] {
-    return fs::status(folder_ / "site" / ".orbitel-session.key").permissions() == (fs::perms::owner_read | fs::perms::owner_write);
+    const fs::perms mode = fs::status(folder_ / "site" / ".orbitel-session.key").permissions();
+    return mode == (fs::perms::owner_read | fs::perms::owner_write);
   };
   EXPECT_TRUE(private_key());
   const std::string cookie = SignIn();
   Served restarted(folder_ / "site");
   EXPECT_EQ(restarted.Client().Get("/CalendarMonth.asp", {{"Cookie", cookie}})->status, 200);
-  const auto rotated = orbitel::testing::RunOrbitel("site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()),
-                                                    folder_.string());
+  const auto rotated = orbitel::testing::RunOrbitel(
+      "site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()), folder_.string());
   EXPECT_EQ(rotated.code, 0) << rotated.err;
   EXPECT_TRUE(private_key());
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // the server looks at the key once a second
