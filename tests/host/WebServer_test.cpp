@@ -442,8 +442,9 @@ TEST_F(WebServerTest, RepeatedWrongPasswordsAreSlowedDownNotLockedOut) {
 }
 
 // Loads that used to starve the server: each time a signed-in visitor is still answered and
-// still signed in.
-// A plain TCP connection to the served site, for requests no well-behaved client would send.
+// still signed in. Plain TCP connections send what no well-behaved client would.
+
+// A connection to the served site; -1 when none.
 int Connected(int port) {
   const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const sockaddr_in address = orbitel::testing::Loopback(port);
