@@ -1,13 +1,15 @@
 // The installed program: `cmake --install` lays out the tree, and the tree, moved elsewhere,
 // serves its own shipped site (not the source tree's) and says its version.
 #include <gtest/gtest.h>
+#include <httplib.h>
+#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "ServerProcess.h"
 #include "TempFolder.h"
 #include "host/RunOrbitel.h"
-#include "host/RunningOrbitel.h"
 
 namespace {
 
@@ -37,23 +39,24 @@ TEST(Install, MovedTreeServesItsOwnSite) {
   fs::rename(prefix, moved);
   const std::string mark = "/* installed copy */";
   std::ofstream(moved / "share/orbitel/site/styles/orbitel.css", std::ios::app) << mark << "\n";
-  const std::string program = (moved / "bin/orbitel").string();
 
   auto version = orbitel::testing::RunOrbitel("--version", folder.string());
   EXPECT_EQ(version.code, 0);
   EXPECT_EQ(version.out, std::string("orbitel ") + ORBITEL_VERSION + "\n");
 
-  orbitel::testing::RunningOrbitel server(program, {"serve", "--listen", "127.0.0.1:0"}, folder.string(),
-                                          {"XDG_DATA_HOME=" + (folder / "data").string()});
-  const int port = server.WaitForPort();
-  ASSERT_NE(port, 0) << server.out() << server.err();
-  const std::string style = orbitel::testing::Fetch(port, "/styles/orbitel.css");
-  EXPECT_NE(style.substr(0, style.find('\n')).find(" 200"), std::string::npos) << style.substr(0, 200);
-  EXPECT_NE(style.find(mark), std::string::npos);
-  EXPECT_NE(server.out().find("Making the demo site in " + (folder / "data/orbitel/demo").string()),
-            std::string::npos)
-      << server.out();
-  server.Stop();
+  ::setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1);
+  const int port = orbitel::testing::FreePort();
+  const std::string log = (folder / "serve.log").string();
+  std::string why;
+  pid_t server = orbitel::testing::StartServer(
+      {(moved / "bin/orbitel").string(), "serve", "--listen", "127.0.0.1:" + std::to_string(port)}, log, port, why);
+  ASSERT_GT(server, 0) << why;
+  auto style = httplib::Client("127.0.0.1", port).Get("/styles/orbitel.css");
+  orbitel::testing::StopServer(server);
+  EXPECT_EQ(style->status, 200);
+  EXPECT_NE(style->body.find(mark), std::string::npos);
+  EXPECT_NE(ReadText(log).find("Making the demo site in " + (folder / "data/orbitel/demo").string()), std::string::npos)
+      << ReadText(log);
   fs::remove_all(folder);
 }
 

@@ -1,209 +1,269 @@
-// The web server end to end: a demo site served on a free loopback port, driven over HTTP as a
-// browser would — sign-in, sessions and form tokens, the redirect guard, refused bodies, bad
-// query strings, the files it serves and the ones it never does.
+// The web server end to end: a fresh copy of the demo site served on a free loopback port for a
+// whole suite, driven over HTTP as a browser and as a hostile page would drive it — sign-in,
+// sessions and form tokens, writes and stale forms, refused requests, the files it serves and
+// the ones it never does, the health address — and under the loads that used to starve it.
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/time.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <regex>
 #include <sstream>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "ServerProcess.h"
+#include "TempFolder.h"
+#include "directory/Directory.h"
+#include "host/DemoSite.h"
 #include "host/RunOrbitel.h"
-#include "host/ServedSite.h"
+#include "host/WebServer.h"
 #include "site/SiteFixture.h"
+#include "site/SiteServices.h"
 
 namespace orbitel::host {
 namespace {
 
 namespace fs = std::filesystem;
-using WebServerTest = testing::ServedSiteTest;
-using testing::Served;
+constexpr auto npos = std::string::npos;
+
+// One server on a site folder, from construction to destruction.
+class Served {
+ public:
+  explicit Served(const fs::path& site, std::vector<std::string> trusted_proxies = {}) {
+    ServerSettings settings;
+    settings.site_folder = site;
+    settings.port = 0;
+    settings.threads = 4;
+    settings.error_log = &errors_;
+    settings.access_log = &access_;
+    settings.trusted_proxies = std::move(trusted_proxies);
+    server_ = std::make_unique<WebServer>(settings);
+    port_ = server_->Bind().value_or(0);
+    thread_ = std::thread([this] { server_->Serve(); });
+  }
+  ~Served() { Stop(); }
+  // Stops the server once the answers it owes are sent (and their log lines written).
+  void Stop() {
+    if (!thread_.joinable()) return;
+    server_->Stop();
+    thread_.join();
+  }
+  httplib::Client Client() const {
+    httplib::Client client("127.0.0.1", port_);
+    client.set_read_timeout(20);
+    return client;
+  }
+  int port() const { return port_; }
+  // The error and access logs so far (complete after Stop).
+  std::string errors() const { return errors_.str(); }
+  std::string accesses() const { return access_.str(); }
+
+ private:
+  std::ostringstream errors_, access_;
+  std::unique_ptr<WebServer> server_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+class WebServerTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-web");
+    std::ostringstream progress;
+    ASSERT_TRUE(PrepareDemoSite("www", folder_ / "site", progress).ok()) << progress.str();
+    site::SiteServices services;
+    services.directory = directory::OpenDirectory((folder_ / "site" / "directory.ldif").string()).value_or(nullptr);
+    services.store_root = folder_ / "site" / "store";
+    site::SetServices(services);
+    served_ = std::make_unique<Served>(folder_ / "site");
+  }
+  static void TearDownTestSuite() {
+    served_.reset();
+    site::SetServices({});
+    fs::remove_all(folder_);
+  }
+
+  // The session cookie a response sets ("orbitel_session=..."), empty when none.
+  static std::string CookieOf(const httplib::Result& response) {
+    const std::string header = response->get_header_value("Set-Cookie");
+    return header.substr(0, header.find(';'));
+  }
+  // The value of a form's hidden field.
+  static std::string HiddenOf(const std::string& html, const std::string& name = "FormToken") {
+    std::smatch match;
+    std::regex_search(html, match, std::regex("name=\"" + name + "\" value=\"([^\"]*)\""));
+    return match[1];
+  }
+
+  static httplib::Result Get(const std::string& target, const std::string& cookie = "") {
+    return served_->Client().Get(target, {{"Cookie", cookie}});
+  }
+  static httplib::Result Post(const std::string& target, const std::string& cookie, const std::string& body) {
+    return served_->Client().Post(target, {{"Cookie", cookie}}, body, "application/x-www-form-urlencoded");
+  }
+  // Fills in the form of the page at `form` (a fresh session's when no cookie) and posts it
+  // with the token it carries.
+  static httplib::Result Submit(const std::string& form, std::string cookie, const std::string& fields) {
+    auto page = Get(form, cookie);
+    if (cookie.empty()) cookie = CookieOf(page);
+    return Post(form.substr(0, form.find('?')), cookie, "FormToken=" + HiddenOf(page->body) + "&" + fields);
+  }
+  // The answer to the sign-in form, sent from a fresh session.
+  static httplib::Result SignInAnswer(const std::string& name, const std::string& password,
+                                      const std::string& return_url = "") {
+    return Submit("/CalendarLogin.asp", "",
+                  "cstrUserName=" + name + "&cstrPassword=" + password + "&action=Login&ReturnUrl=" + return_url);
+  }
+  // The cookie of a session signed in with the account of that name and password.
+  static std::string SignIn(const std::string& account = "team") { return CookieOf(SignInAnswer(account, account)); }
+
+  // The fields of the appointment form for alice on 4 March 2030, 9:00 to 9:30.
+  static std::string ItemFields(const std::string& subject, const std::string& notes = "") {
+    return "UserName=alice&subject=" + subject +
+           "&location=Yard&StartYear=2030&StartMonth=3&StartDay=4&StartTime=9%3A00+AM&EndYear=2030"
+           "&EndMonth=3&EndDay=4&EndTime=9%3A30+AM&busystatus=BUSY&txtMsgBody=" + notes;
+  }
+  static std::string DayOfAlice(const std::string& cookie) {
+    return Get("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice", cookie)->body;
+  }
+  // Adds an appointment through the form; returns its name in alice's calendar. `shown` is the
+  // subject as the day page prints it.
+  static std::string Added(const std::string& cookie, const std::string& subject, const std::string& notes = "",
+                           std::string shown = "") {
+    if (shown.empty()) shown = subject;
+    auto saved = Submit("/CalendarItem.asp?UserName=alice&Method=New", cookie,
+                        "Method=New&action=Save&" + ItemFields(subject, notes));
+    EXPECT_EQ(saved->get_header_value("Location"), "CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice")
+        << saved->body.substr(0, 2000);
+    std::smatch match;
+    const std::string day = DayOfAlice(cookie);
+    std::regex_search(day, match, std::regex("CalendarItem.asp\\?UserName=alice&(?:amp;)?Name=([^\"&]+)[^>]*>" + shown + "<"));
+    return match[1];
+  }
+  static std::string Settings() { return site::testing::ReadFile(folder_ / "site" / "OrbitelSettings.ml"); }
+
+  static inline fs::path folder_;
+  static inline std::unique_ptr<Served> served_;
+};
 
 TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
-  auto month = served_->Client().Get("/CalendarMonth.asp");
-  ASSERT_TRUE(month);
+  auto month = Get("/CalendarMonth.asp");
   EXPECT_EQ(month->status, 302);
   EXPECT_EQ(month->get_header_value("Location"), "CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
   EXPECT_EQ(month->body, "");  // nothing of the page is made for a visitor who is not signed in
 
-  auto login = served_->Client().Get("/CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
-  EXPECT_EQ(login->status, 200);
-  EXPECT_NE(login->get_header_value("Set-Cookie").find("; Path=/; HttpOnly; SameSite=Lax"), std::string::npos);
-  EXPECT_NE(login->body.find("name=\"ReturnUrl\" value=\"CalendarMonth.asp\""), std::string::npos);
+  auto login = Get("/CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
+  EXPECT_NE(login->get_header_value("Set-Cookie").find("; Path=/; HttpOnly; SameSite=Lax"), npos);
+  EXPECT_EQ(HiddenOf(login->body, "ReturnUrl"), "CalendarMonth.asp");
+  auto answer = Post("/CalendarLogin.asp", CookieOf(login),
+                     "FormToken=" + HiddenOf(login->body) +
+                         "&cstrUserName=team&cstrPassword=team&action=Login&ReturnUrl=CalendarMonth.asp");
+  EXPECT_EQ(answer->status, 302);
+  EXPECT_EQ(answer->get_header_value("Location"), "CalendarMonth.asp");
+  const std::string cookie = CookieOf(answer);
+  // Signing in gives a new form token: one seen before sign-in posts nothing after it.
+  EXPECT_NE(HiddenOf(Get("/CalendarMonth.asp", cookie)->body), HiddenOf(login->body));
 
-  std::unique_ptr<httplib::Result> answer;
-  const std::string cookie = SignIn("CalendarMonth.asp", &answer);
-  EXPECT_EQ((*answer)->status, 302);
-  EXPECT_EQ((*answer)->get_header_value("Location"), "CalendarMonth.asp");
-  EXPECT_NE(cookie, CookieOf(login));  // signing in gives the session a new id
-  // and a new form token: one seen before sign-in posts nothing after it.
-  EXPECT_NE(TokenOf(Get("/CalendarMonth.asp", cookie)->body), TokenOf(login->body));
+  // Asked to go to another site, the sign-in goes home instead.
+  EXPECT_EQ(SignInAnswer("team", "team", "http%3A%2F%2Fevil.example%2F")->get_header_value("Location"),
+            "default.asp");
 
-  for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp", "/CalendarNow.asp",
-                           "/CalendarUserList.asp", "/calendarmonth.ASP"}) {
+  const std::string team = "Sean O&#39;Neill", new_item = "href=\"CalendarItem.asp?UserName=alice&Method=New\"";
+  const std::pair<const char*, std::string> pages[] = {
+      {"/CalendarMonth.asp", team}, {"/CalendarWeek.asp", team}, {"/CalendarDay.asp", team},
+      {"/CalendarNow.asp", team}, {"/CalendarUserList.asp", team}, {"/calendarmonth.ASP", team},
+      {"/CalendarPersonalDay.asp?USER=alice", new_item}, {"/CalendarPersonalWeek.asp?USER=alice", new_item},
+      {"/CalendarPersonalMonth.asp?USER=alice", new_item},
+  };
+  for (const auto& [page, shows] : pages) {
     auto shown = Get(page, cookie);
     EXPECT_EQ(shown->status, 200) << page;
-    EXPECT_NE(shown->body.find("Alice Walker"), std::string::npos) << page;
-    EXPECT_NE(shown->body.find("Sean O&#39;Neill"), std::string::npos) << page;
-    EXPECT_EQ(shown->body.find("ERROR:"), std::string::npos) << page;
+    EXPECT_NE(shown->body.find(shows), npos) << page;
+    EXPECT_EQ(shown->body.find("ERROR:"), npos) << page;
     EXPECT_EQ(shown->get_header_value("Cache-Control"), "no-store");
   }
-  EXPECT_NE(Get("/CalendarMonth.asp", cookie)->body.find("_pix.gif"), std::string::npos);
-
-  for (const char* page : {"/CalendarPersonalDay.asp", "/CalendarPersonalWeek.asp", "/CalendarPersonalMonth.asp"}) {
-    auto shown = Get(std::string(page) + "?USER=alice", cookie);
-    EXPECT_EQ(shown->status, 200) << page;
-    EXPECT_TRUE(std::regex_search(shown->body, std::regex("<b>(&nbsp;)?alice - "))) << page;
-    EXPECT_NE(shown->body.find("href=\"CalendarItem.asp?UserName=alice&Method=New\""), std::string::npos) << page;
-    EXPECT_EQ(shown->body.find("ERROR:"), std::string::npos) << page;
-  }
-}
-
-TEST_F(WebServerTest, TheAdministratorAddsAnAppointmentThroughItsForm) {
-  EXPECT_EQ(Get("/CalendarItem.asp?UserName=alice&Method=New", SignIn())->get_header_value("Location"),
-            "CalendarLogin.asp?ReturnUrl=CalendarItem.asp");
-
-  const std::string cookie = SignIn("", nullptr, "admin");
-  auto form = Get("/CalendarItem.asp?UserName=alice&Method=New", cookie);
-  ASSERT_EQ(form->status, 200);
-  EXPECT_NE(form->body.find("<option value=\"9:00 AM\">9:00 AM</option>"), std::string::npos);
-  auto saved = served_->Client().Post(
-      "/CalendarItem.asp", {{"Cookie", cookie}},
-      "FormToken=" + TokenOf(form->body) + "&UserName=alice&Method=New&subject=Fire+drill+%3Cb%3E&location=Yard"
-      "&StartYear=2030&StartMonth=3&StartDay=4&StartTime=9%3A00+AM&EndYear=2030&EndMonth=3&EndDay=4"
-      "&EndTime=9%3A30+AM&busystatus=BUSY&txtMsgBody=&action=Save",
-      "application/x-www-form-urlencoded");
-  EXPECT_EQ(saved->status, 302);
-  EXPECT_EQ(saved->get_header_value("Location"), "CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice");
-  auto day = Get("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice", cookie);
-  EXPECT_NE(day->body.find("9:00:00 - 9:30:00"), std::string::npos);
-  EXPECT_NE(day->body.find("Fire drill &lt;b&gt;</a>"), std::string::npos);
 }
 
 TEST_F(WebServerTest, OnlyTheAdministratorSeesTheOptionsAndTheCheckEndsTheSignIn) {
   EXPECT_EQ(Get("/CalendarOptions.asp", SignIn())->get_header_value("Location"),
             "CalendarLogin.asp?ReturnUrl=CalendarOptions.asp");
-  const std::string cookie = SignIn("", nullptr, "admin");
-  auto options = Get("/CalendarOptions.asp", cookie);
-  EXPECT_EQ(options->status, 200);
-  EXPECT_NE(options->body.find("name=\"cstrAdminUserName\" value=\"admin\""), std::string::npos);
-  EXPECT_NE(options->body.find("checked value='alice' name=AddUser"), std::string::npos);
-
-  auto check = served_->Client().Post("/CalendarOptions.asp", {{"Cookie", cookie}},
-                                      "FormToken=" + TokenOf(options->body) + "&action=Check",
-                                      "application/x-www-form-urlencoded");
-  EXPECT_EQ(check->status, 200);
-  EXPECT_NE(check->body.find("Exchange Server:"), std::string::npos);
+  const std::string admin = SignIn("admin");
+  auto options = Get("/CalendarOptions.asp", admin);
+  EXPECT_NE(options->body.find("checked value='alice' name=AddUser"), npos);
+  auto check = Post("/CalendarOptions.asp", admin, "FormToken=" + HiddenOf(options->body) + "&action=Check");
+  EXPECT_NE(check->body.find("Exchange Server:"), npos);
   const std::string after_check = CookieOf(check);
-  EXPECT_EQ(Get("/CalendarOptions.asp", after_check.empty() ? cookie : after_check)->status, 302);
+  EXPECT_EQ(Get("/CalendarOptions.asp", after_check.empty() ? admin : after_check)->status, 302);
 }
 
-TEST_F(WebServerTest, SigningOutClearsTheSessionCookie) {
+TEST_F(WebServerTest, SigningOutNeedsTheTokenAndClearsTheCookie) {
   const std::string cookie = SignIn();
-  auto month = Get("/CalendarMonth.asp", cookie);
-  const std::string form = "FormToken=" + TokenOf(month->body);
-  const std::string kind = "application/x-www-form-urlencoded";
-  EXPECT_EQ(served_->Client().Post("/signout", {{"Cookie", cookie}}, "", kind)->status, 403);
-  auto out = served_->Client().Post("/signout", {{"Cookie", cookie}}, form, kind);
+  EXPECT_EQ(Post("/signout", cookie, "")->status, 403);
+  auto out = Post("/signout", cookie, "FormToken=" + HiddenOf(Get("/CalendarMonth.asp", cookie)->body));
   EXPECT_EQ(out->status, 302);
   EXPECT_EQ(out->get_header_value("Location"), "default.asp");
   EXPECT_EQ(out->get_header_value("Set-Cookie"), "orbitel_session=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0");
   EXPECT_EQ(Get("/CalendarMonth.asp", CookieOf(out))->status, 302);
 }
 
-TEST_F(WebServerTest, RotatingTheSiteKeyEndsEverySession) {
+TEST_F(WebServerTest, TheSiteKeyIsPrivateOutlivesARestartAndRotatingItEndsEverySession) {
+  const auto private_key = [] {
+    const fs::perms mode = fs::status(folder_ / "site" / ".orbitel-session.key").permissions();
+    return mode == (fs::perms::owner_read | fs::perms::owner_write);
+  };
+  EXPECT_TRUE(private_key());
   const std::string cookie = SignIn();
-  ASSERT_EQ(Get("/CalendarMonth.asp", cookie)->status, 200);
-  const auto rotated = orbitel::testing::RunOrbitel("site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()),
-                                                    folder_.string());
+  Served restarted(folder_ / "site");
+  EXPECT_EQ(restarted.Client().Get("/CalendarMonth.asp", {{"Cookie", cookie}})->status, 200);
+  const auto rotated = orbitel::testing::RunOrbitel(
+      "site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()), folder_.string());
   EXPECT_EQ(rotated.code, 0) << rotated.err;
+  EXPECT_TRUE(private_key());
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // the server looks at the key once a second
   EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
   EXPECT_EQ(Get("/CalendarMonth.asp", SignIn())->status, 200);
 }
 
-TEST_F(WebServerTest, ANewPasswordWorksAtOnceOnEveryRequestThread) {
+TEST_F(WebServerTest, ANewPasswordEndsOldSessionsAndWorksAtOnceOnEveryRequestThread) {
   const auto save = [](const std::string& team_password) {
-    const std::string cookie = SignIn("", nullptr, "admin");
-    auto options = Get("/CalendarOptions.asp", cookie);
-    return served_->Client()
-        .Post("/CalendarOptions.asp", {{"Cookie", cookie}},
-              "FormToken=" + TokenOf(options->body) +
-                  "&cstrExchangeConnectionMethod=True&cstrExchangeDomain=&cstrShowLocation=Yes"
+    return Submit("/CalendarOptions.asp", SignIn("admin"),
+                  "cstrExchangeConnectionMethod=True&cstrExchangeDomain=&cstrShowLocation=Yes"
                   "&cstrLocationEntry=Location&cstrLocationNoEntry=NoLocation&cstrUserUserName=team"
                   "&cstrUserPassword=" + team_password +
-                  "&cstrAdminUserName=admin&cstrAdminPassword=admin&AddUser=alice&action=Save+Changes",
-              "application/x-www-form-urlencoded")
+                      "&cstrAdminUserName=admin&cstrAdminPassword=admin&AddUser=alice&action=Save+Changes")
         ->body;
   };
   // Every request thread signs the team in with the old password first.
   for (int i = 0; i < 8; ++i) ASSERT_FALSE(SignIn().empty());
   const std::string signed_in_before = SignIn();
-  EXPECT_NE(save("changed").find("Status: Saved"), std::string::npos);
-  // A new password ends the sessions signed in with the old one.
+  EXPECT_NE(save("changed").find("Status: Saved"), npos);
   EXPECT_EQ(Get("/CalendarMonth.asp", signed_in_before)->status, 302);
-  for (int i = 0; i < 8; ++i) {
-    httplib::Client client = served_->Client();
-    auto page = client.Get("/CalendarLogin.asp");
-    auto answer = client.Post("/CalendarLogin.asp", {{"Cookie", CookieOf(page)}},
-                              "FormToken=" + TokenOf(page->body) +
-                                  "&cstrUserName=team&cstrPassword=changed&action=Login",
-                              "application/x-www-form-urlencoded");
-    EXPECT_EQ(answer->status, 302) << "attempt " << i;
-  }
-  EXPECT_NE(save("team").find("Status: Saved"), std::string::npos);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(SignInAnswer("team", "changed")->status, 302) << "attempt " << i;
+  EXPECT_NE(save("team").find("Status: Saved"), npos);
 }
 
 TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
-  httplib::Client client = served_->Client();
-  auto page = client.Get("/CalendarLogin.asp");
+  auto page = Get("/CalendarLogin.asp");
   const std::string cookie = CookieOf(page);
   const std::string form = "cstrUserName=team&cstrPassword=team&action=Login";
-  const std::string kind = "application/x-www-form-urlencoded";
-
-  EXPECT_EQ(client.Post("/CalendarLogin.asp", {{"Cookie", cookie}}, form, kind)->status, 403);
-  EXPECT_EQ(client.Post("/CalendarLogin.asp", {{"Cookie", cookie}}, form + "&FormToken=" + std::string(32, '0'), kind)->status, 403);
+  EXPECT_EQ(Post("/CalendarLogin.asp", cookie, form)->status, 403);
+  EXPECT_EQ(Post("/CalendarLogin.asp", cookie, form + "&FormToken=" + std::string(32, '0'))->status, 403);
   // The right token in another visitor's request is no token at all.
-  EXPECT_EQ(client.Post("/CalendarLogin.asp", form + "&FormToken=" + TokenOf(page->body), kind)->status, 403);
-  auto refused = client.Post("/CalendarMonth.asp", {{"Cookie", SignIn()}}, "", kind);
+  EXPECT_EQ(Post("/CalendarLogin.asp", "", form + "&FormToken=" + HiddenOf(page->body))->status, 403);
+  auto refused = Post("/CalendarMonth.asp", SignIn(), "");
   EXPECT_EQ(refused->status, 403);
-  EXPECT_NE(refused->body.find("Form expired"), std::string::npos);
+  EXPECT_NE(refused->body.find("Form expired"), npos);
   // The refused posts signed nobody in.
   EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);
 }
 
-TEST_F(WebServerTest, SignInSendsVisitorsOnlyToPagesOfThisSite) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"CalendarDay.asp%3FDAY%3D1", "CalendarDay.asp?DAY=1"},
-      {"http%3A%2F%2Fevil.example%2F", "default.asp"},
-      {"%2F%2Fevil.example", "default.asp"},
-      {"%2F%5Cevil.example", "default.asp"},
-      {"javascript%3Aalert(1)", "default.asp"},
-      {"CalendarDay.asp%0D%0ASet-Cookie%3A%20x%3D1", "default.asp"},
-      {"", "default.asp"},
-  };
-  for (const auto& [asked, sent] : cases) {
-    std::unique_ptr<httplib::Result> answer;
-    SignIn(asked, &answer);
-    EXPECT_EQ((*answer)->status, 302) << asked;
-    EXPECT_EQ((*answer)->get_header_value("Location"), sent) << asked;
-  }
-}
-
-TEST_F(WebServerTest, WrongPasswordsShowTheMessageAndKeepTheName) {
-  httplib::Client client = served_->Client();
-  auto page = client.Get("/CalendarLogin.asp");
-  auto answer = client.Post("/CalendarLogin.asp", {{"Cookie", CookieOf(page)}},
-                            "FormToken=" + TokenOf(page->body) + "&cstrUserName=%22team%22&cstrPassword=x&action=Login",
-                            "application/x-www-form-urlencoded");
-  EXPECT_EQ(answer->status, 200);
-  EXPECT_NE(answer->body.find("Sorry, wrong User Name or Password. Please try again."), std::string::npos);
-  EXPECT_NE(answer->body.find("value=\"&quot;team&quot;\""), std::string::npos);
-}
-
-TEST_F(WebServerTest, AnyQueryStringRendersThePage) {
+TEST_F(WebServerTest, AnyQueryStringRendersThePageAndOversizedRequestsAreRefused) {
   const std::string cookie = SignIn();
   const std::string targets[] = {
       "/CalendarMonth.asp?" + std::string(6000, 'x'),
@@ -211,7 +271,6 @@ TEST_F(WebServerTest, AnyQueryStringRendersThePage) {
       "/CalendarWeek.asp?DAY=1&DAY=2&MONTH=3&MONTH=4",
       "/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000",
       "/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5",
-      "/CalendarNow.asp?USER=" + std::string(7000, 'u'),
       "/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
       "/CalendarUserList.asp?=&&=x&%00=%00",
       "/CalendarWeek.asp?ReturnUrl=CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2004",
@@ -221,94 +280,242 @@ TEST_F(WebServerTest, AnyQueryStringRendersThePage) {
     ASSERT_TRUE(shown) << target.substr(0, 60);
     EXPECT_EQ(shown->status, 200) << target.substr(0, 60);
     // The pages' own script is there; what the visitor sent never runs as one.
-    EXPECT_EQ(shown->body.find("<script>alert"), std::string::npos) << target.substr(0, 60);
+    EXPECT_EQ(shown->body.find("<script>alert"), npos) << target.substr(0, 60);
   }
-  // Past 8 KiB an address is refused whole, as web servers do.
+  // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
   EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
-}
-
-TEST_F(WebServerTest, BodiesOverOneMebibyteAreRefused) {
-  httplib::Client client = served_->Client();
-  auto answer = client.Post("/CalendarLogin.asp", std::string(kMaxBodyBytes + 1, 'a'),
-                            "application/x-www-form-urlencoded");
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->status, 413);
-}
-
-TEST_F(WebServerTest, TheHealthAddressNeedsNoSignInAndCountsThePeople) {
-  auto health = served_->Client().Get("/healthz");
-  EXPECT_EQ(health->status, 200) << health->body;
-  EXPECT_EQ(health->get_header_value("Content-Type"), "application/json");
-  EXPECT_NE(health->body.find("\"status\":\"ok\""), std::string::npos);
-  EXPECT_NE(health->body.find("\"directory\":{\"ok\":true,\"people\":"), std::string::npos) << health->body;
-  EXPECT_EQ(health->body.find("admin"), std::string::npos);
+  EXPECT_EQ(Post("/CalendarLogin.asp", "", std::string(kMaxBodyBytes + 1, 'a'))->status, 413);
 }
 
 TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
-  Served behind_proxy(folder_ / "site", 2, {"127.0.0.1"});
+  Served behind_proxy(folder_ / "site", {"127.0.0.1"});
   const httplib::Headers forwarded = {{"X-Forwarded-For", "203.0.113.9, 127.0.0.1"}, {"X-Forwarded-Proto", "https"}};
-  auto secure = behind_proxy.Client().Get("/CalendarLogin.asp", forwarded);
-  EXPECT_NE(secure->get_header_value("Set-Cookie").find("; Secure"), std::string::npos);
-  EXPECT_EQ(behind_proxy.Client().Get("/CalendarLogin.asp")->get_header_value("Set-Cookie").find("Secure"),
-            std::string::npos);
+  EXPECT_NE(behind_proxy.Client().Get("/CalendarLogin.asp", forwarded)->get_header_value("Set-Cookie").find("; Secure"),
+            npos);
+  EXPECT_EQ(behind_proxy.Client().Get("/CalendarLogin.asp")->get_header_value("Set-Cookie").find("Secure"), npos);
   // A server that trusts no proxy believes no header.
   EXPECT_EQ(served_->Client().Get("/CalendarLogin.asp", forwarded)->get_header_value("Set-Cookie").find("Secure"),
-            std::string::npos);
+            npos);
   // The access log names the visitor, the time and the sign-in level.
   behind_proxy.Stop();
-  EXPECT_TRUE(std::regex_search(behind_proxy.accesses(),
-                                std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ 203\.0\.113\.9 none "GET /CalendarLogin\.asp" 200 \d+ )")))
+  EXPECT_TRUE(std::regex_search(
+      behind_proxy.accesses(),
+      std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ 203\.0\.113\.9 none "GET /CalendarLogin\.asp" 200 \d+ )")))
       << behind_proxy.accesses();
 }
 
 TEST_F(WebServerTest, ServesPicturesAndHelpButNeverTheSitesData) {
-  auto picture = served_->Client().Get("/images/BUSY_pix.gif");
+  auto picture = Get("/images/BUSY_pix.gif");
   EXPECT_EQ(picture->status, 200);
   EXPECT_EQ(picture->get_header_value("Content-Type"), "image/gif");
-  EXPECT_NE(picture->get_header_value("Cache-Control").find("max-age"), std::string::npos);
-  EXPECT_EQ(served_->Client().Get("/dot.gif")->status, 200);
-  EXPECT_EQ(served_->Client().Get("/help/permissions.html")->status, 200);
-  EXPECT_EQ(served_->Client().Get("/styles/orbitel.css")->status, 200);
-
+  EXPECT_NE(picture->get_header_value("Cache-Control").find("max-age"), npos);
+  for (const char* shown : {"/dot.gif", "/help/permissions.html", "/styles/orbitel.css"}) {
+    EXPECT_EQ(Get(shown)->status, 200) << shown;
+  }
   // A link inside a served folder that points out of it is not followed.
   fs::create_symlink("../OrbitelSettings.xml", folder_ / "site" / "images" / "leak.gif");
   for (const char* hidden : {"/OrbitelSettings.xml", "/OrbitelUsers.xml", "/directory.ldif", "/Errorfile.Log",
                              "/store/orbitel.demo/store.sqlite", "/templates/default.html",
                              "/images/../OrbitelSettings.xml", "/CalendarSecret.asp", "/images/leak.gif",
                              "/.orbitel-session.key"}) {
-    auto answer = served_->Client().Get(hidden);
+    auto answer = Get(hidden);
     ASSERT_TRUE(answer) << hidden;
     EXPECT_EQ(answer->status, 404) << hidden;
-    EXPECT_EQ(answer->body.find("admin"), std::string::npos) << hidden;
+    EXPECT_EQ(answer->body.find("admin"), npos) << hidden;
   }
   // Control characters in a path are refused, not read as the end of a file name.
-  EXPECT_EQ(served_->Client().Get("/styles/orbitel.css%00.html")->status, 400);
+  EXPECT_EQ(Get("/styles/orbitel.css%00.html")->status, 400);
 }
 
-TEST_F(WebServerTest, ABrokenSiteStillSignsInAndHidesItsFaults) {
+TEST_F(WebServerTest, TheHealthAddressSaysWhichPartFailsAndABrokenSiteStillSignsIn) {
+  auto health = Get("/healthz");
+  EXPECT_EQ(health->status, 200) << health->body;
+  EXPECT_EQ(health->get_header_value("Content-Type"), "application/json");
+  EXPECT_NE(health->body.find("\"status\":\"ok\""), npos);
+  EXPECT_NE(health->body.find("\"directory\":{\"ok\":true,\"people\":"), npos) << health->body;
+  EXPECT_EQ(health->body.find("admin"), npos);
+
   const fs::path broken = folder_ / "broken";
   fs::create_directories(broken);
   fs::copy(folder_ / "site" / "templates", broken / "templates", fs::copy_options::recursive);
   fs::remove(broken / "templates" / "default.html");
   site::testing::WriteFile(broken / "OrbitelSettings.xml", "<xml><broken");
   Served served(broken);
-
   auto login = served.Client().Get("/CalendarLogin.asp");
   EXPECT_EQ(login->status, 200);
-  EXPECT_NE(login->body.find("cstrPassword"), std::string::npos);
-  EXPECT_NE(site::testing::ReadFile(broken / "Errorfile.Log").find("AdminStuff.GetSiteVars"), std::string::npos);
-
-  // The health address says which part fails, and nothing about where it is.
-  auto health = served.Client().Get("/healthz");
-  EXPECT_EQ(health->status, 503);
-  EXPECT_NE(health->body.find("\"settings\":{\"ok\":false"), std::string::npos) << health->body;
-  EXPECT_EQ(health->body.find(broken.string()), std::string::npos);
-
-  // A missing template shows the plain error page, not where the server looked.
-  auto home = served.Client().Get("/default.asp");
+  EXPECT_NE(login->body.find("cstrPassword"), npos);
+  EXPECT_NE(site::testing::ReadFile(broken / "Errorfile.Log").find("AdminStuff.GetSiteVars"), npos);
+  // Nothing about where the site is, in the health report or on the error page.
+  auto failing = served.Client().Get("/healthz");
+  EXPECT_EQ(failing->status, 503);
+  EXPECT_NE(failing->body.find("\"settings\":{\"ok\":false"), npos) << failing->body;
+  EXPECT_EQ(failing->body.find(broken.string()), npos);
+  auto home = served.Client().Get("/default.asp");  // its template is missing
   EXPECT_EQ(home->status, 500);
-  EXPECT_NE(home->body.find("could not be shown"), std::string::npos);
-  EXPECT_EQ(home->body.find("templates"), std::string::npos);
+  EXPECT_NE(home->body.find("could not be shown"), npos);
+  EXPECT_EQ(home->body.find("templates"), npos);
+}
+
+TEST_F(WebServerTest, NoWriteByGetEvenWithTheToken) {
+  const std::string admin = SignIn("admin");
+  const std::string token = HiddenOf(Get("/CalendarOptions.asp", admin)->body);
+  const std::string name = Added(admin, "Kept");
+  ASSERT_FALSE(name.empty());
+  const std::string settings = Settings();
+
+  const std::string writes[] = {
+      "/CalendarOptions.asp?action=Save+Changes&cstrAdminUserName=admin&cstrAdminPassword=taken"
+      "&cstrUserUserName=team&cstrUserPassword=team&AddUser=alice&FormToken=" + token,
+      "/CalendarItem.asp?action=Save&Method=New&FormToken=" + token + "&" + ItemFields("Injected"),
+      "/CalendarItem.asp?action=Save&Name=" + name + "&FormToken=" + token + "&" + ItemFields("Changed"),
+      "/CalendarItem.asp?action=Delete&UserName=alice&Name=" + name + "&FormToken=" + token,
+  };
+  for (const std::string& target : writes) {
+    EXPECT_EQ(Get(target, admin)->status, 200) << target;  // the page as for a plain visit
+  }
+  EXPECT_EQ(Settings(), settings);
+  const std::string day = DayOfAlice(admin);
+  EXPECT_NE(day.find("9:00:00 - 9:30:00"), npos);
+  EXPECT_NE(day.find(">Kept</a>"), npos);
+  EXPECT_EQ(day.find("Injected"), npos);
+  EXPECT_EQ(day.find("Changed"), npos);
+
+  // Signing in by GET shows the form and signs nobody in (nor puts a password in a link).
+  auto login = Get("/CalendarLogin.asp?cstrUserName=team&cstrPassword=team&action=Login");
+  EXPECT_EQ(login->status, 200);
+  EXPECT_EQ(Get("/CalendarMonth.asp", CookieOf(login))->status, 302);
+}
+
+TEST_F(WebServerTest, AFormLoadedBeforeSomeoneElsesChangeWritesNothing) {
+  const std::string first = SignIn("admin"), second = SignIn("admin");
+  const std::string item = "/CalendarItem.asp?UserName=alice&Name=" + Added(first, "Planning");
+  const std::string first_form = Get(item, first)->body;
+  const std::string second_form = Get(item, second)->body;
+  ASSERT_FALSE(HiddenOf(first_form, "ETag").empty());
+
+  auto post = [](const std::string& cookie, const std::string& form, const std::string& rest) {
+    return Post("/CalendarItem.asp", cookie,
+                "FormToken=" + HiddenOf(form) + "&Name=" + HiddenOf(form, "Name") + "&ETag=" + HiddenOf(form, "ETag") +
+                    "&" + rest);
+  };
+  EXPECT_EQ(post(second, second_form, "action=Save&" + ItemFields("Planning+moved"))->status, 302);
+
+  auto refused = post(first, first_form, "action=Save&" + ItemFields("Planning+mine"));
+  EXPECT_EQ(refused->status, 200);
+  EXPECT_NE(refused->body.find("Someone else changed this appointment"), npos);
+  EXPECT_NE(refused->body.find("value=\"Planning mine\""), npos);  // what was typed
+  EXPECT_NE(post(first, first_form, "action=Delete&UserName=alice")->body.find("it was not deleted"), npos);
+  EXPECT_NE(DayOfAlice(first).find(">Planning moved</a>"), npos);
+
+  // The form shown after the refusal carries the stored version: a second save is deliberate.
+  EXPECT_EQ(post(first, refused->body, "action=Save&" + ItemFields("Planning+mine"))->status, 302);
+  EXPECT_NE(DayOfAlice(first).find(">Planning mine</a>"), npos);
+}
+
+TEST_F(WebServerTest, LongNotesAndBlanksAreKeptAsTyped) {
+  const std::string admin = SignIn("admin");
+  const std::string notes(9000, 'n');
+  const std::string name = Added(admin, "Long", notes + "%0D%0A++indented+%09tab++");
+  const std::string form = Get("/CalendarItem.asp?UserName=alice&Name=" + name, admin)->body;
+  // The browser's CR LF is a line end as iCalendar writes one: LF.
+  EXPECT_NE(form.find(">\n" + notes + "\n  indented \ttab  </textarea>"), npos);
+
+  const std::string spaced = Added(admin, "++Spaced%09+", "", "  Spaced\t ");
+  const std::string spaced_form = Get("/CalendarItem.asp?UserName=alice&Name=" + spaced, admin)->body;
+  EXPECT_NE(spaced_form.find("name=\"subject\" value=\"  Spaced\t \""), npos);
+}
+
+TEST_F(WebServerTest, RepeatedWrongPasswordsAreSlowedDownNotLockedOut) {
+  for (int i = 0; i < 4; ++i) {
+    auto wrong = SignInAnswer("%22team%22", "x");
+    EXPECT_EQ(wrong->status, 200);
+    EXPECT_NE(wrong->body.find("Sorry, wrong User Name or Password. Please try again."), npos);
+    EXPECT_NE(wrong->body.find("value=\"&quot;team&quot;\""), npos);  // the name as typed
+  }
+  // Slowed down from here on, and the right password still signs in after its wait.
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(SignInAnswer("team", "team")->status, 302);
+  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
+  const std::string errors = served_->errors();
+  EXPECT_NE(errors.find("wrong passwords from 127.0.0.1"), npos) << errors;
+  EXPECT_EQ(errors.find("wrong passwords", errors.find("wrong passwords") + 1), npos);
+}
+
+// Loads that used to starve the server: each time a signed-in visitor is still answered and
+// still signed in. Plain TCP connections send what no well-behaved client would.
+
+// A connection to the served site; -1 when none.
+int Connected(int port) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const sockaddr_in address = orbitel::testing::Loopback(port);
+  const timeval wait{30, 0};
+  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? fd : -1;
+}
+bool Send(int fd, std::string_view text) {
+  return ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+// Everything the server sends until it closes (or falls silent for 30 s).
+std::string ReadAll(int fd) {
+  std::string answer;
+  char buffer[16384];
+  for (ssize_t got; (got = ::recv(fd, buffer, sizeof buffer, 0)) > 0;) answer.append(buffer, got);
+  return answer;
+}
+
+TEST_F(WebServerTest, SlowConnectionsLeaveTheSiteAnswering) {
+  const std::string cookie = SignIn();
+  std::vector<int> slow;
+  for (int i = 0; i < 1000; ++i) {
+    slow.push_back(Connected(served_->port()));
+    ASSERT_TRUE(Send(slow.back(), "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ")) << i;
+  }
+  for (int round = 0; round < 3; ++round) {
+    for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp"}) {
+      EXPECT_EQ(Get(page, cookie)->status, 200) << page;
+    }
+    for (int fd : slow) Send(fd, "x");  // the slow ones go on dripping their headers
+  }
+  for (int fd : slow) ::close(fd);
+}
+
+TEST_F(WebServerTest, ABurstIsAnsweredOrRefusedAndTheServerGoesOn) {
+  constexpr int kBurst = 5000;
+  std::vector<int> burst;
+  for (int i = 0; i < kBurst; ++i) {
+    burst.push_back(Connected(served_->port()));
+    Send(burst.back(), "GET /CalendarLogin.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n");
+  }
+  int answered = 0, refused = 0;
+  for (int fd : burst) {
+    const std::string answer = ReadAll(fd);
+    ::close(fd);
+    answered += answer.starts_with("HTTP/1.1 200");
+    refused += answer.starts_with("HTTP/1.1 503");
+  }
+  EXPECT_EQ(answered + refused, kBurst);
+  EXPECT_GT(answered, 0);
+  EXPECT_EQ(Get("/CalendarLogin.asp")->status, 200);
+}
+
+TEST_F(WebServerTest, AnonymousVisitsSignNobodyOut) {
+  const std::string cookie = SignIn();
+  constexpr int kVisitors = 4, kVisits = 50000;
+  std::vector<std::thread> visitors;
+  std::atomic<int> failed{0};
+  for (int v = 0; v < kVisitors; ++v) {
+    visitors.emplace_back([&] {
+      httplib::Client client = served_->Client();
+      client.set_keep_alive(true);
+      for (int i = 0; i < kVisits; ++i) {
+        auto page = client.Get("/CalendarLogin.asp");
+        failed += !page || page->status != 200 || page->get_header_value("Set-Cookie").empty();
+      }
+    });
+  }
+  for (std::thread& visitor : visitors) visitor.join();
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 200);
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 // the form's list boxes, and adding, changing and deleting items from a posted form.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <map>
 
-#include "data/Connection.h"
+#include "data/LocalStoreDatabase.h"
 #include "item/CalendarItem.h"
 #include "site/SiteSettings.h"
 #include "views/ViewFixture.h"
@@ -25,8 +25,9 @@ class CalendarItemTest : public views::testing::ViewFixture {
     ASSERT_TRUE(site::Site().SettingsLoaded) << ErrorLog();
   }
 
+  using Fields = std::map<std::string, std::string>;
   // A page started with these request values (the form's, or the query's).
-  CalendarItem& Page(std::vector<std::pair<std::string, std::string>> values) {
+  CalendarItem& Page(const Fields& values) {
     auto context = std::make_shared<site::MemoryPageContext>();
     for (auto& [key, value] : values) context->Form(key, value);
     page_ = std::make_unique<CalendarItem>();
@@ -39,49 +40,30 @@ class CalendarItemTest : public views::testing::ViewFixture {
     return page;
   }
   // A form posting 10:00 AM to 11:00 AM on 6 November 2003 unless told otherwise.
-  static std::vector<std::pair<std::string, std::string>> Form(
-      std::vector<std::pair<std::string, std::string>> changes) {
-    std::vector<std::pair<std::string, std::string>> form = {
-        {"UserName", "alice"}, {"subject", "Planning"}, {"location", "Room 2"}, {"busystatus", "BUSY"},
-        {"txtMsgBody", "Agenda"}, {"StartYear", "2003"}, {"StartMonth", "11"}, {"StartDay", "6"},
-        {"StartTime", "10:00 AM"}, {"EndYear", "2003"}, {"EndMonth", "11"}, {"EndDay", "6"},
-        {"EndTime", "11:00 AM"}};
-    for (auto& [key, value] : changes) {
-      auto same = std::find_if(form.begin(), form.end(), [&wanted = key](const auto& field) { return field.first == wanted; });
-      if (same == form.end()) {
-        form.emplace_back(key, value);
-      } else {
-        same->second = value;
-      }
-    }
-    return form;
+  static Fields Form(Fields changes) {
+    changes.merge(Fields{{"UserName", "alice"}, {"subject", "Planning"}, {"location", "Room 2"},
+                         {"busystatus", "BUSY"}, {"txtMsgBody", "Agenda"}, {"StartYear", "2003"},
+                         {"StartMonth", "11"}, {"StartDay", "6"}, {"StartTime", "10:00 AM"}, {"EndYear", "2003"},
+                         {"EndMonth", "11"}, {"EndDay", "6"}, {"EndTime", "11:00 AM"}});
+    return changes;
   }
-  // Every item of alice's calendar as "name|subject|start|end" (local times).
+  // Every item of alice's calendar in start order, as "name|subject|start|end" (local times).
   std::vector<std::string> Items() {
-    data::Connection connection;
-    connection.Provider = "ExOLEDB.DataSource";
-    EXPECT_TRUE(connection.Open(kFolder).ok());
-    data::Recordset rows;
-    EXPECT_TRUE(data::OpenRecordset(rows,
-                                    "SELECT \"DAV:displayname\" FROM scope('shallow traversal of \"" +
-                                        std::string(kFolder) + "\"')",
-                                    connection)
-                    .ok());
+    auto database = data::LocalStoreDatabase::Open(store_.root_, views::testing::kDomain);
+    const auto all = (*database)->All(*(*database)->FindFolder("alice").value());
     std::vector<std::string> items;
-    for (; !rows.IsEOF(); rows.MoveNext()) {
-      const std::string name = rows.Field("DAV:displayname")->Text();
-      CalendarItem& page = Loaded("alice", name);
-      items.push_back(name + "|" + page.PrintCItemSubject() + "|" + page.PrintCItemDTStart() + "|" +
+    for (const auto& item : *all) {
+      CalendarItem& page = Loaded("alice", item.name);
+      items.push_back(item.name + "|" + page.PrintCItemSubject() + "|" + page.PrintCItemDTStart() + "|" +
                       page.PrintCItemDTEnd());
     }
     return items;
   }
 
-  static constexpr char kFolder[] = "file://./backofficestorage/orbitel.demo/MBX/alice/calendar/";
   std::unique_ptr<CalendarItem> page_;
 };
 
-TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTime) {
+TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTimeOrSaysWhyNot) {
   Import("alice", Event("O'Brien", "SUMMARY:Meet O'Brien\r\nDTSTART:20031104T140000Z\r\n"
                                    "DTEND:20031104T150000Z\r\nLOCATION:Room 2\r\nDESCRIPTION:Bring notes\r\n"
                                    "STATUS:TENTATIVE\r\n"));
@@ -103,9 +85,7 @@ TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTime) {
     EXPECT_EQ(fresh.PrintCItemDTEnd(), "11/5/2003 10:40:00 AM");
     EXPECT_EQ(fresh.PrintCItemSubject() + fresh.PrintGenerateErrors(), "") << name;
   }
-}
-
-TEST_F(CalendarItemTest, ACalendarOutOfReachOrNoDomainIsSaid) {
+  // A calendar out of reach, or no domain at all, is said.
   EXPECT_NE(Loaded("nobody", "x.ics").PrintGenerateErrors().find("Orbitel does not have access to nobody's"),
             std::string::npos);
   site::Site().SettingsLoaded = false;
@@ -146,11 +126,8 @@ TEST_F(CalendarItemTest, AddingKeepsEndAfterStartAndAllDayAtMidnight) {
                 .AddCalendarItem(),
             "");
   EXPECT_EQ(Page(Form({{"Method", "Old"}})).AddCalendarItem(), "");  // not a new item: nothing written
-  std::vector<std::string> items = Items();
+  const std::vector<std::string> items = Items();
   ASSERT_EQ(items.size(), 2u);
-  std::sort(items.begin(), items.end(), [](const std::string& a, const std::string& b) {
-    return a.substr(a.find('|')) < b.substr(b.find('|'));
-  });
   EXPECT_EQ(items[0].substr(items[0].find('|')), "|Away|11/6/2003|11/7/2003");
   EXPECT_EQ(items[1].substr(items[1].find('|')), "|Planning|11/6/2003 10:00:00 AM|11/6/2003 10:30:00 AM");
 
