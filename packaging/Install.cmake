@@ -9,6 +9,7 @@
 install(TARGETS orbitel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY www/ DESTINATION ${ORBITEL_SITE_DESTINATION})
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES packaging/nginx/orbitel.conf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples RENAME nginx-orbitel.conf)
 
 # The unit names the program by its installed path, which is known only when installing: cpack
 # installs with the package's prefix, not the one configured here.

@@ -25,7 +25,7 @@ constexpr StatusText kTexts[] = {
 
 }  // namespace
 
-std::string StatusPage(int status) {
+std::string StatusPage(int status, std::string_view to_site_root) {
   const StatusText* text = &kTexts[std::size(kTexts) - 1];
   for (const StatusText& candidate : kTexts) {
     if (candidate.status == status) text = &candidate;
@@ -33,10 +33,18 @@ std::string StatusPage(int status) {
   if (status < 500 && text->status == 500) text = &kTexts[0];
   return std::string("<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta name=\"viewport\" "
          "content=\"width=device-width, initial-scale=1\"><title>") +
-         text->title + " - Orbitel</title><link rel=\"stylesheet\" href=\"/styles/orbitel.css\">"
+         text->title + " - Orbitel</title><link rel=\"stylesheet\" href=\"" + std::string(to_site_root) + "styles/orbitel.css\">"
          "</head><body><div class=\"status-page\"><h1>" + text->title + "</h1><p>" +
-         text->explanation + "</p><p><a href=\"/default.asp\">Go to the calendars</a></p></div>"
+         text->explanation + "</p><p><a href=\"" + std::string(to_site_root) + "default.asp\">Go to the calendars</a></p></div>"
          "</body></html>";
+}
+
+std::string ToSiteRoot(std::string_view path) {
+  std::string back;
+  for (std::size_t slash = path.find('/', 1); slash != std::string_view::npos; slash = path.find('/', slash + 1)) {
+    back += "../";
+  }
+  return back;
 }
 
 }  // namespace orbitel::host

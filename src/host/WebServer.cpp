@@ -62,10 +62,6 @@ struct Answer {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
-Answer StatusAnswer(int status) {
-  return Answer{status, StatusPage(status), "text/html; charset=utf-8", {}};
-}
-
 // One request on a connection, from its request line to the end of its answer.
 struct Exchange {
   std::string target;  // as sent: path and query, escapes undone by nobody
@@ -84,6 +80,11 @@ struct Exchange {
   std::size_t bytes = 0;
   SteadyClock::time_point began = SteadyClock::now();
 };
+
+Answer StatusAnswer(int status, const Exchange& exchange) {
+  const std::string_view target = exchange.target;
+  return Answer{status, StatusPage(status, ToSiteRoot(target.substr(0, target.find('?')))), "text/html; charset=utf-8", {}};
+}
 
 std::string CookieValue(const char* header, std::string_view name) {
   if (!header) return "";
@@ -165,8 +166,10 @@ struct WebServer::Impl {
     *stream << line << std::endl;
   }
 
+  // The cookie names no path: the browser keeps it for the folder the pages were asked from, so
+  // behind a proxy that serves the site at "/orbitel/" it is that site's alone.
   std::string SessionCookie(const SessionData& session, const Exchange& exchange) {
-    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; Path=/; HttpOnly; SameSite=Lax" +
+    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; HttpOnly; SameSite=Lax" +
            (settings.secure_cookies || exchange.over_https ? "; Secure" : "");
   }
 
@@ -218,9 +221,9 @@ struct WebServer::Impl {
 
   // Signing out clears the browser's session.
   Answer SignOut(MHD_Connection* connection, Exchange& exchange) {
-    if (!CarriesFormToken(PostedForm(connection, exchange.body), SessionOf(connection))) return StatusAnswer(403);
+    if (!CarriesFormToken(PostedForm(connection, exchange.body), SessionOf(connection))) return StatusAnswer(403, exchange);
     Answer answer{302, "", "text/html; charset=utf-8", {}};
-    answer.headers = {{"Set-Cookie", std::string(kSessionCookie) + "=; Path=/; HttpOnly; SameSite=Lax; Max-Age=0"},
+    answer.headers = {{"Set-Cookie", std::string(kSessionCookie) + "=; HttpOnly; SameSite=Lax; Max-Age=0"},
                       {"Cache-Control", "no-store"},
                       {"Location", kHomePage}};
     return answer;
@@ -232,7 +235,7 @@ struct WebServer::Impl {
     site::RequestFields form = posted ? PostedForm(connection, exchange.body) : site::RequestFields();
     std::optional<SessionData> session = SessionOf(connection);
     if (session) exchange.level = LevelName(session->level);
-    if (posted && !CarriesFormToken(form, session)) return StatusAnswer(403);
+    if (posted && !CarriesFormToken(form, session)) return StatusAnswer(403, exchange);
 
     const bool signing_in = posted && EqualsIgnoringCase(page.name, kPageLoginName) &&
                             form.Find(kActionField).value_or("") == "Login";
@@ -276,7 +279,7 @@ struct WebServer::Impl {
     Result<std::string> html = RenderTemplate(settings.site_folder, page.template_name, values);
     if (!html.ok()) {
       Log(settings.error_log, "orbitel: " + html.status().description());
-      Answer failed = StatusAnswer(500);
+      Answer failed = StatusAnswer(500, exchange);
       failed.headers = std::move(answer.headers);
       return failed;
     }
@@ -287,11 +290,11 @@ struct WebServer::Impl {
   // Everything a request can be answered with once it has fully arrived; null when it must
   // wait for a request thread (a page).
   std::optional<Answer> AnswerAtOnce(MHD_Connection* connection, Exchange& exchange, const SitePage** page) {
-    if (exchange.body_too_large) return StatusAnswer(413);
-    if (exchange.target.size() > kMaxTargetBytes) return StatusAnswer(414);
+    if (exchange.body_too_large) return StatusAnswer(413, exchange);
+    if (exchange.target.size() > kMaxTargetBytes) return StatusAnswer(414, exchange);
     const std::string_view target = exchange.target;
     const std::string path = UrlDecode(target.substr(0, target.find('?')));
-    if (!path.starts_with('/') || HasControlBytes(path)) return StatusAnswer(400);
+    if (!path.starts_with('/') || HasControlBytes(path)) return StatusAnswer(400, exchange);
     const bool reading = exchange.method == "GET" || exchange.method == "HEAD";
     if (exchange.method == "POST" && path == kSignOutPath) {
       exchange.signing_out = true;
@@ -304,14 +307,14 @@ struct WebServer::Impl {
     if (reading) {
       if (std::optional<StaticFile> file = FindStaticFile(settings.site_folder, path)) {
         if (std::optional<SessionData> session = SessionOf(connection)) exchange.level = LevelName(session->level);
-        if (file->status != 200) return StatusAnswer(file->status);
+        if (file->status != 200) return StatusAnswer(file->status, exchange);
         return Answer{200, std::move(file->body), file->content_type, {{"Cache-Control", kStaticCaching}}};
       }
     }
-    if (!reading && exchange.method != "POST") return StatusAnswer(405);
-    if (path.find('/', 1) != std::string::npos) return StatusAnswer(404);
+    if (!reading && exchange.method != "POST") return StatusAnswer(405, exchange);
+    if (path.find('/', 1) != std::string::npos) return StatusAnswer(404, exchange);
     *page = FindSitePage(std::string_view(path).substr(1));
-    if (!*page) return StatusAnswer(404);
+    if (!*page) return StatusAnswer(404, exchange);
     return std::nullopt;
   }
 
@@ -335,7 +338,7 @@ struct WebServer::Impl {
       Log(settings.error_log, "orbitel: " + exchange.method + " " + exchange.target.substr(0, kLoggedTargetLength) +
                                   " failed: an unknown failure");
     }
-    return StatusAnswer(500);
+    return StatusAnswer(500, exchange);
   }
 
   MHD_Result Send(MHD_Connection* connection, Exchange& exchange, Answer answer) {
@@ -401,7 +404,7 @@ struct WebServer::Impl {
         },
         not_before);
     if (!queued) {
-      exchange.answer = StatusAnswer(503);
+      exchange.answer = StatusAnswer(503, exchange);
       exchange.answer.headers.emplace_back("Retry-After", "2");
       exchange.answered = true;
       MHD_resume_connection(connection);

@@ -42,6 +42,16 @@ void WriteErrorLog(std::string_view routine, std::string_view number,
   record += context;
   record += "\"\r\n";
 
+  // The service's journal (or whatever takes stderr) gets each entry as well, in one write.
+  std::string journal_line = "orbitel: error in " + std::string(routine) + ": " + std::string(number) + " " +
+                             std::string(description);
+  if (!context.empty()) journal_line += " (" + std::string(context) + ")";
+  for (char& c : journal_line) {
+    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+  }
+  journal_line += '\n';
+  [[maybe_unused]] const ssize_t told = ::write(STDERR_FILENO, journal_line.data(), journal_line.size());
+
   // An unknown site folder would put the log wherever the process happens to stand, so the
   // line goes to the fallback file instead.
   const std::string& site_path = Site().SitePath;

@@ -1,8 +1,9 @@
 #pragma once
 // The error log: every routine's error handler appends one line to "Errorfile.Log" in the site
 // folder, or to the fallback file in the system's temporary folder when that fails. Each line is
-// written with a single append, so lines from concurrent requests never interleave. Never fails
-// outward: if neither file takes the line, it is lost.
+// written with a single append, so lines from concurrent requests never interleave. Each entry
+// also goes to stderr as one line, for the service's journal. Never fails outward: if neither
+// file takes the line, it is lost.
 
 #include <string_view>
 
