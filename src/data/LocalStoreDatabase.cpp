@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 
+#include "data/ExpandedSeries.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
@@ -372,7 +373,7 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
   recurring.Reset();
   if (step != SQLITE_DONE) return Failure("reading the recurring items");
   for (const StoredItem& master : masters) {
-    Result<std::vector<StoreItem>> occurrences = ExpandItem(master.ics, from, until);
+    Result<std::vector<StoreItem>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
     for (StoreItem& occurrence : occurrences.value()) {
       occurrence.displayname = master.name;
