@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <random>
 #include <vector>
 
 #include "runtime/ErrorNumbers.h"
@@ -22,6 +23,53 @@ namespace mustache = kainjow::mustache;
 
 // A template that includes itself would never end; past this many partials a page gets no more.
 constexpr int kPartialLimit = 64;
+// Values this long (the calendars, megabytes for a large team) are not handed to the template
+// engine, which copies a value several times on its way into the page: a marker stands in for
+// each, and the value is put in its place once, after rendering.
+constexpr std::size_t kLongValueBytes = 16 << 10;
+
+// The start of every marker: random per process, so no text of a page can name one. A marker
+// is the start, "<", the value's number and ">"; written escaped ("{{x}}") it reads "&lt;" and
+// "&gt;", and the value goes in escaped too.
+const std::string& MarkerStart() {
+  static const std::string start = [] {
+    std::random_device random;
+    std::string text = "\x02";
+    for (int i = 0; i < 16; ++i) text += "0123456789abcdef"[random() & 0xF];
+    return text;
+  }();
+  return start;
+}
+
+// The rendered page with each marker replaced by its value.
+std::string PutLongValues(const std::string& html, const std::vector<const std::string*>& values) {
+  const std::string& start = MarkerStart();
+  std::size_t total = html.size();
+  for (const std::string* value : values) total += value->size();
+  std::string page;
+  page.reserve(total);
+  std::size_t at = 0;
+  for (std::size_t found = html.find(start); found != std::string::npos; found = html.find(start, at)) {
+    page.append(html, at, found - at);
+    at = found + start.size();
+    const bool escaped = html.compare(at, 4, "&lt;") == 0;
+    const std::size_t digits = at + (escaped ? 4 : html.compare(at, 1, "<") == 0 ? 1 : 0);
+    const std::size_t end = html.find(escaped ? "&gt;" : ">", digits);
+    std::size_t index = values.size();
+    if (digits > at && end != std::string::npos && end > digits && end - digits < 6 &&
+        html.find_first_not_of("0123456789", digits) == end) {
+      index = std::stoul(html.substr(digits, end - digits));
+    }
+    if (index >= values.size()) {
+      page += start;  // not a marker after all
+      continue;
+    }
+    page += escaped ? site::HtmlEscape(*values[index]) : *values[index];
+    at = end + (escaped ? 4 : 1);
+  }
+  page.append(html, at, std::string::npos);
+  return page;
+}
 
 std::optional<std::string> ReadText(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -97,7 +145,15 @@ Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std
   }
 
   // The page's own values win over a partial of the same name.
-  for (const auto& [key, value] : values.text) data.set(key, value);
+  std::vector<const std::string*> long_values;
+  for (const auto& [key, value] : values.text) {
+    if (value.size() < kLongValueBytes) {
+      data.set(key, value);
+      continue;
+    }
+    data.set(key, MarkerStart() + "<" + std::to_string(long_values.size()) + ">");
+    long_values.push_back(&value);
+  }
   for (const auto& [key, value] : values.flags) data.set(key, mustache::data(value));
 
   std::unique_ptr<mustache::mustache>& page = templates.parsed[std::string(name)];
@@ -117,6 +173,7 @@ Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std
     page.reset();
     return broken;
   }
+  if (!long_values.empty()) return PutLongValues(html, long_values);
   return html;
 }
 
