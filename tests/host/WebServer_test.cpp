@@ -577,6 +577,17 @@ TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
   named("Alice Renamed");
   EXPECT_NE(Get(month, team)->body.find("Alice Renamed"), npos);
   named("Alice Walker");
+
+  // A template, edited where it lies: every request thread reads it again.
+  const fs::path footer = folder_ / "site" / "templates" / "footer.html";
+  const std::string before = site::testing::ReadFile(footer);
+  const auto edit_shown = [] { return Get("/CalendarLogin.asp")->body.find("Edited footer") != npos; };
+  for (int i = 0; i < 8; ++i) EXPECT_FALSE(edit_shown());
+  EXPECT_EQ(twice(month).find("Edited footer"), npos);
+  std::ofstream(footer, std::ios::trunc) << before << "<p>Edited footer</p>";
+  for (int i = 0; i < 8; ++i) EXPECT_TRUE(edit_shown());
+  EXPECT_NE(Get(month, team)->body.find("Edited footer"), npos);
+  std::ofstream(footer, std::ios::trunc) << before;
 }
 
 TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
