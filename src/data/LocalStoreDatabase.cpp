@@ -7,12 +7,13 @@
 #include <map>
 #include <random>
 
+#include "data/ExpandedSeries.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kSchemaVersion = 2;
 
 // mailboxes: one per account of the domain; folders: the mailbox's calendar; items: one per
 // stored .ics with the properties the period query reads. Times are UTC seconds. The period
@@ -50,6 +51,21 @@ CREATE TABLE items(
   UNIQUE(folder, displayname));
 CREATE INDEX items_period ON items(folder, recurring, dtstart, dtend, alldayevent, busystatus,
   sensitivity, displayname, uid, subject, location, textdescription);
+)sql";
+
+// Version 2: the count of changes, bumped by every write of an item or a mailbox whoever makes
+// it (a page, the store command in another process), so a page kept by the server is known to
+// be out of date on the very next request.
+constexpr const char* kChangesSchema = R"sql(
+CREATE TABLE changes(id INTEGER PRIMARY KEY CHECK (id = 1), count INTEGER NOT NULL);
+INSERT INTO changes VALUES (1, 0);
+CREATE TRIGGER items_added AFTER INSERT ON items BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER items_changed AFTER UPDATE ON items BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER items_removed AFTER DELETE ON items BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER mailboxes_added AFTER INSERT ON mailboxes BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER mailboxes_removed AFTER DELETE ON mailboxes BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER folders_added AFTER INSERT ON folders BEGIN UPDATE changes SET count = count + 1; END;
+CREATE TRIGGER folders_removed AFTER DELETE ON folders BEGIN UPDATE changes SET count = count + 1; END;
 )sql";
 
 
@@ -153,6 +169,7 @@ LocalStoreDatabase::LocalStoreDatabase(sqlite::DatabaseHandle db, std::string pa
     : db_(std::move(db)), path_(std::move(path)) {}
 
 LocalStoreDatabase::~LocalStoreDatabase() {
+  count_changes_.reset();
   statements_.reset();  // statements are finalized before their connection closes
 }
 
@@ -198,7 +215,7 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::Connect(const st
   if (version == 0 && create) {
     sqlite::Transaction transaction(db.get());
     // WAL lets the pages read while the store command writes.
-    if (!sqlite::Execute(db.get(), kSchema) ||
+    if (!sqlite::Execute(db.get(), kSchema) || !sqlite::Execute(db.get(), kChangesSchema) ||
         !sqlite::Execute(db.get(), ("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str()) ||
         !transaction.Commit() || !sqlite::Execute(db.get(), "PRAGMA journal_mode = WAL")) {
       return CannotOpen("The store database " + path + " cannot be created: " +
@@ -206,7 +223,17 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::Connect(const st
     }
     version = kSchemaVersion;
   }
-  if (version != kSchemaVersion) {
+  if (version == 1) {
+    // A store of the first version gets its count of changes; one that cannot be written stays
+    // as it is and is read as before.
+    sqlite::Transaction transaction(db.get());
+    if (sqlite::Execute(db.get(), kChangesSchema) &&
+        sqlite::Execute(db.get(), ("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str()) &&
+        transaction.Commit()) {
+      version = kSchemaVersion;
+    }
+  }
+  if (version != kSchemaVersion && version != 1) {
     return CannotOpen("The file " + path + " is not a store database of this version");
   }
   std::shared_ptr<LocalStoreDatabase> database(new LocalStoreDatabase(std::move(db), path));
@@ -243,6 +270,17 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::OpenOrCreate(
   }
   ThreadCache().erase(path);
   return Connect(path, true);
+}
+
+Result<std::int64_t> LocalStoreDatabase::ChangeCount() {
+  if (!count_changes_) count_changes_ = std::make_unique<sqlite::Statement>(db_.get(), "SELECT count FROM changes");
+  sqlite::Statement& count = *count_changes_;
+  if (!count.ok()) return Failure("counting its changes");
+  const int step = count.Reset().Step();
+  const std::int64_t changes = step == SQLITE_ROW ? count.Int(0) : 0;
+  count.Reset();
+  if (step != SQLITE_ROW) return Failure("counting its changes");
+  return changes;
 }
 
 Result<std::optional<LocalStoreDatabase::FolderId>> LocalStoreDatabase::FindFolder(
@@ -335,7 +373,7 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
   recurring.Reset();
   if (step != SQLITE_DONE) return Failure("reading the recurring items");
   for (const StoredItem& master : masters) {
-    Result<std::vector<StoreItem>> occurrences = ExpandItem(master.ics, from, until);
+    Result<std::vector<StoreItem>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
     for (StoreItem& occurrence : occurrences.value()) {
       occurrence.displayname = master.name;

@@ -1,8 +1,8 @@
 #pragma once
 // One mail domain's database of the local store ("<root>/<domain>/store.sqlite"): its
 // mailboxes, their calendar folders and the items, with the statements the store runs prepared
-// once per connection. Opening never creates or changes a database file; only
-// OpenOrCreate (for the store command) does. Connections are cached per thread and per file,
+// once per connection. Opening never creates a database file (only OpenOrCreate, for the store
+// command, does) and changes one only to bring a store of the first version up to this one. Connections are cached per thread and per file,
 // so a page's period queries reuse an open connection and its prepared statements. An object
 // is used by one thread at a time.
 
@@ -39,6 +39,11 @@ class LocalStoreDatabase {
   LocalStoreDatabase& operator=(const LocalStoreDatabase&) = delete;
 
   sqlite3* handle() const { return db_.get(); }
+
+  // How many writes of items and mailboxes the database has seen, whoever made them: a value
+  // read again differs once anything was written. An error for a store of the first version
+  // that could not be brought up to this one.
+  Result<std::int64_t> ChangeCount();
 
   // The calendar folder of a mailbox (account ignoring case); nullopt when there is none.
   Result<std::optional<FolderId>> FindFolder(const std::string& account);
@@ -91,6 +96,7 @@ class LocalStoreDatabase {
   sqlite::DatabaseHandle db_;
   std::string path_;
   std::unique_ptr<Statements> statements_;
+  std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
 };
 
 // The number a replace fails with when the item changed since it was read.

@@ -38,6 +38,7 @@ struct ServeOptions {
   std::string address = "127.0.0.1";
   int port = 8080;
   int threads = 32;
+  int page_cache_mb = 64;
   std::optional<std::string> directory;
   std::optional<std::string> directory_credentials;
   std::optional<fs::path> store_root;
@@ -81,6 +82,11 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
         return "--threads takes a number from 1 to 9999";
       }
       options.threads = std::stoi(value);
+    } else if (name == "--page-cache") {
+      if (value.empty() || value.size() > 5 || value.find_first_not_of("0123456789") != std::string::npos) {
+        return "--page-cache takes a number of megabytes from 0 to 99999";
+      }
+      options.page_cache_mb = std::stoi(value);
     } else if (name == "--directory") {
       options.directory = value;
     } else if (name == "--directory-credentials") {
@@ -223,6 +229,7 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
 
 void PrintServeUsage(std::ostream& out) {
   out << "Usage: orbitel serve [--site DIR | --sites DIR] [--listen ADDRESS:PORT] [--threads N]\n"
+         "                     [--page-cache MB]\n"
          "                     [--directory URI [--directory-credentials FILE]]\n"
          "                     [--store-root DIR] [--store-credentials FILE]\n"
          "                     [--trusted-proxy ADDRESS]... [--secure-cookies]\n"
@@ -233,6 +240,8 @@ void PrintServeUsage(std::ostream& out) {
          "                      (<folder>/store) and, without --directory, its directory.ldif\n"
          "  --listen A:P        where to answer (default 127.0.0.1:8080; port 0 picks a free one)\n"
          "  --threads N         request threads (default 32)\n"
+         "  --page-cache MB     memory for the team and personal pages kept once made\n"
+         "                      (default 64; 0 keeps none)\n"
          "  --directory URI     file:/path/directory.ldif or ldap://host:port/\n"
          "                      (default <site>/directory.ldif)\n"
          "  --directory-credentials FILE\n"
@@ -352,6 +361,7 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
   settings.address = options.address;
   settings.port = options.port;
   settings.threads = options.threads;
+  settings.page_cache_bytes = static_cast<std::size_t>(options.page_cache_mb) << 20;
   settings.trusted_proxies = options.trusted_proxies;
   settings.secure_cookies = options.secure_cookies;
   settings.access_log = &out;

@@ -16,6 +16,11 @@ struct SitePage {
   const char* name;           // "CalendarMonth.asp", as the pages link it
   const char* template_name;  // "CalendarMonth"
   void (*run)(const std::shared_ptr<HttpPageContext>& context, PageValues& values);
+  // The page is the same for every visitor of one sign-in level (the team and personal
+  // calendars), so it can be kept once made.
+  bool same_for_level = false;
+  // Its text follows the time of day, not only the date (the now page).
+  bool follows_the_clock = false;
 };
 
 // The page with this name, matched case-blind as the web server matches file names; an empty

@@ -2,11 +2,17 @@
 
 #include <kainjow/mustache.hpp>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
+#include <optional>
+#include <random>
+#include <vector>
 
 #include "runtime/ErrorNumbers.h"
+#include "site/FileStamp.h"
 #include "site/HtmlEscape.h"
 
 namespace orbitel::host {
@@ -17,6 +23,53 @@ namespace mustache = kainjow::mustache;
 
 // A template that includes itself would never end; past this many partials a page gets no more.
 constexpr int kPartialLimit = 64;
+// Values this long (the calendars, megabytes for a large team) are not handed to the template
+// engine, which copies a value several times on its way into the page: a marker stands in for
+// each, and the value is put in its place once, after rendering.
+constexpr std::size_t kLongValueBytes = 16 << 10;
+
+// The start of every marker: random per process, so no text of a page can name one. A marker
+// is the start, "<", the value's number and ">"; written escaped ("{{x}}") it reads "&lt;" and
+// "&gt;", and the value goes in escaped too.
+const std::string& MarkerStart() {
+  static const std::string start = [] {
+    std::random_device random;
+    std::string text = "\x02";
+    for (int i = 0; i < 16; ++i) text += "0123456789abcdef"[random() & 0xF];
+    return text;
+  }();
+  return start;
+}
+
+// The rendered page with each marker replaced by its value.
+std::string PutLongValues(const std::string& html, const std::vector<const std::string*>& values) {
+  const std::string& start = MarkerStart();
+  std::size_t total = html.size();
+  for (const std::string* value : values) total += value->size();
+  std::string page;
+  page.reserve(total);
+  std::size_t at = 0;
+  for (std::size_t found = html.find(start); found != std::string::npos; found = html.find(start, at)) {
+    page.append(html, at, found - at);
+    at = found + start.size();
+    const bool escaped = html.compare(at, 4, "&lt;") == 0;
+    const std::size_t digits = at + (escaped ? 4 : html.compare(at, 1, "<") == 0 ? 1 : 0);
+    const std::size_t end = html.find(escaped ? "&gt;" : ">", digits);
+    std::size_t index = values.size();
+    if (digits > at && end != std::string::npos && end > digits && end - digits < 6 &&
+        html.find_first_not_of("0123456789", digits) == end) {
+      index = std::stoul(html.substr(digits, end - digits));
+    }
+    if (index >= values.size()) {
+      page += start;  // not a marker after all
+      continue;
+    }
+    page += escaped ? site::HtmlEscape(*values[index]) : *values[index];
+    at = end + (escaped ? 4 : 1);
+  }
+  page.append(html, at, std::string::npos);
+  return page;
+}
 
 std::optional<std::string> ReadText(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -24,42 +77,103 @@ std::optional<std::string> ReadText(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The ".html" files of the templates folder in name order, each with its stamp.
+struct Listing {
+  std::vector<std::filesystem::path> files;
+  std::string fingerprint;
+};
+
+Listing ListTemplates(const std::filesystem::path& folder) {
+  Listing listing;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    if (entry.path().extension() == ".html") listing.files.push_back(entry.path());
+  }
+  std::sort(listing.files.begin(), listing.files.end());
+  for (const auto& file : listing.files) {
+    listing.fingerprint += file.filename().string();
+    site::AppendStamp(listing.fingerprint, site::StampOf(file.string()));
+  }
+  return listing;
+}
+
+// One site folder's templates as this thread last read them: the texts by name (a missing
+// text is a file that could not be read) and the pages parsed so far. Kept per thread, as a
+// parsed template is not safe to render from two threads at once.
+struct LoadedTemplates {
+  std::string fingerprint;
+  std::map<std::string, std::optional<std::string>> texts;
+  std::map<std::string, std::unique_ptr<mustache::mustache>> parsed;
+};
+
+LoadedTemplates& Loaded(const std::filesystem::path& folder) {
+  thread_local std::map<std::filesystem::path, LoadedTemplates> loaded;
+  LoadedTemplates& templates = loaded[folder];
+  // The stamps are taken before the texts are read: a file changed in between is read again on
+  // the next page.
+  Listing listing = ListTemplates(folder);
+  if (listing.fingerprint == templates.fingerprint && !templates.fingerprint.empty()) return templates;
+  templates = LoadedTemplates{std::move(listing.fingerprint), {}, {}};
+  for (const auto& file : listing.files) templates.texts[file.stem().string()] = ReadText(file);
+  return templates;
+}
+
 }  // namespace
+
+std::string TemplatesFingerprint(const std::filesystem::path& site_folder) {
+  return ListTemplates(site_folder / "templates").fingerprint;
+}
 
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
                                    const PageValues& values) {
   const std::filesystem::path folder = site_folder / "templates";
   const std::filesystem::path file = folder / (std::string(name) + ".html");
-  std::optional<std::string> text = ReadText(file);
-  if (!text) return Status::Error(errors::kFileNotFound, "The page template " + file.string() + " cannot be read");
+  LoadedTemplates& templates = Loaded(folder);
+  const auto text = templates.texts.find(std::string(name));
+  if (text == templates.texts.end() || !text->second) {
+    return Status::Error(errors::kFileNotFound, "The page template " + file.string() + " cannot be read");
+  }
 
   mustache::data data;
   auto partials_used = std::make_shared<int>(0);
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    if (entry.path().extension() != ".html") continue;
-    const std::filesystem::path path = entry.path();
-    data.set(path.stem().string(), mustache::partial([path, partials_used]() -> std::string {
-               if (++*partials_used > kPartialLimit) return "";
-               return ReadText(path).value_or("");
+  for (const auto& [stem, partial] : templates.texts) {
+    const std::string* partial_text = partial ? &*partial : nullptr;
+    data.set(stem, mustache::partial([partial_text, partials_used]() -> std::string {
+               if (++*partials_used > kPartialLimit || !partial_text) return "";
+               return *partial_text;
              }));
   }
 
   // The page's own values win over a partial of the same name.
-  for (const auto& [key, value] : values.text) data.set(key, value);
+  std::vector<const std::string*> long_values;
+  for (const auto& [key, value] : values.text) {
+    if (value.size() < kLongValueBytes) {
+      data.set(key, value);
+      continue;
+    }
+    data.set(key, MarkerStart() + "<" + std::to_string(long_values.size()) + ">");
+    long_values.push_back(&value);
+  }
   for (const auto& [key, value] : values.flags) data.set(key, mustache::data(value));
 
-  mustache::mustache page(*text);
-  page.set_custom_escape([](const std::string& value) { return site::HtmlEscape(value); });
-  if (!page.is_valid()) {
-    return Status::Error(errors::kInvalidProcedureCall,
-                         "The page template " + file.string() + " is broken: " + page.error_message());
+  std::unique_ptr<mustache::mustache>& page = templates.parsed[std::string(name)];
+  if (!page) {
+    page = std::make_unique<mustache::mustache>(*text->second);
+    page->set_custom_escape([](const std::string& value) { return site::HtmlEscape(value); });
   }
-  std::string html = page.render(data);
-  if (!page.is_valid()) {
+  if (!page->is_valid()) {
     return Status::Error(errors::kInvalidProcedureCall,
-                         "The page template " + file.string() + " is broken: " + page.error_message());
+                         "The page template " + file.string() + " is broken: " + page->error_message());
   }
+  std::string html = page->render(data);
+  if (!page->is_valid()) {
+    Status broken = Status::Error(errors::kInvalidProcedureCall,
+                                  "The page template " + file.string() + " is broken: " + page->error_message());
+    // A failed render leaves its error in the parsed page: parsed afresh next time.
+    page.reset();
+    return broken;
+  }
+  if (!long_values.empty()) return PutLongValues(html, long_values);
   return html;
 }
 

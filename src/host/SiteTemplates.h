@@ -1,7 +1,8 @@
 #pragma once
 // The site's page templates: "templates/<name>.html" in the site folder, mustache text the site
-// owner may edit; every other file of that folder is a partial ("{{> header}}"). Read on each
-// use, so an edit shows on the next request. Method results go in as they stand ("{{{x}}}",
+// owner may edit; every other file of that folder is a partial ("{{> header}}"). Read and parsed
+// once per request thread, and again when any file of the folder changes (a stat of each per
+// page), so an edit shows on the next request. Method results go in as they stand ("{{{x}}}",
 // they are already HTML); "{{x}}" escapes the five HTML characters, for form attributes.
 
 #include <filesystem>
@@ -17,6 +18,9 @@ struct PageValues {
   std::map<std::string, std::string> text;
   std::map<std::string, bool> flags;  // for "{{#SignedIn}}...{{/SignedIn}}" sections
 };
+
+// What the templates folder holds now: equal fingerprints mean the same files, unchanged.
+std::string TemplatesFingerprint(const std::filesystem::path& site_folder);
 
 // The rendered page; an error naming the file when the template is missing or broken.
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,

@@ -19,11 +19,16 @@
 #include <optional>
 #include <thread>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "host/AnswerBody.h"
+#include "host/Compression.h"
 #include "host/CookieSession.h"
 #include "host/HealthCheck.h"
 #include "host/HttpPageContext.h"
+#include "host/PageCache.h"
+#include "host/PageSources.h"
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
 #include "host/SignInThrottle.h"
@@ -57,10 +62,18 @@ constexpr const char* kHealthPath = "/healthz";
 
 // What the server sends back for one request.
 struct Answer {
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+  Answer(int status, std::string body, std::string content_type, Headers headers)
+      : status(status), body(std::move(body)), content_type(std::move(content_type)), headers(std::move(headers)) {}
+  Answer() = default;
+
   int status = 200;
   std::string body;
   std::string content_type;
-  std::vector<std::pair<std::string, std::string>> headers;
+  Headers headers;
+  // A body sent in pieces (a kept page) in place of `body`.
+  AnswerBody pieces;
+  bool encoding_chosen = false;  // compressed, or left plain for this visitor
 };
 
 // One request on a connection, from its request line to the end of its answer.
@@ -152,6 +165,7 @@ struct WebServer::Impl {
   // The sites answered for; one with an empty name when the server holds a single site.
   std::vector<ServedSite> sites;
   bool many_sites = false;
+  std::unique_ptr<PageCache> pages;
   std::unique_ptr<RequestPool> pool;
   SignInThrottle throttle;
   MHD_Daemon* daemon = nullptr;
@@ -175,6 +189,40 @@ struct WebServer::Impl {
   std::string SessionCookie(const SessionData& session, const Exchange& exchange) {
     return std::string(kSessionCookie) + "=" + exchange.site->keyring->Seal(session) + "; HttpOnly; SameSite=Lax" +
            (settings.secure_cookies || exchange.over_https ? "; Secure" : "");
+  }
+
+  // A session in use is sent again when the page changed it or a minute has passed, so its idle
+  // time starts anew.
+  void RenewSession(const SessionData& kept, bool changed, const Exchange& exchange, Answer& answer) {
+    const std::int64_t now = UnixNow();
+    if (changed || now - kept.last_used >= kSessionRefreshAfter.count()) {
+      SessionData renewed = kept;
+      renewed.last_used = now;
+      answer.headers.emplace_back("Set-Cookie", SessionCookie(renewed, exchange));
+    }
+  }
+
+  // Text of 1 kB and more goes gzip-compressed to a browser that takes it.
+  static void ChooseEncoding(MHD_Connection* connection, Answer& answer) {
+    if (answer.encoding_chosen || !CompressibleType(answer.content_type)) return;
+    answer.encoding_chosen = true;
+    answer.headers.emplace_back("Vary", "Accept-Encoding");
+    if (answer.body.size() < kMinCompressedBytes ||
+        !AcceptsGzip(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding"))) {
+      return;
+    }
+    answer.body = Gzip(answer.body);
+    answer.headers.emplace_back("Content-Encoding", "gzip");
+  }
+
+  // A kept page with this visitor's form token, compressed when the browser takes it.
+  static void SendKept(MHD_Connection* connection, const std::shared_ptr<const SharedPage>& page,
+                       const std::string& token, Answer& answer) {
+    const bool gzip = AcceptsGzip(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding"));
+    answer.pieces = SharedPage::Body(page, token, gzip);
+    answer.encoding_chosen = true;
+    answer.headers.emplace_back("Vary", "Accept-Encoding");
+    if (gzip) answer.headers.emplace_back("Content-Encoding", "gzip");
   }
 
   // Who the visitor is and how they came: behind a trusted proxy, the last address of
@@ -243,6 +291,25 @@ struct WebServer::Impl {
     if (session) exchange.level = LevelName(session->level);
     if (posted && !CarriesFormToken(form, session)) return StatusAnswer(403, exchange);
 
+    // A page the same for every visitor of the sign-in level comes from the page cache while
+    // nothing it was made from has changed; the key holds the level, so no visitor is ever
+    // sent a page made for a higher one.
+    std::string kept_key, kept_level, sources;
+    if (!posted && page.same_for_level && pages->enabled() && session &&
+        (session->level == site::kUserSession || session->level == site::kAdminSession)) {
+      if (std::optional<std::string> fingerprint = PageSourcesFingerprint(exchange.site->folder, page.follows_the_clock)) {
+        kept_level = session->level;
+        kept_key = PageCache::KeyOf(exchange.site->folder.string(), page.name, query_text, kept_level);
+        sources = std::move(*fingerprint);
+        if (std::shared_ptr<const SharedPage> kept = pages->Find(kept_key, sources)) {
+          Answer answer{200, "", "text/html; charset=utf-8", {{"Cache-Control", "no-store"}}};
+          RenewSession(*session, false, exchange, answer);
+          SendKept(connection, kept, session->form_token, answer);
+          return answer;
+        }
+      }
+    }
+
     const bool signing_in = posted && EqualsIgnoringCase(page.name, kPageLoginName) &&
                             form.Find(kActionField).value_or("") == "Login";
     auto context = std::make_shared<HttpPageContext>(ParseUrlEncoded(query_text), std::move(form), posted,
@@ -259,8 +326,17 @@ struct WebServer::Impl {
     exchange.level = LevelName(level);
     values.flags["SignedIn"] = level == site::kUserSession || level == site::kAdminSession;
     values.flags["Administrator"] = level == site::kAdminSession;
-    // The navigation's sign-out button is a form of its own.
-    if (values.flags["SignedIn"] && !values.text.contains("FormToken")) values.text["FormToken"] = context->FormToken();
+    // A page is kept when it showed no error and its calendars come from the local store: a
+    // CalDAV server's calendars change there unseen, so those pages are made afresh each time.
+    const std::optional<SessionData>& after = context->session();
+    const bool keeping = !kept_key.empty() && !context->redirect() && after && after->level == kept_level &&
+                         !context->session_changed() && values.text["PrintGenerateErrors"].empty() &&
+                         site::Site().ExchangeViaBackoffice;
+    // The navigation's sign-out button is a form of its own. A page to keep is made with a
+    // stand-in for its token, and each answer gets its visitor's own.
+    if (values.flags["SignedIn"] && !values.text.contains("FormToken")) {
+      values.text["FormToken"] = keeping ? PageCache::TokenPlaceholder() : context->FormToken();
+    }
 
     Answer answer{200, "", "text/html; charset=utf-8", {{"Cache-Control", "no-store"}}};
     if (context->end_other_sessions()) {
@@ -269,13 +345,7 @@ struct WebServer::Impl {
       }
     }
     if (const std::optional<SessionData>& kept = context->session()) {
-      const std::int64_t now = UnixNow();
-      if (context->session_changed() || context->end_other_sessions() ||
-          now - kept->last_used >= kSessionRefreshAfter.count()) {
-        SessionData renewed = *kept;
-        renewed.last_used = now;
-        answer.headers.emplace_back("Set-Cookie", SessionCookie(renewed, exchange));
-      }
+      RenewSession(*kept, context->session_changed() || context->end_other_sessions(), exchange, answer);
     }
     if (context->redirect()) {
       answer.status = 302;
@@ -288,6 +358,12 @@ struct WebServer::Impl {
       Answer failed = StatusAnswer(500, exchange);
       failed.headers = std::move(answer.headers);
       return failed;
+    }
+    if (keeping) {
+      std::shared_ptr<const SharedPage> made = SharedPage::Make(*html, PageCache::TokenPlaceholder());
+      pages->Keep(kept_key, std::move(sources), made);
+      SendKept(connection, made, after->form_token, answer);
+      return answer;
     }
     answer.body = std::move(html).value();
     return answer;
@@ -367,7 +443,10 @@ struct WebServer::Impl {
       const std::size_t question = exchange.target.find('?');
       const std::string_view query =
           question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);
-      return ServePage(connection, exchange, *page, query);
+      // Made and compressed here, so the connection threads only send.
+      Answer answer = ServePage(connection, exchange, *page, query);
+      ChooseEncoding(connection, answer);
+      return answer;
     } catch (const std::exception& error) {
       Log(settings.error_log, "orbitel: " + exchange.method + " " + exchange.target.substr(0, kLoggedTargetLength) +
                                   " failed: " + error.what());
@@ -378,14 +457,32 @@ struct WebServer::Impl {
     return StatusAnswer(500, exchange);
   }
 
-  MHD_Result Send(MHD_Connection* connection, Exchange& exchange, Answer answer) {
-    auto* body = new std::string(std::move(answer.body));
-    MHD_Response* response = MHD_create_response_from_buffer_with_free_callback_cls(
-        body->size(), body->data(), [](void* kept) { delete static_cast<std::string*>(kept); }, body);
-    if (!response) {
-      delete body;
-      return MHD_NO;
+  // The body as one buffer, or as its pieces when it has them, held until sent.
+  static MHD_Response* ResponseOf(Answer& answer) {
+    if (answer.pieces.pieces.empty()) {
+      auto* body = new std::string(std::move(answer.body));
+      MHD_Response* response = MHD_create_response_from_buffer_with_free_callback_cls(
+          body->size(), body->data(), [](void* kept) { delete static_cast<std::string*>(kept); }, body);
+      if (!response) delete body;
+      return response;
     }
+    auto* body = new AnswerBody(std::move(answer.pieces));
+    std::vector<MHD_IoVec> parts;
+    for (const auto& piece : body->pieces) {
+      const std::string_view text = std::visit([](const auto& part) { return std::string_view(part); }, piece);
+      if (!text.empty()) parts.push_back(MHD_IoVec{text.data(), text.size()});
+    }
+    MHD_Response* response = MHD_create_response_from_iovec(
+        parts.data(), static_cast<unsigned>(parts.size()), [](void* kept) { delete static_cast<AnswerBody*>(kept); }, body);
+    if (!response) delete body;
+    return response;
+  }
+
+  MHD_Result Send(MHD_Connection* connection, Exchange& exchange, Answer answer) {
+    ChooseEncoding(connection, answer);
+    const std::size_t size = answer.pieces.pieces.empty() ? answer.body.size() : answer.pieces.size();
+    MHD_Response* response = ResponseOf(answer);
+    if (!response) return MHD_NO;
     if (!answer.content_type.empty()) MHD_add_response_header(response, "Content-Type", answer.content_type.c_str());
     MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
     MHD_add_response_header(response, "X-Frame-Options", "SAMEORIGIN");
@@ -396,7 +493,7 @@ struct WebServer::Impl {
       MHD_add_response_header(response, name.c_str(), value.c_str());
     }
     exchange.status = answer.status;
-    exchange.bytes = body->size();
+    exchange.bytes = size;
     const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
     MHD_destroy_response(response);
     return queued;
@@ -580,6 +677,7 @@ void WebServer::Serve() {
     std::lock_guard lock(impl.stop_mutex);
     if (impl.stop_requested || impl.listen_fd < 0) return;
   }
+  impl.pages = std::make_unique<PageCache>(impl.settings.page_cache_bytes);
   impl.pool = std::make_unique<RequestPool>(static_cast<std::size_t>(std::max(1, impl.settings.threads)),
                                             kMaxWaitingRequests);
   impl.daemon = MHD_start_daemon(

@@ -38,6 +38,9 @@ struct ServerSettings {
   std::vector<std::string> trusted_proxies;
   // The session cookie is marked Secure on every answer (the site is reached over HTTPS only).
   bool secure_cookies = false;
+  // The most the page cache keeps (pages the same for every visitor of a sign-in level, plain
+  // and compressed); 0 keeps none.
+  std::size_t page_cache_bytes = 64 << 20;
 };
 
 class WebServer {

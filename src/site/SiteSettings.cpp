@@ -7,6 +7,7 @@
 #include "runtime/Conversions.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
+#include "site/FileStamp.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"
@@ -37,6 +38,58 @@ Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   auto flag = ToBoolean(via_backoffice->Text());
   if (!flag.ok()) return flag.status();
   site.ExchangeViaBackoffice = *flag;
+  return Status::Ok();
+}
+
+// The settings file as this thread last read it in full: its stamp and its values, so a page
+// of an unchanged file takes them without reading and parsing the file again.
+struct ReadSettings {
+  std::string path;
+  FileStamp stamp;
+  bool has_row = false;
+  SiteState values;
+};
+
+ReadSettings& LastRead() {
+  thread_local ReadSettings last;
+  return last;
+}
+
+void TakeSettings(const SiteState& from, SiteState& site) {
+  site.ShowLocation = from.ShowLocation;
+  site.LocationEntry = from.LocationEntry;
+  site.LocationNoEntry = from.LocationNoEntry;
+  site.UserUserName = from.UserUserName;
+  site.UserPassword = from.UserPassword;
+  site.AdminUserName = from.AdminUserName;
+  site.AdminPassword = from.AdminPassword;
+  site.ExchangeServerName = from.ExchangeServerName;
+  site.ExchangeViaBackoffice = from.ExchangeViaBackoffice;
+}
+
+// Reads the settings file into the site state, or takes what this thread read of the same
+// version of it before.
+Status LoadSettingsFile(SiteState& site) {
+  const std::string path = files::InSite(site.SitePath, files::kSettings);
+  ReadSettings& last = LastRead();
+  // Never in the middle of a save of the settings and the users file; the stamp is taken
+  // under the same lock, so it is the stamp of what is read.
+  data::FileLock saved_pair(files::InSite(site.SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
+  const std::optional<FileStamp> stamp = StampOf(path);
+  if (stamp && last.path == path && last.stamp == *stamp) {
+    if (last.has_row) TakeSettings(last.values, site);
+    return Status::Ok();
+  }
+  last.path.clear();
+  data::Recordset settings;
+  Status opened = data::OpenRowsetFile(path, settings);
+  if (!opened.ok()) return opened;
+  if (!settings.IsEOF()) {
+    Status read = ReadSettingsRow(settings, site);
+    if (!read.ok()) return read;
+  }
+  if (stamp) last = ReadSettings{path, *stamp, !settings.IsEOF(), {}};
+  TakeSettings(site, last.values);
   return Status::Ok();
 }
 
@@ -82,19 +135,8 @@ std::string ComputerName() {
 void GetSiteVars() {
   SiteState& site = Site();
   Status status = RunLogged("AdminStuff.GetSiteVars", [&site] {
-    data::Recordset settings;
-    Status opened = Status::Ok();
-    {
-      // Never in the middle of a save of the settings and the users file.
-      data::FileLock saved_pair(files::InSite(site.SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
-      opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
-    }
-    if (!opened.ok()) return opened;
-    if (!settings.IsEOF()) {
-      Status read = ReadSettingsRow(settings, site);
-      if (!read.ok()) return read;
-    }
-    settings.Close();
+    Status loaded = LoadSettingsFile(site);
+    if (!loaded.ok()) return loaded;
 
     MakeStoreSettings(site);
 

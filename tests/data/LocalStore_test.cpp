@@ -166,6 +166,24 @@ TEST_F(LocalStoreTest, OverriddenAndExcludedOccurrences) {
   EXPECT_EQ(Subjects(december), (std::vector<std::string>{"Standup (moved out)"}));
 }
 
+// Expanded series are kept between queries: each series keeps its own occurrences, and an
+// edited one shows its new ones on the next query.
+TEST_F(LocalStoreTest, EachSeriesHasItsOwnOccurrencesAndAnEditShowsAtOnce) {
+  const auto weekly = [](const std::string& subject, const std::string& day) {
+    return Calendar(Event("series", "SUMMARY:" + subject + "\nDTSTART:202611" + day + "T150000Z\nDTEND:202611" +
+                                        day + "T160000Z\nRRULE:FREQ=WEEKLY;COUNT=2\n"));
+  };
+  const auto november = [this](const std::string& account) {
+    return Subjects(Period(FolderUrlOf(kDomain, account), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z"));
+  };
+  Import(kDomain, "alice", weekly("Planning", "02"));
+  Import(kDomain, "bob", weekly("Review", "03"));
+  EXPECT_EQ(november("alice"), (std::vector<std::string>{"Planning", "Planning"}));
+  EXPECT_EQ(november("bob"), (std::vector<std::string>{"Review", "Review"}));
+  Import(kDomain, "alice", weekly("Planning moved", "04"));
+  EXPECT_EQ(november("alice"), (std::vector<std::string>{"Planning moved", "Planning moved"}));
+}
+
 TEST_F(LocalStoreTest, EndlessSeriesIsFoundYearsLater) {
   Import(kDomain, "alice",
          Calendar(Event("monthly", "SUMMARY:Report\nDTSTART:20200115T150000Z\nDTEND:20200115T160000Z\n"

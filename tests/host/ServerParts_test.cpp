@@ -1,16 +1,19 @@
 // The pieces of the web server that keep visitors apart and the server answering: sessions
 // sealed in cookies, the sign-in throttle, the request pool, reading whatever a visitor sends
-// without failing, and passing on only redirects that stay on this site.
+// without failing, passing on only redirects that stay on this site, and templates filled with
+// values of any length.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 
 #include "TempFolder.h"
 #include "host/CookieSession.h"
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
 #include "host/SignInThrottle.h"
+#include "host/SiteTemplates.h"
 #include "host/UrlEncodedForm.h"
 
 namespace orbitel::host {
@@ -152,6 +155,22 @@ TEST(RedirectGuard, PassesOnlyPlacesOnThisSite) {
       {"", "default.asp"},
   };
   for (const auto& [asked, sent] : cases) EXPECT_EQ(GuardRedirect(asked), sent) << asked;
+}
+
+// Long values (a large team's calendar) go into the page after rendering, as the template
+// writes them: as they are, or escaped.
+TEST(SiteTemplates, PutsLongValuesInAsTheTemplateWritesThem) {
+  const fs::path site = orbitel::testing::MakeTempFolder("orbitel-templates");
+  fs::create_directories(site / "templates");
+  std::ofstream(site / "templates" / "page.html") << "<p>{{{Long}}}</p>{{Long}}|{{Short}}{{> part}}";
+  std::ofstream(site / "templates" / "part.html") << "[{{{Long}}}]";
+  const std::string long_value = "<b>O'Neill</b>" + std::string(20000, 'x');
+  const std::string escaped = "&lt;b&gt;O&#39;Neill&lt;/b&gt;" + std::string(20000, 'x');
+  PageValues values;
+  values.text = {{"Long", long_value}, {"Short", "<i>"}};
+  EXPECT_EQ(RenderTemplate(site, "page", values).value_or(""),
+            "<p>" + long_value + "</p>" + escaped + "|&lt;i&gt;[" + long_value + "]");
+  fs::remove_all(site);
 }
 
 }  // namespace

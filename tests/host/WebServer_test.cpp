@@ -6,10 +6,12 @@
 #include <httplib.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -20,9 +22,11 @@
 #include "ServerProcess.h"
 #include "TempFolder.h"
 #include "directory/Directory.h"
+#include "host/Compression.h"
 #include "host/DemoSite.h"
 #include "host/RunOrbitel.h"
 #include "host/WebServer.h"
+#include "site/Clock.h"
 #include "site/SiteFixture.h"
 #include "site/SiteServices.h"
 
@@ -40,6 +44,7 @@ class Served {
     settings.site_folder = site;
     settings.port = 0;
     settings.threads = 4;
+
     settings.error_log = &errors_;
     settings.access_log = &access_;
     settings.trusted_proxies = std::move(trusted_proxies);
@@ -392,7 +397,6 @@ TEST_F(WebServerTest, AFormLoadedBeforeSomeoneElsesChangeWritesNothing) {
   const std::string first_form = Get(item, first)->body;
   const std::string second_form = Get(item, second)->body;
   ASSERT_FALSE(HiddenOf(first_form, "ETag").empty());
-
   auto post = [](const std::string& cookie, const std::string& form, const std::string& rest) {
     return Post("/CalendarItem.asp", cookie,
                 "FormToken=" + HiddenOf(form) + "&Name=" + HiddenOf(form, "Name") + "&ETag=" + HiddenOf(form, "ETag") +
@@ -516,6 +520,165 @@ TEST_F(WebServerTest, AnonymousVisitsSignNobodyOut) {
   for (std::thread& visitor : visitors) visitor.join();
   EXPECT_EQ(failed, 0);
   EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 200);
+}
+
+// Pages kept by the page cache: each must change on the very next request after anything it
+// shows changed, wherever the change came from.
+TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
+  const std::string team = SignIn(), admin = SignIn("admin");
+  const std::string month = "/CalendarMonth.asp?DAY=4&MONTH=3&YEAR=2030";
+  const auto twice = [&](const std::string& target) {
+    Get(target, team);
+    return Get(target, team)->body;
+  };
+
+  twice("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice");
+  EXPECT_FALSE(Added(admin, "Kept+then+added", "", "Kept then added").empty());
+
+  // The store command, in a process of its own.
+  const fs::path ics = folder_ / "kept.ics";
+  std::ofstream(ics) << "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//\r\nBEGIN:VEVENT\r\nUID:kept-import\r\n"
+                        "DTSTAMP:20300101T000000Z\r\nDTSTART:20300304T120000Z\r\nDTEND:20300304T123000Z\r\n"
+                        "SUMMARY:Imported meanwhile\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
+  twice("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice");
+  const auto imported = orbitel::testing::RunOrbitel(
+      "store --store-root " + orbitel::testing::Quote((folder_ / "site" / "store").string()) +
+          " import orbitel.demo alice " + orbitel::testing::Quote(ics.string()),
+      folder_.string());
+  ASSERT_EQ(imported.code, 0) << imported.err;
+  EXPECT_NE(DayOfAlice(team).find("Imported meanwhile"), npos);
+
+  // The options page, saved with the people it already includes.
+  const auto save = [&](const std::string& located) {
+    const std::string options = Get("/CalendarOptions.asp", admin)->body;
+    const std::regex included("checked value='([^']*)' name=AddUser");
+    std::string people;
+    for (std::sregex_iterator at(options.begin(), options.end(), included), end; at != end; ++at) {
+      people += "&AddUser=" + (*at)[1].str();
+    }
+    return Submit("/CalendarOptions.asp", admin,
+                  "cstrExchangeConnectionMethod=True&cstrExchangeDomain=&cstrShowLocation=Yes&cstrLocationEntry=" +
+                      located + "&cstrLocationNoEntry=NoLocation&cstrUserUserName=team&cstrUserPassword=team"
+                      "&cstrAdminUserName=admin&cstrAdminPassword=admin&action=Save+Changes" + people)->body;
+  };
+  EXPECT_NE(twice(month).find("images/Location_pix.gif"), npos);
+  EXPECT_NE(save("Elsewhere").find("Status: Saved"), npos);
+  EXPECT_NE(Get(month, team)->body.find("images/Elsewhere_pix.gif"), npos);
+  EXPECT_NE(save("Location").find("Status: Saved"), npos);
+
+  // The directory file, edited where it lies.
+  const fs::path ldif = folder_ / "site" / "directory.ldif";
+  const std::string people = site::testing::ReadFile(ldif);
+  const auto named = [&](const std::string& name) {
+    std::ofstream(ldif, std::ios::trunc) << std::regex_replace(people, std::regex("displayName: Alice Walker"),
+                                                               "displayName: " + name);
+  };
+  EXPECT_NE(twice(month).find("Alice Walker"), npos);
+  named("Alice Renamed");
+  EXPECT_NE(Get(month, team)->body.find("Alice Renamed"), npos);
+  named("Alice Walker");
+
+  // A template, edited where it lies: every request thread reads it again.
+  const fs::path footer = folder_ / "site" / "templates" / "footer.html";
+  const std::string before = site::testing::ReadFile(footer);
+  const auto edit_shown = [] { return Get("/CalendarLogin.asp")->body.find("Edited footer") != npos; };
+  for (int i = 0; i < 8; ++i) EXPECT_FALSE(edit_shown());
+  EXPECT_EQ(twice(month).find("Edited footer"), npos);
+  std::ofstream(footer, std::ios::trunc) << before << "<p>Edited footer</p>";
+  for (int i = 0; i < 8; ++i) EXPECT_TRUE(edit_shown());
+  EXPECT_NE(Get(month, team)->body.find("Edited footer"), npos);
+  std::ofstream(footer, std::ios::trunc) << before;
+}
+
+TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
+  const std::string team = SignIn();
+  struct FixedClock {
+    void At(int day, int hour, int minute) {
+      site::FixClockForProcess(*Date::FromParts(2030, 3, day)->AddSeconds(hour * 3600 + minute * 60));
+    }
+    ~FixedClock() { site::FixClockForProcess(std::nullopt); }
+  } clock;
+  const struct {
+    int day, hour, minute;
+    const char* target;
+    const char* shows;
+  } moments[] = {
+      {4, 23, 59, "/CalendarDay.asp", "March 04, 2030"}, {5, 0, 0, "/CalendarDay.asp", "March 05, 2030"},
+      {5, 10, 15, "/CalendarNow.asp", "10:00:00 AM - 11:00:00 AM"},
+      {5, 10, 16, "/CalendarNow.asp", "10:30:00 AM - 11:30:00 AM"},
+      {5, 10, 45, "/CalendarNow.asp", "10:30:00 AM - 11:30:00 AM"},
+      {5, 10, 46, "/CalendarNow.asp", "10:00:00 AM - 11:00:00 AM"},
+      {5, 10, 47, "/CalendarNow.asp", "11:00:00 AM - 12:00:00 PM"},
+      {5, 11, 16, "/CalendarNow.asp", "11:30:00 AM - 12:30:00 PM"},
+      {6, 0, 0, "/CalendarNow.asp", "Wednesday, March 06, 2030"},
+  };
+  for (const auto& moment : moments) {
+    clock.At(moment.day, moment.hour, moment.minute);
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_NE(Get(moment.target, team)->body.find(moment.shows), npos)
+          << moment.target << " at " << moment.day << " " << moment.hour << ":" << moment.minute;
+    }
+  }
+}
+
+TEST_F(WebServerTest, AKeptPageGoesOnlyToItsOwnSignInLevelWithEachVisitorsOwnToken) {
+  const std::string team = SignIn(), other = SignIn(), admin = SignIn("admin");
+  const std::string month = "/CalendarMonth.asp?DAY=1&MONTH=6&YEAR=2031";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(Get(month, team)->body.find("CalendarOptions.asp"), npos);
+    EXPECT_NE(Get(month, admin)->body.find("CalendarOptions.asp"), npos);
+    EXPECT_EQ(Get(month, other)->body.find("CalendarOptions.asp"), npos);
+    EXPECT_EQ(Get(month)->status, 302);
+  }
+  const std::string token = HiddenOf(Get(month, team)->body);
+  EXPECT_NE(HiddenOf(Get(month, other)->body), token);
+  EXPECT_EQ(Post("/signout", other, "FormToken=" + token)->status, 403);
+  EXPECT_EQ(Post("/signout", team, "FormToken=" + token)->status, 302);
+}
+
+std::string Gunzip(const std::string& packed) {
+  z_stream stream{};
+  inflateInit2(&stream, 16 + MAX_WBITS);
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+  stream.avail_in = static_cast<uInt>(packed.size());
+  std::string text;
+  char buffer[65536];
+  int result = Z_OK;
+  while (result == Z_OK) {
+    stream.next_out = reinterpret_cast<Bytef*>(buffer);
+    stream.avail_out = sizeof buffer;
+    result = inflate(&stream, Z_NO_FLUSH);
+    text.append(buffer, sizeof buffer - stream.avail_out);
+  }
+  inflateEnd(&stream);
+  return result == Z_STREAM_END && stream.avail_in == 0 ? text : "not a whole gzip stream";
+}
+
+TEST_F(WebServerTest, TextIsGzippedOnlyForBrowsersThatTakeItAndUnpacksToTheSameBytes) {
+  const std::string admin = SignIn("admin");
+  for (const char* target : {"/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031", "/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031",
+                             "/CalendarItem.asp?UserName=alice&Method=New", "/styles/orbitel.css"}) {
+    const auto get = [&](const std::string& encoding) {
+      httplib::Client client = served_->Client();
+      client.set_decompress(false);  // the bytes as sent
+      return client.Get(target, {{"Cookie", admin}, {"Accept-Encoding", encoding}});
+    };
+    const std::string plain = get("identity")->body;
+    ASSERT_GT(plain.size(), kMinCompressedBytes) << target;
+    for (const char* encoding : {"gzip", "deflate, gzip;q=0.5", "*", "x-gzip, br"}) {
+      auto packed = get(encoding);
+      EXPECT_EQ(packed->get_header_value("Content-Encoding"), "gzip") << target << " " << encoding;
+      EXPECT_EQ(packed->get_header_value("Vary"), "Accept-Encoding") << target;
+      EXPECT_EQ(Gunzip(packed->body), plain) << target << " " << encoding;
+    }
+    for (const char* encoding : {"", "deflate", "gzip;q=0", "*, gzip;q=0", "gzip;q=0.0, *;q=1"}) {
+      auto sent = get(encoding);
+      EXPECT_FALSE(sent->has_header("Content-Encoding")) << target << " " << encoding;
+      EXPECT_EQ(sent->body, plain) << target << " " << encoding;
+    }
+  }
+  // Short answers go as they are.
+  EXPECT_FALSE(served_->Client().Get("/dot.gif", {{"Accept-Encoding", "gzip"}})->has_header("Content-Encoding"));
 }
 
 }  // namespace

@@ -1,0 +1,129 @@
+#!/usr/bin/env bash
+# The team month page for 50 and 500 people, side by side in one run: orbitel with its page
+# cache and without it, each asked for the plain page and for the gzip-compressed one, against
+# nginx serving the very same bytes as static files (the page as saved, and its .gz through
+# gzip_static). For each: the time of one request (median of 9, curl), then wrk with 2 threads
+# and 50 connections: requests per second and the 99th percentile of latency.
+# Each size gets a site of its own: the demo site's files, a directory of that many people and
+# the demo's appointments for every one of them (`orbitel store demo`).
+# Usage: bench/page_cache_load.sh [path/to/orbitel] [duration, e.g. 10s] [people...]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+binary=$(realpath "${1:-build/orbitel}")
+duration=${2:-10s}
+if [ $# -gt 2 ]; then sizes=("${@:3}"); else sizes=(50 500); fi
+for tool in wrk nginx curl python3; do
+  command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || { echo "$tool is missing: apt-get install $tool" >&2; exit 2; }
+done
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
+wait_for() { for _ in $(seq 200); do curl -s -o /dev/null "http://127.0.0.1:$1/" && return 0; sleep 0.1; done; return 1; }
+
+# The demo site, made once by a first start.
+XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
+first=$!
+for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
+kill "$first"; wait "$first" 2>/dev/null || true
+
+# A site of n people: the demo's files, a directory of n accounts, everyone included on the
+# first page (FirstTime), the demo appointments for all.
+make_site() {
+  local n=$1 site="$work/site-$1"
+  cp -r "$work/data/orbitel/demo" "$site"
+  rm -rf "$site/store"
+  {
+    printf 'version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: domain\ndc: ORBITEL\n\n'
+    for i in $(seq "$n"); do
+      printf 'dn: CN=Person %s,DC=ORBITEL,DC=DEMO\nobjectClass: user\ncn: Person %s\n' "$i" "$i"
+      printf 'displayName: Person %s\nsAMAccountName: person%s\nuserAccountControl: 512\n\n' "$i" "$i"
+    done
+  } >"$site/directory.ldif"
+  sed -i "s/FirstTime='No'/FirstTime='Yes'/" "$site/OrbitelSettings.xml"
+  "$binary" store --store-root "$site/store" demo orbitel.demo "$site/directory.ldif" >/dev/null
+}
+
+serve() {
+  local site=$1 port=$2; shift 2
+  "$binary" serve --site "$site" --listen "127.0.0.1:$port" "$@" >"$work/orbitel-$port.log" 2>&1 &
+  pids+=($!)
+  wait_for "$port" || { cat "$work/orbitel-$port.log" >&2; exit 1; }
+}
+
+sign_in() {
+  local address=$1 jar="$work/cookies-$RANDOM"
+  local token
+  token=$(curl -s -c "$jar" -b "$jar" "${address}CalendarLogin.asp" | grep -o 'name="FormToken" value="[0-9a-f]*"' | sed 's/.*value="//; s/"$//')
+  curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
+  awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar"
+}
+
+measure() {
+  local people=$1 name=$2 encoding=$3 url=$4 cookie=$5
+  local headers=(-H "Cookie: $cookie" -H "Accept-Encoding: $encoding")
+  local status
+  status=$(curl -s -o "$work/page" -w '%{http_code}' "${headers[@]}" "$url")
+  [ "$status" = 200 ] || { echo "$name: the month page answered $status" >&2; exit 1; }
+  local bytes one
+  bytes=$(stat -c %s "$work/page")
+  one=$(for _ in $(seq 9); do curl -s -o /dev/null -w '%{time_total}\n' "${headers[@]}" "$url"; done |
+        sort -n | sed -n 5p | awk '{ printf "%.1f ms", $1 * 1000 }')
+  wrk -t2 -c50 -d"$duration" --timeout 20s --latency "${headers[@]}" "$url" >"$work/wrk.txt"
+  if grep -qE 'Non-2xx or 3xx responses|Socket errors' "$work/wrk.txt"; then
+    echo "$name: some requests erred" >&2; cat "$work/wrk.txt" >&2; exit 1
+  fi
+  printf '| %s | %s | %s | %s | %s | %s | %s |\n' "$people" "$name" "$encoding" "$(numfmt --to=iec "$bytes")B" "$one" \
+    "$(awk '/Requests\/sec/ { printf "%d", $2 }' "$work/wrk.txt")" "$(awk '$1 == "99%" { print $2 }' "$work/wrk.txt")"
+}
+
+echo "| people | server | Accept-Encoding | bytes sent | one request | requests/s | p99 under load |"
+echo "|---|---|---|---|---|---|---|"
+for n in "${sizes[@]}"; do
+  make_site "$n"
+  cached=$(free_port); serve "$work/site-$n" "$cached"
+  uncached=$(free_port); serve "$work/site-$n" "$uncached" --page-cache 0
+  cookie=$(sign_in "http://127.0.0.1:$cached/")
+  month="CalendarMonth.asp"  # this month, where the demo appointments are
+
+  # nginx serves the bytes a signed-in visitor gets, plain and compressed.
+  static="$work/static-$n"
+  mkdir -p "$static/root"
+  curl -s -H "Cookie: $cookie" -o "$static/root/month.html" "http://127.0.0.1:$cached/$month"
+  gzip -k -1 "$static/root/month.html"
+  # nginx's workers run as another user: they must be able to read the files.
+  chmod a+x "$work"; chmod -R a+rX "$static"
+  nginx_port=$(free_port)
+  cat >"$static/nginx.conf" <<CONF
+pid $static/nginx.pid;
+error_log $static/error.log;
+worker_processes 1;
+events { worker_connections 1024; }
+http {
+  access_log off;
+  client_body_temp_path $static/body; proxy_temp_path $static/proxy;
+  fastcgi_temp_path $static/f; uwsgi_temp_path $static/u; scgi_temp_path $static/s;
+  server {
+    listen 127.0.0.1:$nginx_port;
+    root $static/root;
+    default_type text/html;
+    gzip_static on;
+  }
+}
+CONF
+  /usr/sbin/nginx -p "$static" -c "$static/nginx.conf" -g 'daemon off;' &
+  pids+=($!)
+  wait_for "$nginx_port"
+
+  for encoding in identity gzip; do
+    measure "$n" "orbitel, page cache" "$encoding" "http://127.0.0.1:$cached/$month" "$cookie"
+    measure "$n" "orbitel, no page cache" "$encoding" "http://127.0.0.1:$uncached/$month" "$cookie"
+    measure "$n" "nginx, the same bytes" "$encoding" "http://127.0.0.1:$nginx_port/month.html" "$cookie"
+  done
+done
