@@ -27,6 +27,7 @@
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
 #include "host/SignInThrottle.h"
+#include "host/ScheduleAddresses.h"
 #include "host/SitePages.h"
 #include "host/StaticFiles.h"
 #include "host/StatusPages.h"
@@ -84,6 +85,10 @@ struct Exchange {
 Answer StatusAnswer(int status, const Exchange& exchange) {
   const std::string_view target = exchange.target;
   return Answer{status, StatusPage(status, ToSiteRoot(target.substr(0, target.find('?')))), "text/html; charset=utf-8", {}};
+}
+
+Answer ScheduleAnswer(PlainAnswer plain) {
+  return Answer{plain.status, std::move(plain.body), plain.content_type, {{"Cache-Control", "no-store"}}};
 }
 
 std::string CookieValue(const char* header, std::string_view name) {
@@ -311,6 +316,7 @@ struct WebServer::Impl {
         return Answer{200, std::move(file->body), file->content_type, {{"Cache-Control", kStaticCaching}}};
       }
     }
+    if (reading && IsScheduleAddress(path)) return std::nullopt;  // free/busy and feeds, answered by Work
     if (!reading && exchange.method != "POST") return StatusAnswer(405, exchange);
     if (path.find('/', 1) != std::string::npos) return StatusAnswer(404, exchange);
     *page = FindSitePage(std::string_view(path).substr(1));
@@ -327,6 +333,7 @@ struct WebServer::Impl {
         Health health = CheckHealth(settings.site_folder);
         return Answer{health.ok ? 200 : 503, std::move(health.json), "application/json", {{"Cache-Control", "no-store"}}};
       }
+      if (!page) return ScheduleAnswer(AnswerScheduleAddress(settings.site_folder, exchange.target, SessionOf(connection)));
       const std::size_t question = exchange.target.find('?');
       const std::string_view query =
           question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);
