@@ -15,9 +15,11 @@ namespace orbitel::schedule {
 namespace {
 
 // The store answers a period query with the items lying wholly inside it; an appointment that
-// begins before the span asked for (a week away) or ends after it must still block the span, so
-// the query reaches this far to each side and the overlap is kept here.
-constexpr UtcSeconds kReach = 31 * 86400;
+// begins before the span asked for or ends after it must still block the span, so the query
+// reaches this far to each side and the overlap is kept here. Twice the team pages' week: an
+// appointment running more than two weeks past either end of the span is not seen. Each day of
+// reach is read for every person, so for a whole team it is most of the search's cost.
+constexpr UtcSeconds kReach = 14 * 86400;
 
 // The selected columns, in the order ReadItem reads them.
 enum Column { kStart, kEnd, kAllDay, kBusy, kSensitivity, kSubject, kLocation, kUid, kRecurrence, kDescription };
