@@ -1,5 +1,7 @@
 #include "data/Sqlite.h"
 
+#include <limits>
+
 namespace orbitel::data::sqlite {
 
 Statement::Statement(sqlite3* db, std::string_view sql) {
@@ -15,26 +17,32 @@ Statement::Statement(sqlite3* db, std::string_view sql) {
 Statement& Statement::Reset() {
   sqlite3_reset(statement_.get());
   sqlite3_clear_bindings(statement_.get());
+  bind_error_ = SQLITE_OK;
+  return *this;
+}
+
+Statement& Statement::Bound(int result) {
+  if (result != SQLITE_OK && bind_error_ == SQLITE_OK) bind_error_ = result;
   return *this;
 }
 
 Statement& Statement::Bind(int index, std::int64_t value) {
-  sqlite3_bind_int64(statement_.get(), index, value);
-  return *this;
+  return Bound(sqlite3_bind_int64(statement_.get(), index, value));
 }
 
 Statement& Statement::Bind(int index, std::string_view text) {
-  sqlite3_bind_text(statement_.get(), index, text.data(), static_cast<int>(text.size()),
-                    SQLITE_TRANSIENT);
-  return *this;
+  // A text too long for SQLite's int length is refused rather than cut.
+  if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return Bound(SQLITE_TOOBIG);
+  return Bound(sqlite3_bind_text(statement_.get(), index, text.data(), static_cast<int>(text.size()),
+                                 SQLITE_TRANSIENT));
 }
 
-Statement& Statement::BindNull(int index) {
-  sqlite3_bind_null(statement_.get(), index);
-  return *this;
-}
+Statement& Statement::BindNull(int index) { return Bound(sqlite3_bind_null(statement_.get(), index)); }
 
-int Statement::Step() { return sqlite3_step(statement_.get()); }
+int Statement::Step() {
+  if (bind_error_ != SQLITE_OK) return bind_error_;
+  return sqlite3_step(statement_.get());
+}
 
 std::string Statement::Text(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));

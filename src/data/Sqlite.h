@@ -35,7 +35,8 @@ class Statement {
   Statement& Bind(int index, std::int64_t value);
   Statement& Bind(int index, std::string_view text);
   Statement& BindNull(int index);
-  // SQLITE_ROW, SQLITE_DONE or an error code.
+  // SQLITE_ROW, SQLITE_DONE or an error code; the first failed Bind since the last Reset is
+  // that error, and the statement is not run.
   int Step();
 
   std::int64_t Int(int column) const { return sqlite3_column_int64(statement_.get(), column); }
@@ -45,7 +46,10 @@ class Statement {
   std::string Text(int column) const;
 
  private:
+  Statement& Bound(int result);
+
   std::unique_ptr<sqlite3_stmt, StatementFinalize> statement_;
+  int bind_error_ = SQLITE_OK;
 };
 
 // BEGIN IMMEDIATE at construction (the write lock is taken at once, so two writers wait for

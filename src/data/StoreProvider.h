@@ -100,7 +100,21 @@ struct StoreSettings {
   std::optional<StoreCredentials> credentials;
 };
 void ConfigureStores(StoreSettings settings);
+// The calling thread's stores: those it is bound to (UsingStores), else the process's.
 const StoreSettings& StoreConfiguration();
+
+// Binds the calling thread to the stores of one site for as long as it lives, so a server that
+// holds several sites opens each site's folders under that site's own root and account.
+class UsingStores {
+ public:
+  explicit UsingStores(const StoreSettings& settings);
+  ~UsingStores();
+  UsingStores(const UsingStores&) = delete;
+  UsingStores& operator=(const UsingStores&) = delete;
+
+ private:
+  const StoreSettings* previous_;
+};
 
 // The provider a connection names (ASCII case ignored); errors::kProviderNotFound otherwise.
 Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name);

@@ -28,12 +28,19 @@ StoreSettings& Settings() {
   return settings;
 }
 
+// The stores of the site the calling thread is answering for, when one server holds several.
+thread_local const StoreSettings* bound_settings = nullptr;
+
 }  // namespace
 
 // Written once at start-up, before any request thread runs, and only read afterwards.
 void ConfigureStores(StoreSettings settings) { Settings() = std::move(settings); }
 
-const StoreSettings& StoreConfiguration() { return Settings(); }
+const StoreSettings& StoreConfiguration() { return bound_settings ? *bound_settings : Settings(); }
+
+UsingStores::UsingStores(const StoreSettings& settings) : previous_(bound_settings) { bound_settings = &settings; }
+
+UsingStores::~UsingStores() { bound_settings = previous_; }
 
 Result<std::shared_ptr<const StoreProvider>> FindProvider(std::string_view name) {
   const std::string provider = ToLower(name);

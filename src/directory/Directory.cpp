@@ -6,6 +6,7 @@
 #include "directory/CredentialsFile.h"
 #include "directory/LdapDirectory.h"
 #include "directory/LdifDirectory.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::directory {
 namespace {
@@ -23,28 +24,6 @@ std::string_view SchemeOf(std::string_view address) {
   return address.substr(0, colon);
 }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// "%20" and the like, as file addresses carry blanks and other characters.
-std::string PercentDecoded(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
-        HexDigit(text[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(HexDigit(text[i + 1]) * 16 + HexDigit(text[i + 2])));
-      i += 2;
-    } else {
-      out.push_back(text[i]);
-    }
-  }
-  return out;
-}
-
 // The path of "file:/p", "file:///p" or "file://localhost/p"; empty for another host's file.
 std::string FilePathOf(std::string_view rest) {
   if (rest.substr(0, 2) == "//") {
@@ -54,7 +33,7 @@ std::string FilePathOf(std::string_view rest) {
     if (!host.empty() && !EqualsIgnoringCase(host, "localhost")) return {};
     rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash);
   }
-  return PercentDecoded(rest);
+  return PercentDecode(rest);
 }
 
 Status Unsupported(const std::string& uri) {

@@ -1,6 +1,7 @@
 #include "directory/DistinguishedName.h"
 
 #include "directory/TrimBlanks.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::directory {
 namespace {
@@ -10,13 +11,6 @@ struct Component {
   std::string value;
   bool well_formed = false;  // one type=value pair, not a multi-valued "a=1+b=2"
 };
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 // RFC 4514 escapes: "\," for a special character, "\2C" for a byte.
 std::string Unescape(std::string_view text) {

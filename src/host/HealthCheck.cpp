@@ -68,12 +68,21 @@ PartResult StoreAnswers(const std::filesystem::path& site_folder) {
 
 }  // namespace
 
-Health CheckHealth(const std::filesystem::path& site_folder) {
+Health CheckHealth(const ServedSite& site) {
+  // The parts run on threads of their own, bound to the site's services as a request would be;
+  // a part that hangs keeps what it uses alive by itself.
+  const std::filesystem::path folder = site.folder;
+  const auto within_site = [services = site.services, stores = site.stores](std::function<PartResult()> check) {
+    return Started([services, stores, check = std::move(check)] {
+      const UsingSite using_site(services, stores);
+      return check();
+    });
+  };
   const std::pair<const char*, std::shared_future<PartResult>> parts[] = {
-      {"settings", Started([site_folder] { return FileReadable(site_folder / site::files::kSettings); })},
-      {"users", Started([site_folder] { return FileReadable(site_folder / site::files::kUsers); })},
-      {"directory", Started(DirectoryAnswers)},
-      {"store", Started([site_folder] { return StoreAnswers(site_folder); })},
+      {"settings", within_site([folder] { return FileReadable(folder / site::files::kSettings); })},
+      {"users", within_site([folder] { return FileReadable(folder / site::files::kUsers); })},
+      {"directory", within_site(DirectoryAnswers)},
+      {"store", within_site([folder] { return StoreAnswers(folder); })},
   };
   const auto deadline = std::chrono::steady_clock::now() + kPartTime;
   Health health{true, ""};
@@ -87,6 +96,26 @@ Health CheckHealth(const std::filesystem::path& site_folder) {
                (result.detail.empty() ? "" : "," + result.detail) + "}";
   }
   health.json = std::string("{\"status\":\"") + (health.ok ? "ok" : "failing") + "\",\"parts\":{" + members + "}}\n";
+  return health;
+}
+
+Health CheckHealth(const std::vector<ServedSite>& sites) {
+  // The sites are asked at once, so the answer comes within one site's time box.
+  std::vector<std::future<Health>> answers;
+  for (const ServedSite& site : sites) {
+    answers.push_back(std::async(std::launch::async, [&site] { return CheckHealth(site); }));
+  }
+  Health health{true, ""};
+  std::string members;
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    const ServedSite& site = sites[i];
+    Health one = answers[i].get();
+    health.ok = health.ok && one.ok;
+    if (one.json.ends_with('\n')) one.json.pop_back();
+    if (!members.empty()) members += ",";
+    members += "\"" + site.name + "\":" + one.json;
+  }
+  health.json = std::string("{\"status\":\"") + (health.ok ? "ok" : "failing") + "\",\"sites\":{" + members + "}}\n";
   return health;
 }
 

@@ -5,8 +5,10 @@
 // the answer comes in well under a second even when a server hangs. Names no path, password or
 // address: anyone may ask.
 
-#include <filesystem>
 #include <string>
+#include <vector>
+
+#include "host/ServedSite.h"
 
 namespace orbitel::host {
 
@@ -15,6 +17,8 @@ struct Health {
   std::string json;
 };
 
-Health CheckHealth(const std::filesystem::path& site_folder);
+Health CheckHealth(const ServedSite& site);
+// Every site of a server that holds several, each under its name; ok when all are.
+Health CheckHealth(const std::vector<ServedSite>& sites);
 
 }  // namespace orbitel::host

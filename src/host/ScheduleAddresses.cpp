@@ -68,7 +68,11 @@ bool IsScheduleAddress(std::string_view path) {
 PlainAnswer AnswerScheduleAddress(const std::filesystem::path& site_folder, std::string_view target,
                                   const std::optional<SessionData>& session) {
   const std::size_t question = target.find('?');
-  const std::string path = UrlDecode(target.substr(0, question));
+  // The address's last two parts: a server of many sites puts the site's folder before them.
+  std::string path = UrlDecode(target.substr(0, question));
+  if (const std::size_t file = path.rfind('/'); file != std::string::npos && file > 0) {
+    path.erase(0, path.rfind('/', file - 1));
+  }
   const site::RequestFields query =
       ParseUrlEncoded(question == std::string_view::npos ? std::string_view() : target.substr(question + 1));
   site::SiteState& site = site::Site();

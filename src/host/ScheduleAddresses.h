@@ -24,8 +24,9 @@ struct PlainAnswer {
 // Whether the decoded path is one of the two addresses ("/freebusy/..." or "/feeds/...").
 bool IsScheduleAddress(std::string_view path);
 
-// Answers one, on a request thread (it reads the settings and the store). target: the path and
-// query as sent.
+// Answers one, on a request thread (it reads the settings and the store) that serves the site
+// in site_folder. target: the path and query as sent, the site's own folder first when the
+// server holds many sites.
 PlainAnswer AnswerScheduleAddress(const std::filesystem::path& site_folder, std::string_view target,
                                   const std::optional<SessionData>& session);
 

@@ -3,8 +3,10 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <tuple>
 #include <thread>
@@ -32,6 +34,7 @@ namespace {
 
 struct ServeOptions {
   std::optional<fs::path> site;
+  std::optional<fs::path> sites;
   std::string address = "127.0.0.1";
   int port = 8080;
   int threads = 32;
@@ -68,6 +71,8 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
     const std::string& value = args[++i];
     if (name == "--site") {
       options.site = value;
+    } else if (name == "--sites") {
+      options.sites = value;
     } else if (name == "--listen") {
       if (!ParseListen(value, options)) return "--listen takes ADDRESS:PORT, e.g. 127.0.0.1:8080";
     } else if (name == "--threads") {
@@ -89,6 +94,9 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
     } else {
       return "unknown option " + name;
     }
+  }
+  if (options.sites && (options.site || options.store_root)) {
+    return "--sites serves each site with its own store: it goes with neither --site nor --store-root";
   }
   return std::nullopt;
 }
@@ -127,7 +135,7 @@ std::vector<std::string> ShippedSignIns(const fs::path& site_folder) {
 // parsed stops the start, as nobody could sign in to a team page; an LDAP server that does not
 // answer yet only warns, as it is asked again on every page.
 std::optional<std::string> OpenSiteDirectory(const std::string& source, const std::string& credentials,
-                                             site::SiteServices& services, std::ostream& err) {
+                                             std::shared_ptr<const directory::Directory>& opened, std::ostream& err) {
   auto directory = directory::OpenDirectory(source, credentials);
   if (!directory.ok()) return source + ": " + directory.status().description();
   auto naming_context = (*directory)->NamingContext();
@@ -139,20 +147,90 @@ std::optional<std::string> OpenSiteDirectory(const std::string& source, const st
     err << "orbitel serve: warning: the directory " << source << " does not answer ("
         << naming_context.status().description() << "); serving anyway, it is asked again on every page\n";
   }
-  services.directory = *directory;
+  opened = *directory;
   return std::nullopt;
+}
+
+// Warns of a site that can be reached from other computers and still signs in as shipped.
+void WarnOfShippedSignIns(const fs::path& site_folder, const ServeOptions& options, std::ostream& err) {
+  if (IsLoopback(options.address)) return;
+  for (const std::string& sign_in : ShippedSignIns(site_folder)) {
+    err << "orbitel serve: warning: the site " << site_folder.string() << " still signs in with the shipped "
+        << sign_in << " and answers on " << (options.address.empty() ? "every address" : options.address)
+        << "; change it on the options page\n";
+  }
+}
+
+void RemoveInterruptedSaves(const fs::path& site_folder, std::ostream& err) {
+  // What a crash in the middle of a save left behind is of no use to anyone.
+  if (const int removed = data::RemoveLeftoverTemporaries(site_folder); removed > 0) {
+    err << "orbitel serve: removed " << removed << " temporary file(s) of interrupted saves in "
+        << site_folder.string() << "\n";
+  }
+}
+
+// Every site folder (one with a templates/ folder) right under `folder`, in the order of their
+// names, each with its own store under <site>/store and its own directory: the --directory
+// given (opened once and shared), else its own directory.ldif.
+Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOptions& options,
+                                          const std::optional<data::StoreCredentials>& store_credentials,
+                                          std::ostream& err) {
+  std::error_code error;
+  if (!fs::is_directory(folder, error)) {
+    return Status::Error(1, "the sites folder " + folder.string() + " does not exist");
+  }
+  std::shared_ptr<const directory::Directory> shared_directory;
+  if (options.directory) {
+    if (auto problem = OpenSiteDirectory(*options.directory, options.directory_credentials.value_or(""),
+                                         shared_directory, err)) {
+      return Status::Error(1, *problem);
+    }
+  }
+  std::vector<fs::path> folders;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
+    if (entry.is_directory(error) && fs::is_directory(entry.path() / "templates", error)) folders.push_back(entry.path());
+  }
+  std::sort(folders.begin(), folders.end());
+  std::vector<ServedSite> sites;
+  for (const fs::path& site_folder : folders) {
+    const std::string name = site_folder.filename().string();
+    if (!IsSiteName(name)) {
+      err << "orbitel serve: warning: the site folder " << site_folder.string()
+          << " is left out: a site's name may hold only letters, digits, '-', '_' and '.'\n";
+      continue;
+    }
+    auto services = std::make_shared<site::SiteServices>();
+    services->store_root = site_folder / "store";
+    services->directory = shared_directory;
+    if (!shared_directory && fs::exists(site_folder / "directory.ldif")) {
+      if (auto problem = OpenSiteDirectory((site_folder / "directory.ldif").string(), "", services->directory, err)) {
+        return Status::Error(1, *problem);
+      }
+    }
+    auto stores = std::make_shared<data::StoreSettings>(services->store_root.string());
+    stores->credentials = store_credentials;
+    sites.push_back(ServedSite{name, site_folder, std::move(services), std::move(stores), {}});
+  }
+  if (sites.empty()) {
+    return Status::Error(1, "the sites folder " + folder.string() +
+                                " holds no site folder (a folder with a templates/ folder, as in " +
+                                ShippedSiteFolder().string() + ")");
+  }
+  return sites;
 }
 
 }  // namespace
 
 void PrintServeUsage(std::ostream& out) {
-  out << "Usage: orbitel serve [--site DIR] [--listen ADDRESS:PORT] [--threads N]\n"
+  out << "Usage: orbitel serve [--site DIR | --sites DIR] [--listen ADDRESS:PORT] [--threads N]\n"
          "                     [--directory URI [--directory-credentials FILE]]\n"
          "                     [--store-root DIR] [--store-credentials FILE]\n"
          "                     [--trusted-proxy ADDRESS]... [--secure-cookies]\n"
          "\n"
          "  --site DIR          the site folder (templates, pictures, settings and user files);\n"
          "                      without it, the demo site in " << DemoSiteFolder().string() << "\n"
+         "  --sites DIR         every site folder in DIR, each at /<folder>/ with its own store\n"
+         "                      (<folder>/store) and, without --directory, its directory.ldif\n"
          "  --listen A:P        where to answer (default 127.0.0.1:8080; port 0 picks a free one)\n"
          "  --threads N         request threads (default 32)\n"
          "  --directory URI     file:/path/directory.ldif or ldap://host:port/\n"
@@ -198,58 +276,69 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     store_credentials = *credentials;
   }
 
-  const bool demo = !options.site;
-  if (demo) {
-    options.site = DemoSiteFolder();
-    Status prepared = PrepareDemoSite(ShippedSiteFolder(), *options.site, out);
-    if (!prepared.ok()) {
-      err << "orbitel serve: " << prepared.description() << "\n";
+  ServerSettings settings;
+  const bool demo = !options.site && !options.sites;
+  std::string serving;  // what the start line names
+  if (options.sites) {
+    Result<std::vector<ServedSite>> sites = FindSites(fs::absolute(*options.sites), options, store_credentials, err);
+    if (!sites.ok()) {
+      err << "orbitel serve: " << sites.status().description() << "\n";
       return 1;
     }
-  }
-  std::error_code error;
-  const fs::path site_folder = fs::weakly_canonical(fs::absolute(*options.site), error);
-  if (error || !fs::is_directory(site_folder)) {
-    err << "orbitel serve: the site folder " << options.site->string() << " does not exist\n";
-    return 1;
-  }
-
-  if (!fs::is_directory(site_folder / "templates")) {
-    err << "orbitel serve: the site folder " << site_folder.string()
-        << " has no templates/ folder; copy templates/, images/, help/ and styles/ from "
-        << ShippedSiteFolder().string() << " into it\n";
-    return 1;
-  }
-
-  site::SiteServices services;
-  services.store_root = options.store_root ? fs::absolute(*options.store_root) : site_folder / "store";
-  std::string directory_source = options.directory.value_or("");
-  if (directory_source.empty() && fs::exists(site_folder / "directory.ldif")) {
-    directory_source = (site_folder / "directory.ldif").string();
-  }
-  if (!directory_source.empty()) {
-    auto problem = OpenSiteDirectory(directory_source, options.directory_credentials.value_or(""), services, err);
-    if (problem) {
-      err << "orbitel serve: " << *problem << "\n";
+    for (const ServedSite& site : *sites) {
+      WarnOfShippedSignIns(site.folder, options, err);
+      RemoveInterruptedSaves(site.folder, err);
+      serving += (serving.empty() ? "" : ", ") + site.name + "/";
+    }
+    serving = std::to_string(sites->size()) + " site(s) of " + fs::absolute(*options.sites).string() + " (" +
+              serving + ")";
+    settings.sites = std::move(sites).value();
+  } else {
+    if (demo) {
+      options.site = DemoSiteFolder();
+      Status prepared = PrepareDemoSite(ShippedSiteFolder(), *options.site, out);
+      if (!prepared.ok()) {
+        err << "orbitel serve: " << prepared.description() << "\n";
+        return 1;
+      }
+    }
+    std::error_code error;
+    const fs::path site_folder = fs::weakly_canonical(fs::absolute(*options.site), error);
+    if (error || !fs::is_directory(site_folder)) {
+      err << "orbitel serve: the site folder " << options.site->string() << " does not exist\n";
       return 1;
     }
-  }
-  if (store_credentials) {
-    data::StoreSettings stores = data::StoreConfiguration();
-    stores.credentials = *store_credentials;
-    data::ConfigureStores(std::move(stores));
-  }
-  if (!IsLoopback(options.address)) {
-    for (const std::string& sign_in : ShippedSignIns(site_folder)) {
-      err << "orbitel serve: warning: the site still signs in with the shipped " << sign_in << " and answers on "
-          << (options.address.empty() ? "every address" : options.address)
-          << "; change it on the options page\n";
+    if (!fs::is_directory(site_folder / "templates")) {
+      err << "orbitel serve: the site folder " << site_folder.string()
+          << " has no templates/ folder; copy templates/, images/, help/ and styles/ from "
+          << ShippedSiteFolder().string() << " into it\n";
+      return 1;
     }
-  }
-  site::SetServices(std::move(services));
-  // What a crash in the middle of a save left behind is of no use to anyone.
-  if (const int removed = data::RemoveLeftoverTemporaries(site_folder); removed > 0) {
-    err << "orbitel serve: removed " << removed << " temporary file(s) of interrupted saves\n";
+
+    site::SiteServices services;
+    services.store_root = options.store_root ? fs::absolute(*options.store_root) : site_folder / "store";
+    std::string directory_source = options.directory.value_or("");
+    if (directory_source.empty() && fs::exists(site_folder / "directory.ldif")) {
+      directory_source = (site_folder / "directory.ldif").string();
+    }
+    if (!directory_source.empty()) {
+      auto problem =
+          OpenSiteDirectory(directory_source, options.directory_credentials.value_or(""), services.directory, err);
+      if (problem) {
+        err << "orbitel serve: " << *problem << "\n";
+        return 1;
+      }
+    }
+    if (store_credentials) {
+      data::StoreSettings stores = data::StoreConfiguration();
+      stores.credentials = *store_credentials;
+      data::ConfigureStores(std::move(stores));
+    }
+    WarnOfShippedSignIns(site_folder, options, err);
+    site::SetServices(std::move(services));
+    RemoveInterruptedSaves(site_folder, err);
+    settings.site_folder = site_folder;
+    serving = site_folder.string();
   }
 
   // SIGINT and SIGTERM are taken by one thread that stops the server; every other thread,
@@ -260,8 +349,6 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
   sigaddset(&stop_signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
 
-  ServerSettings settings;
-  settings.site_folder = site_folder;
   settings.address = options.address;
   settings.port = options.port;
   settings.threads = options.threads;
@@ -276,9 +363,9 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     return 1;
   }
   const bool ipv6 = options.address.find(':') != std::string::npos;
-  out << "Orbitel is serving " << site_folder.string() << " at http://"
+  out << "Orbitel is serving " << serving << " at http://"
       << (ipv6 ? "[" + options.address + "]" : options.address) << ":" << *port << "/\n";
-  if (demo) PrintDemoSignIn(site_folder, out);
+  if (demo) PrintDemoSignIn(settings.site_folder, out);
   out << "Press Ctrl+C to stop." << std::endl;
 
   std::thread stopper([&server, stop_signals] {

@@ -35,6 +35,7 @@
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/AccessControl.h"
+#include "site/SiteState.h"
 
 namespace orbitel::host {
 
@@ -76,6 +77,7 @@ struct Exchange {
   Answer answer;
   bool signing_out = false;
   bool health = false;
+  ServedSite* site = nullptr;  // the site the address names; null for the server's own addresses
   std::string level = "none";  // the visitor's sign-in, for the access log
   int status = 0;
   std::size_t bytes = 0;
@@ -152,7 +154,9 @@ std::string ClientAddress(MHD_Connection* connection) {
 
 struct WebServer::Impl {
   ServerSettings settings;
-  std::shared_ptr<SessionKeyring> keyring;
+  // The sites answered for; one with an empty name when the server holds a single site.
+  std::vector<ServedSite> sites;
+  bool many_sites = false;
   std::unique_ptr<RequestPool> pool;
   SignInThrottle throttle;
   MHD_Daemon* daemon = nullptr;
@@ -174,7 +178,7 @@ struct WebServer::Impl {
   // The cookie names no path: the browser keeps it for the folder the pages were asked from, so
   // behind a proxy that serves the site at "/orbitel/" it is that site's alone.
   std::string SessionCookie(const SessionData& session, const Exchange& exchange) {
-    return std::string(kSessionCookie) + "=" + keyring->Seal(session) + "; HttpOnly; SameSite=Lax" +
+    return std::string(kSessionCookie) + "=" + exchange.site->keyring->Seal(session) + "; HttpOnly; SameSite=Lax" +
            (settings.secure_cookies || exchange.over_https ? "; Secure" : "");
   }
 
@@ -205,11 +209,11 @@ struct WebServer::Impl {
     }
   }
 
-  std::optional<SessionData> SessionOf(MHD_Connection* connection) {
+  static std::optional<SessionData> SessionOf(MHD_Connection* connection, const ServedSite& site) {
     const std::string cookie =
         CookieValue(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Cookie"), kSessionCookie);
     if (cookie.empty()) return std::nullopt;
-    return keyring->Unseal(cookie, UnixNow());
+    return site.keyring->Unseal(cookie, UnixNow());
   }
 
   static site::RequestFields PostedForm(MHD_Connection* connection, const std::string& body) {
@@ -226,7 +230,9 @@ struct WebServer::Impl {
 
   // Signing out clears the browser's session.
   Answer SignOut(MHD_Connection* connection, Exchange& exchange) {
-    if (!CarriesFormToken(PostedForm(connection, exchange.body), SessionOf(connection))) return StatusAnswer(403, exchange);
+    if (!CarriesFormToken(PostedForm(connection, exchange.body), SessionOf(connection, *exchange.site))) {
+      return StatusAnswer(403, exchange);
+    }
     Answer answer{302, "", "text/html; charset=utf-8", {}};
     answer.headers = {{"Set-Cookie", std::string(kSessionCookie) + "=; HttpOnly; SameSite=Lax; Max-Age=0"},
                       {"Cache-Control", "no-store"},
@@ -238,14 +244,14 @@ struct WebServer::Impl {
   Answer ServePage(MHD_Connection* connection, Exchange& exchange, const SitePage& page, std::string_view query_text) {
     const bool posted = exchange.method == "POST";
     site::RequestFields form = posted ? PostedForm(connection, exchange.body) : site::RequestFields();
-    std::optional<SessionData> session = SessionOf(connection);
+    std::optional<SessionData> session = SessionOf(connection, *exchange.site);
     if (session) exchange.level = LevelName(session->level);
     if (posted && !CarriesFormToken(form, session)) return StatusAnswer(403, exchange);
 
     const bool signing_in = posted && EqualsIgnoringCase(page.name, kPageLoginName) &&
                             form.Find(kActionField).value_or("") == "Login";
     auto context = std::make_shared<HttpPageContext>(ParseUrlEncoded(query_text), std::move(form), posted,
-                                                     (settings.site_folder / page.name).string(), std::move(session));
+                                                     (exchange.site->folder / page.name).string(), std::move(session));
     PageValues values;
     page.run(context, values);
     if (signing_in && throttle.Record(exchange.client, context->redirect().has_value(), SteadyClock::now())) {
@@ -263,7 +269,7 @@ struct WebServer::Impl {
 
     Answer answer{200, "", "text/html; charset=utf-8", {{"Cache-Control", "no-store"}}};
     if (context->end_other_sessions()) {
-      if (Status rotated = keyring->Rotate(); !rotated.ok()) {
+      if (Status rotated = exchange.site->keyring->Rotate(); !rotated.ok()) {
         Log(settings.error_log, "orbitel: " + rotated.description());
       }
     }
@@ -281,7 +287,7 @@ struct WebServer::Impl {
       answer.headers.emplace_back("Location", GuardRedirect(*context->redirect()));
       return answer;
     }
-    Result<std::string> html = RenderTemplate(settings.site_folder, page.template_name, values);
+    Result<std::string> html = RenderTemplate(exchange.site->folder, page.template_name, values);
     if (!html.ok()) {
       Log(settings.error_log, "orbitel: " + html.status().description());
       Answer failed = StatusAnswer(500, exchange);
@@ -298,9 +304,30 @@ struct WebServer::Impl {
     if (exchange.body_too_large) return StatusAnswer(413, exchange);
     if (exchange.target.size() > kMaxTargetBytes) return StatusAnswer(414, exchange);
     const std::string_view target = exchange.target;
-    const std::string path = UrlDecode(target.substr(0, target.find('?')));
-    if (!path.starts_with('/') || HasControlBytes(path)) return StatusAnswer(400, exchange);
+    const std::string full_path = UrlDecode(target.substr(0, target.find('?')));
+    if (!full_path.starts_with('/') || HasControlBytes(full_path)) return StatusAnswer(400, exchange);
     const bool reading = exchange.method == "GET" || exchange.method == "HEAD";
+    std::string_view path = full_path;
+    if (!many_sites) {
+      exchange.site = &sites.front();
+    } else {
+      if (reading && path == kHealthPath) {
+        exchange.health = true;
+        return std::nullopt;
+      }
+      if (path == "/") {
+        if (!reading) return StatusAnswer(405, exchange);
+        return Answer{200, SiteIndexPage(sites), "text/html; charset=utf-8", {{"Cache-Control", "no-store"}}};
+      }
+      const std::size_t slash = path.find('/', 1);
+      const std::string_view name = path.substr(1, slash == std::string_view::npos ? std::string_view::npos : slash - 1);
+      const auto site = std::find_if(sites.begin(), sites.end(), [name](const ServedSite& s) { return s.name == name; });
+      if (site == sites.end()) return StatusAnswer(404, exchange);
+      exchange.site = &*site;
+      // "/team" leads to "/team/", where the site's relative links work.
+      if (slash == std::string_view::npos) return Answer{301, "", "text/html; charset=utf-8", {{"Location", site->name + "/"}}};
+      path.remove_prefix(slash);
+    }
     if (exchange.method == "POST" && path == kSignOutPath) {
       exchange.signing_out = true;
       return std::nullopt;
@@ -310,8 +337,10 @@ struct WebServer::Impl {
       return std::nullopt;
     }
     if (reading) {
-      if (std::optional<StaticFile> file = FindStaticFile(settings.site_folder, path)) {
-        if (std::optional<SessionData> session = SessionOf(connection)) exchange.level = LevelName(session->level);
+      if (std::optional<StaticFile> file = FindStaticFile(exchange.site->folder, path)) {
+        if (std::optional<SessionData> session = SessionOf(connection, *exchange.site)) {
+          exchange.level = LevelName(session->level);
+        }
         if (file->status != 200) return StatusAnswer(file->status, exchange);
         return Answer{200, std::move(file->body), file->content_type, {{"Cache-Control", kStaticCaching}}};
       }
@@ -319,7 +348,7 @@ struct WebServer::Impl {
     if (reading && IsScheduleAddress(path)) return std::nullopt;  // free/busy and feeds, answered by Work
     if (!reading && exchange.method != "POST") return StatusAnswer(405, exchange);
     if (path.find('/', 1) != std::string::npos) return StatusAnswer(404, exchange);
-    *page = FindSitePage(std::string_view(path).substr(1));
+    *page = FindSitePage(path.substr(1));
     if (!*page) return StatusAnswer(404, exchange);
     return std::nullopt;
   }
@@ -328,12 +357,20 @@ struct WebServer::Impl {
   // 500 page and told to the error log only.
   Answer Work(MHD_Connection* connection, Exchange& exchange, const SitePage* page) {
     try {
-      if (exchange.signing_out) return SignOut(connection, exchange);
       if (exchange.health) {
-        Health health = CheckHealth(settings.site_folder);
+        Health health = exchange.site ? CheckHealth(*exchange.site) : CheckHealth(sites);
         return Answer{health.ok ? 200 : 503, std::move(health.json), "application/json", {{"Cache-Control", "no-store"}}};
       }
-      if (!page) return ScheduleAnswer(AnswerScheduleAddress(settings.site_folder, exchange.target, SessionOf(connection)));
+      const UsingSite using_site(*exchange.site);
+      // A request thread's site state (the site's folder, its settings) belongs to one site: a
+      // thread that answers another site than last time starts that site's state afresh.
+      thread_local const ServedSite* thread_site = nullptr;
+      if (thread_site != exchange.site) {
+        site::Site() = site::SiteState();
+        thread_site = exchange.site;
+      }
+      if (exchange.signing_out) return SignOut(connection, exchange);
+      if (!page) return ScheduleAnswer(AnswerScheduleAddress(exchange.site->folder, exchange.target, SessionOf(connection, *exchange.site)));
       const std::size_t question = exchange.target.find('?');
       const std::string_view query =
           question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);
@@ -518,6 +555,9 @@ unsigned ConnectionLimit() {
 
 WebServer::WebServer(ServerSettings settings) : impl_(std::make_unique<Impl>()) {
   impl_->settings = std::move(settings);
+  impl_->many_sites = !impl_->settings.sites.empty();
+  impl_->sites = impl_->many_sites ? std::move(impl_->settings.sites)
+                                   : std::vector<ServedSite>{ServedSite{"", impl_->settings.site_folder, {}, {}, {}}};
 }
 
 WebServer::~WebServer() {
@@ -529,13 +569,15 @@ Result<int> WebServer::Bind() {
   // The address first: a server that cannot listen writes nothing into the site (not even a key).
   Result<int> port = impl_->Listen();
   if (!port.ok()) return port;
-  Result<std::shared_ptr<SessionKeyring>> keyring = SessionKeyring::Open(impl_->settings.site_folder);
-  if (!keyring.ok()) {
-    ::close(impl_->listen_fd);
-    impl_->listen_fd = -1;
-    return keyring.status();
+  for (ServedSite& site : impl_->sites) {
+    Result<std::shared_ptr<SessionKeyring>> keyring = SessionKeyring::Open(site.folder);
+    if (!keyring.ok()) {
+      ::close(impl_->listen_fd);
+      impl_->listen_fd = -1;
+      return keyring.status();
+    }
+    site.keyring = *keyring;
   }
-  impl_->keyring = *keyring;
   return port;
 }
 

@@ -1,23 +1,10 @@
 #include "site/PageContext.h"
 
+#include "runtime/TextCoding.h"
+
 namespace orbitel::site {
 
-std::string UrlEncode(std::string_view text) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(text.size() * 3);
-  for (unsigned char c : text) {
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) {
-      encoded += static_cast<char>(c);
-    } else if (c == ' ') {
-      encoded += '+';
-    } else {
-      encoded += '%';
-      encoded += kHex[c >> 4];
-      encoded += kHex[c & 0x0F];
-    }
-  }
-  return encoded;
-}
+// Letters and digits stay, a blank is "+", every other byte of the UTF-8 text "%XX".
+std::string UrlEncode(std::string_view text) { return PercentEncode(text, "", true); }
 
 }  // namespace orbitel::site

@@ -9,9 +9,17 @@ SiteServices& Current() {
   static SiteServices services;
   return services;
 }
+
+thread_local const SiteServices* bound_services = nullptr;
 }  // namespace
 
-const SiteServices& Services() { return Current(); }
+const SiteServices& Services() { return bound_services ? *bound_services : Current(); }
+
+UsingServices::UsingServices(const SiteServices& services) : previous_(bound_services) {
+  bound_services = &services;
+}
+
+UsingServices::~UsingServices() { bound_services = previous_; }
 
 void SetServices(SiteServices services) {
   // The store providers open their folders under the same root the site finds its domains in.

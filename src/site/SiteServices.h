@@ -17,8 +17,22 @@ struct SiteServices {
   std::filesystem::path store_root;
 };
 
+// The calling thread's services: those it is bound to (UsingServices), else the process's.
 const SiteServices& Services();
-// Also points the store providers at store_root.
+// The process's services; also points the store providers at store_root.
 void SetServices(SiteServices services);
+
+// Binds the calling thread to the services of one site for as long as it lives, so a server
+// that holds several sites answers each request with that site's directory and store root.
+class UsingServices {
+ public:
+  explicit UsingServices(const SiteServices& services);
+  ~UsingServices();
+  UsingServices(const UsingServices&) = delete;
+  UsingServices& operator=(const UsingServices&) = delete;
+
+ private:
+  const SiteServices* previous_;
+};
 
 }  // namespace orbitel::site

@@ -163,22 +163,17 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
   static inline std::unique_ptr<data::testing::RadicaleServer> server_;
   static inline std::string startup_error_;
 
-  static long Send(const std::string& method, const std::string& path,
-                   const std::string& body = "") {
-    data::CalDavClient client(data::StoreCredentials{kUser, kPassword});
-    auto answer = client.Send({method, server_->base_url() + path, body, "text/calendar", {}});
-    return answer.ok() ? answer->status : 0;
+  static long Send(const std::string& method, const std::string& path, const std::string& body = "") {
+    return server_->Send(method, path, body);
   }
 
  private:
   // Collections at /exchange/<account>/calendar/, where the site's store URLs point.
   static std::string CreateCalendars() {
-    if (Send("MKCOL", "exchange/") != 201) return "Radicale did not create /exchange/";
+    std::vector<std::string> accounts;
+    for (const auto& [account, events] : kCalendars) accounts.push_back(account);
+    if (std::string why = server_->MakeSiteCalendars(accounts); !why.empty()) return why;
     for (const auto& [account, events] : kCalendars) {
-      if (Send("MKCOL", "exchange/" + account + "/") != 201 ||
-          Send("MKCALENDAR", "exchange/" + account + "/calendar/") != 201) {
-        return "Radicale did not create the calendar of " + account;
-      }
       auto items = data::ParseCalendar(Calendar(events));
       if (!items.ok()) return items.status().description();
       for (const data::CalendarItem& item : *items) {

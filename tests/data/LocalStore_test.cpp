@@ -278,6 +278,11 @@ TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
   }
   EXPECT_TRUE((*database)->All(folder)->empty());
   EXPECT_TRUE(Period(FolderUrlOf(kDomain, "alice"), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z").empty());
+
+  // A value SQLite refuses to bind stops the statement rather than running it without.
+  sqlite::Statement statement((*database)->handle(), "SELECT ?1");
+  EXPECT_EQ(statement.Bind(1, "kept").Bind(2, "no such parameter").Step(), SQLITE_RANGE);
+  EXPECT_EQ(statement.Reset().Bind(1, "kept").Step(), SQLITE_ROW);
 }
 
 TEST_F(LocalStoreTest, DeletingARowOfThePeriodQueryRemovesTheItem) {

@@ -10,9 +10,11 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "../ServerProcess.h"
 #include "../TempFolder.h"
+#include "data/CalDavClient.h"
 
 namespace orbitel::data::testing {
 
@@ -38,6 +40,7 @@ class RadicaleServer {
 
   // Starts the server with the one account; empty once it answers, else why it did not start.
   std::string Start(const std::string& user, const std::string& password) {
+    credentials_ = data::StoreCredentials{user, password};
     const std::string radicale = FindOnPath("radicale");
     if (radicale.empty()) {
       return "The CalDAV tests need a Radicale server, and radicale is not on the PATH; "
@@ -72,6 +75,26 @@ class RadicaleServer {
     folder_.clear();
   }
 
+  // A request as the account to a path under the server's root; its status, 0 when unanswered.
+  long Send(const std::string& method, const std::string& path, const std::string& body = "") {
+    data::CalDavClient client(credentials_);
+    auto answer = client.Send({method, base_url_ + path, body, "text/calendar", {}});
+    return answer.ok() ? answer->status : 0;
+  }
+
+  // Empty calendars at /exchange/<account>/calendar/, where a site's store URLs point; empty
+  // once made, else why not.
+  std::string MakeSiteCalendars(const std::vector<std::string>& accounts) {
+    if (Send("MKCOL", "exchange/") != 201) return "Radicale did not create /exchange/";
+    for (const std::string& account : accounts) {
+      if (Send("MKCOL", "exchange/" + account + "/") != 201 ||
+          Send("MKCALENDAR", "exchange/" + account + "/calendar/") != 201) {
+        return "Radicale did not create the calendar of " + account;
+      }
+    }
+    return "";
+  }
+
   // "http://127.0.0.1:<port>/"
   const std::string& base_url() const { return base_url_; }
   int port() const { return port_; }
@@ -81,6 +104,7 @@ class RadicaleServer {
  private:
   std::filesystem::path folder_;
   std::string base_url_;
+  data::StoreCredentials credentials_;
   int port_ = 0;
   pid_t pid_ = -1;
 };

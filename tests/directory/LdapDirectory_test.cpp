@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ServerProcess.h"
-#include "TempFolder.h"
+#include "SlapdServer.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <span>
 #include <thread>
 
@@ -24,29 +24,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kSlapd[] = "/usr/sbin/slapd";
 constexpr char kSuffix[] = "dc=orbitel,dc=test";
-constexpr char kAdmin[] = "cn=admin,dc=orbitel,dc=test";
 constexpr char kReader[] = "uid=reader,ou=service,dc=orbitel,dc=test";
 constexpr char kLimited[] = "uid=limited,ou=service,dc=orbitel,dc=test";  // 3 entries a search
 constexpr char kPaged[] = "uid=paged,ou=service,dc=orbitel,dc=test";      // 2 entries a page
-
-// What OpenLDAP lacks of the Active Directory and 389 Directory Server schemas, and a
-// defaultNamingContext for the root entry (under OpenLDAP's experimental arc).
-constexpr char kSchema[] = R"(
-attributetype ( 1.2.840.113556.1.4.221 NAME 'sAMAccountName'
-  EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 SINGLE-VALUE )
-attributetype ( 1.2.840.113556.1.4.8 NAME 'userAccountControl'
-  EQUALITY integerMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.27 SINGLE-VALUE )
-attributetype ( 2.16.840.1.113730.3.1.610 NAME 'nsAccountLock'
-  EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 SINGLE-VALUE )
-attributetype ( 1.3.6.1.4.1.4203.666.11.90.1 NAME 'defaultNamingContext'
-  EQUALITY distinguishedNameMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.12 SINGLE-VALUE )
-objectclass ( 1.2.840.113556.1.5.9 NAME 'user' SUP organizationalPerson STRUCTURAL
-  MAY ( sAMAccountName $ userAccountControl $ displayName $ uid ) )
-objectclass ( 1.2.840.113556.1.3.30 NAME 'computer' SUP user STRUCTURAL )
-objectclass ( 2.16.840.1.113730.3.2.1 NAME 'lockableAccount' AUXILIARY MAY nsAccountLock )
-)";
 
 // One entry a line, its attributes separated by '|', added (and so kept and returned) in this
 // order; the three service accounts are added after the first two.
@@ -104,86 +85,38 @@ std::vector<std::string> Described(const std::vector<Account>& accounts) {
   return described;
 }
 
-using orbitel::testing::FreePort;
-using orbitel::testing::ReadWholeFile;
 
-// A real OpenLDAP server for the suite: its own configuration and database in a temporary
-// folder, listening on 127.0.0.1 only, stopped when the suite ends (and with the test program,
-// should that die first).
+// The suite's directory server, with a limit of entries a search and one of entries a page for
+// two of its service accounts.
 class LdapServer : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    failure_.clear();
-    if (::access(kSlapd, X_OK) != 0) {
-      failure_ = std::string(kSlapd) + " is missing: install slapd and ldap-utils (scripts/setup --tests)";
-      return;
-    }
-    folder_ = orbitel::testing::MakeTempFolder("orbitel-ldap");
-    port_ = FreePort();
-    std::ofstream(folder_ / "orbitel-test.schema") << kSchema;
-    std::ofstream(folder_ / "entries.ldif") << Ldif();
-    std::ofstream(folder_ / "root.ldif")
-        << "dn:\ndefaultNamingContext: ou=people,dc=orbitel,dc=test\n";
-    fs::create_directory(folder_ / "db");
-    if (!Start(false)) return;
-    const std::string add = "ldapadd -x -H " + Uri() + " -D " + kAdmin + " -w admin-secret -f " +
-                            (folder_ / "entries.ldif").string() + " >" +
-                            (folder_ / "ldapadd.log").string() + " 2>&1";
-    if (std::system(add.c_str()) != 0) {
-      failure_ = "ldapadd could not load the entries: " + ReadWholeFile(folder_ / "ldapadd.log");
-    }
+    server_ = std::make_unique<orbitel::testing::SlapdServer>(kSuffix);
+    if (Start(false)) failure_ = server_->Add(Ldif());
   }
 
-  static void TearDownTestSuite() {
-    Stop();
-    if (!folder_.empty()) fs::remove_all(folder_);
-    folder_.clear();
-  }
+  static void TearDownTestSuite() { server_.reset(); }
 
   void SetUp() override {
     if (!failure_.empty()) GTEST_FAIL() << failure_;
   }
 
-  static std::string Uri() { return "ldap://127.0.0.1:" + std::to_string(port_) + "/"; }
+  static std::string Uri() { return server_->Uri(); }
 
   // Starts slapd on the suite's database; with_default_naming_context gives its root entry a
   // defaultNamingContext of ou=people, as Active Directory's names the domain.
   static bool Start(bool with_default_naming_context) {
-    const fs::path config = folder_ / "slapd.conf";
-    std::ofstream conf(config);
-    for (const char* schema : {"core", "cosine", "inetorgperson", "nis"}) {
-      conf << "include /etc/ldap/schema/" << schema << ".schema\n";
-    }
-    conf << "include " << (folder_ / "orbitel-test.schema").string() << "\n"
-         << "modulepath /usr/lib/ldap\nmoduleload back_mdb\nmoduleload ppolicy\n"
-         << "pidfile " << (folder_ / "slapd.pid").string() << "\n"
-         << (with_default_naming_context ? "rootDSE " + (folder_ / "root.ldif").string() + "\n"
-                                         : std::string())
-         << "database mdb\nmaxsize 10485760\n"
-         << "suffix \"" << kSuffix << "\"\nrootdn \"" << kAdmin << "\"\nrootpw admin-secret\n"
-         << "directory " << (folder_ / "db").string() << "\noverlay ppolicy\n"
-         << "limits dn.exact=\"" << kLimited << "\" size=3\n"
-         << "limits dn.exact=\"" << kPaged << "\" size.pr=2\n"
-         << "access to attrs=userPassword by anonymous auth by * none\n"
-         << "access to * by * read\n";
-    conf.close();
-
-    const std::string log = (folder_ / "slapd.log").string();
-    // -d keeps slapd in the foreground, a child of this program.
-    pid_ = orbitel::testing::StartServer({kSlapd, "-h", Uri(), "-f", config.string(), "-d", "0"},
-                                         log, port_, failure_);
-    if (pid_ > 0) return true;
-    // A slapd that stopped is asked why by its configuration check.
-    const std::string check = std::string(kSlapd) + " -Tt -f " + config.string() + " >>" + log + " 2>&1";
-    if (std::system(check.c_str()) != 0) failure_ = "slapd refused its configuration: " + ReadWholeFile(log);
-    return false;
+    failure_ = server_->Start("limits dn.exact=\"" + std::string(kLimited) + "\" size=3\n" + "limits dn.exact=\"" +
+                                  kPaged + "\" size.pr=2\n",
+                              with_default_naming_context ? "ou=people," + std::string(kSuffix) : "");
+    return failure_.empty();
   }
 
-  static void Stop() { orbitel::testing::StopServer(pid_); }
+  static void Stop() { server_->Stop(); }
 
   // A credentials file of that text; its path.
   static std::string Credentials(const std::string& text) {
-    const fs::path path = folder_ / ("credentials-" + std::to_string(files_++));
+    const fs::path path = server_->folder() / ("credentials-" + std::to_string(files_++));
     std::ofstream(path) << text;
     return path.string();
   }
@@ -202,9 +135,7 @@ class LdapServer : public ::testing::Test {
     return LdapDirectory::Open(Uri(), options).value_or(nullptr);
   }
 
-  static inline fs::path folder_;
-  static inline int port_ = -1;
-  static inline pid_t pid_ = -1;
+  static inline std::unique_ptr<orbitel::testing::SlapdServer> server_;
   static inline int files_ = 0;
   static inline std::string failure_;
 };
@@ -276,13 +207,13 @@ TEST_F(LdapServer, BindsWithTheCredentialsFile) {
     }
     EXPECT_EQ(status.description().find("hidden-word"), std::string::npos) << status.description();
   }
-  EXPECT_EQ(OpenDirectory(Uri(), (folder_ / "none").string()).status().number(),
+  EXPECT_EQ(OpenDirectory(Uri(), (server_->folder() / "none").string()).status().number(),
             orbitel::errors::kPathNotFound);
-  EXPECT_FALSE(OpenDirectory(Uri(), folder_.string()).ok());
+  EXPECT_FALSE(OpenDirectory(Uri(), server_->folder().string()).ok());
 }
 
 TEST_F(LdapServer, UnreachableServersAreErrorsOfEachCall) {
-  const std::string closed = "ldap://127.0.0.1:" + std::to_string(FreePort()) + "/";
+  const std::string closed = "ldap://127.0.0.1:" + std::to_string(orbitel::testing::FreePort()) + "/";
   const std::string reader =
       Credentials("dn: " + std::string(kReader) + "\npassword: reader-secret\n");
   // Anonymous or binding, and call after call.

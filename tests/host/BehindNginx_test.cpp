@@ -1,7 +1,8 @@
 // Orbitel as an organisation runs it: Debian's nginx in front, with HTTPS on a certificate made
 // here, the site under /orbitel/, and two orbitel processes on one site folder taking requests
-// in turn. nginx runs the README's configuration (packaging/nginx/orbitel.conf) with only the
-// ports and the certificate changed.
+// in turn, the people in an LDAP server (slapd) and the calendars on a CalDAV server (Radicale).
+// nginx runs the README's configuration (packaging/nginx/orbitel.conf) with only the ports and
+// the certificate changed.
 #include <gtest/gtest.h>
 #include <httplib.h>
 
@@ -13,7 +14,9 @@
 #include <string>
 
 #include "ServerProcess.h"
+#include "SlapdServer.h"
 #include "TempFolder.h"
+#include "data/RadicaleServer.h"
 #include "host/DemoSite.h"
 #include "host/RunOrbitel.h"
 
@@ -25,6 +28,21 @@ using orbitel::testing::FreePort;
 using orbitel::testing::ReadWholeFile;
 constexpr auto npos = std::string::npos;
 constexpr char kNginx[] = "/usr/sbin/nginx";
+constexpr char kSuffix[] = "dc=orbitel,dc=test";
+constexpr char kCalendarUser[] = "orbitel";
+constexpr char kCalendarPassword[] = "calendar-secret";
+// The team in the directory server, each with a calendar on the calendar server.
+constexpr const char* kPeople[][2] = {{"alice", "Alice Walker"}, {"bmartin", "Ben Martin"}, {"cdiaz", "Carla Diaz"}};
+
+std::string TeamLdif() {
+  std::string ldif = "dn: " + std::string(kSuffix) + "\nobjectClass: dcObject\nobjectClass: organization\n"
+                     "dc: orbitel\no: Orbitel\n\n";
+  for (const auto& [account, name] : kPeople) {
+    ldif += "dn: uid=" + std::string(account) + "," + kSuffix + "\nobjectClass: inetOrgPerson\nuid: " + account +
+            "\ncn: " + name + "\nsn: " + name + "\n\n";
+  }
+  return ldif;
+}
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = text.find(from); at != npos; at = text.find(from, at + to.size())) {
@@ -51,6 +69,23 @@ class BehindNginx : public ::testing::Test {
       failure_ = "no demo site: " + progress.str();
       return;
     }
+    directory_ = std::make_unique<orbitel::testing::SlapdServer>(kSuffix);
+    if (failure_ = directory_->Start(); !failure_.empty()) return;
+    if (failure_ = directory_->Add(TeamLdif()); !failure_.empty()) return;
+    calendars_ = std::make_unique<data::testing::RadicaleServer>();
+    if (failure_ = calendars_->Start(kCalendarUser, kCalendarPassword); !failure_.empty()) return;
+    std::vector<std::string> accounts;
+    for (const auto& person : kPeople) accounts.push_back(person[0]);
+    if (failure_ = calendars_->MakeSiteCalendars(accounts); !failure_.empty()) return;
+    // The site's store is the calendar server, as the options page names it.
+    const fs::path settings_file = folder_ / "site" / "OrbitelSettings.xml";
+    const std::string settings =
+        Replaced(ReadWholeFile(settings_file), "ExchangeServerName='' ExchangeViaBackoffice='True'",
+                 "ExchangeServerName='127.0.0.1:" + std::to_string(calendars_->port()) +
+                     "' ExchangeViaBackoffice='False'");
+    std::ofstream(settings_file) << settings;
+    std::ofstream(folder_ / "caldav.conf") << "user: " << kCalendarUser << "\npassword: " << kCalendarPassword << "\n";
+    fs::permissions(folder_ / "caldav.conf", fs::perms::owner_read | fs::perms::owner_write);
     const std::string key = (folder_ / "tls.key").string(), cert = (folder_ / "tls.pem").string();
     const std::string make_cert =
         "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 -addext "
@@ -87,7 +122,8 @@ class BehindNginx : public ::testing::Test {
   static bool StartOrbitel(int i) {
     pids_[i] = orbitel::testing::StartServer(
         {ORBITEL_BINARY, "serve", "--site", (folder_ / "site").string(), "--threads", "4", "--listen",
-         "127.0.0.1:" + std::to_string(ports_[i]), "--trusted-proxy", "127.0.0.1"},
+         "127.0.0.1:" + std::to_string(ports_[i]), "--trusted-proxy", "127.0.0.1", "--directory", directory_->Uri(),
+         "--store-credentials", (folder_ / "caldav.conf").string()},
         Log(i), ports_[i], failure_);
     return pids_[i] > 0;
   }
@@ -95,6 +131,8 @@ class BehindNginx : public ::testing::Test {
   static void TearDownTestSuite() {
     orbitel::testing::StopServer(nginx_);
     for (pid_t& pid : pids_) orbitel::testing::StopServer(pid);
+    directory_.reset();
+    calendars_.reset();
     fs::remove_all(folder_);
   }
 
@@ -141,6 +179,8 @@ class BehindNginx : public ::testing::Test {
 
   static inline fs::path folder_;
   static inline std::string failure_;
+  static inline std::unique_ptr<orbitel::testing::SlapdServer> directory_;
+  static inline std::unique_ptr<data::testing::RadicaleServer> calendars_;
   static inline int port_ = 0, ports_[2] = {0, 0};
   static inline pid_t nginx_ = -1, pids_[2] = {-1, -1};
 };
@@ -181,7 +221,9 @@ TEST_F(BehindNginx, EitherProcessServesTheSessionAndSeesTheOthersSaves) {
                            "CalendarMonth.asp?MONTH=3&YEAR=2030", "CalendarWeek.asp?DAY=4&MONTH=3&YEAR=2030"}) {
     auto shown = Get(page, team);
     EXPECT_EQ(shown->status, 200) << page;
+    // The team is the directory server's, not the demo file's.
     EXPECT_NE(shown->body.find("Alice Walker"), npos) << page;
+    EXPECT_EQ(shown->body.find("David Chen"), npos) << page;
   }
   // nginx passes each request to the next process: both answered, neither signed the visitor out.
   EXPECT_GE(Answered(0) - before[0], 3);
@@ -201,6 +243,12 @@ TEST_F(BehindNginx, EitherProcessServesTheSessionAndSeesTheOthersSaves) {
     EXPECT_NE(Get("CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice", team)->body.find("Through nginx"),
               npos);
   }
+  // It went to the calendar server.
+  std::string stored;
+  for (const auto& item : fs::directory_iterator(calendars_->storage() / "collection-root/exchange/alice/calendar")) {
+    if (item.is_regular_file()) stored += ReadWholeFile(item.path());
+  }
+  EXPECT_NE(stored.find("SUMMARY:Through nginx"), npos);
 
   // So are the options saved through one of them.
   auto options = Get("CalendarOptions.asp", admin);

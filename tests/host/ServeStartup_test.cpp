@@ -78,6 +78,8 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
       {"serve --site " + Quote((folder_ / "nowhere").string()), 1, "nowhere does not exist"},
       {"serve --site " + Quote((folder_ / "bare").string()), 1, "has no templates/ folder"},
       {"launch", 2, "unknown command launch"},
+      {site + " --sites " + Quote(folder_.string()), 2, "--sites serves each site with its own store"},
+      {"serve --sites " + Quote((folder_ / "bare").string()), 1, "holds no site folder"},
       {"serve --site " + Quote(site_.string()) + " --listen " + taken_address, 1,
        "cannot listen on " + taken_address + ": the port is in use"},
   };
