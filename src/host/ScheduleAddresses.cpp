@@ -1,7 +1,6 @@
 #include "host/ScheduleAddresses.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 
 #include "host/UrlEncodedForm.h"
@@ -10,6 +9,7 @@
 #include "schedule/CalendarReading.h"
 #include "schedule/FeedSettings.h"
 #include "schedule/FreeBusyText.h"
+#include "schedule/IsoDay.h"
 #include "site/AccessControl.h"
 #include "site/Clock.h"
 #include "site/DomainDirectory.h"
@@ -40,18 +40,6 @@ std::string AccountIn(std::string_view path, std::string_view folder, std::strin
   const std::string_view account = path.substr(folder.size(), path.size() - folder.size() - suffix.size());
   if (account.find('/') != std::string_view::npos) return "";
   return std::string(account);
-}
-
-// "2003-11-05" as a day; nullopt for anything else, a day that does not exist included.
-std::optional<Date> DayOf(std::string_view text) {
-  int year = 0, month = 0, day = 0;
-  char rest = 0;
-  if (text.size() != 10 || std::sscanf(std::string(text).c_str(), "%4d-%2d-%2d%c", &year, &month, &day, &rest) != 3) {
-    return std::nullopt;
-  }
-  auto date = Date::FromParts(year, month, day);
-  if (!date.ok() || date->Year() != year || date->Month() != month || date->Day() != day) return std::nullopt;
-  return *date;
 }
 
 Date Plus(Date day, int days) { return day.AddDays(days).value_or(day); }
@@ -102,13 +90,13 @@ PlainAnswer AnswerScheduleAddress(const std::filesystem::path& site_folder, std:
   if (freebusy) {
     const std::optional<std::string> start = query.Find("start"), end = query.Find("end");
     if (start) {
-      const std::optional<Date> day = DayOf(*start);
+      const std::optional<Date> day = schedule::ParseIsoDay(*start);
       if (!day) return Plain(400, "The start \"" + *start + "\" is not a date (YYYY-MM-DD).");
       first = *day;
     }
     last = Plus(first, kFreeBusyDays - 1);
     if (end) {
-      const std::optional<Date> day = DayOf(*end);
+      const std::optional<Date> day = schedule::ParseIsoDay(*end);
       if (!day) return Plain(400, "The end \"" + *end + "\" is not a date (YYYY-MM-DD).");
       last = *day;
     }

@@ -1,7 +1,6 @@
 #include "schedule/FindTime.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <unordered_set>
 
 #include "data/AtomicFile.h"
@@ -11,6 +10,7 @@
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FreeTimeSearch.h"
+#include "schedule/IsoDay.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
@@ -37,25 +37,6 @@ constexpr std::pair<const char*, const char*> kLengths[] = {
     {"90", "1 hour 30 minutes"}, {"120", "2 hours"}, {"180", "3 hours"}, {"240", "4 hours"},
     {"360", "6 hours"}, {"480", "8 hours"}, {kWholeDay, "the whole working day"},
 };
-
-// "2003-11-05" as a date; nullopt for anything else, a day that does not exist included.
-std::optional<Date> DayOf(std::string_view text) {
-  int year = 0, month = 0, day = 0;
-  char rest = 0;
-  if (text.size() != 10 || std::sscanf(std::string(text).c_str(), "%4d-%2d-%2d%c", &year, &month, &day, &rest) != 3) {
-    return std::nullopt;
-  }
-  auto date = Date::FromParts(year, month, day);
-  // The runtime carries a 31st of November into December; a form must not.
-  if (!date.ok() || date->Year() != year || date->Month() != month || date->Day() != day) return std::nullopt;
-  return *date;
-}
-
-std::string DayText(Date day) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d", day.Year(), day.Month(), day.Day());
-  return text;
-}
 
 bool IsWorkingDay(Date day) { return day.IsoWeekday() <= 5; }
 
@@ -161,7 +142,7 @@ void FindTime::GenerateFindTime() {
     start = comma + 1;
   }
   const std::string from_text = Request("From"), to_text = Request("To");
-  const std::optional<Date> from = DayOf(from_text), to = DayOf(to_text);
+  const std::optional<Date> from = ParseIsoDay(from_text), to = ParseIsoDay(to_text);
   if (from) first_day_ = *from;
   if (to) last_day_ = *to;
   const std::optional<int> day_start = HourOf(Request("DayStart")), day_end = HourOf(Request("DayEnd"));
@@ -304,8 +285,8 @@ std::string FindTime::PrintLengths() const {
 
 std::string FindTime::PrintDayStarts() const { return HourOptions(day_start_, 0, 23); }
 std::string FindTime::PrintDayEnds() const { return HourOptions(day_end_, 1, 24); }
-std::string FindTime::FirstDay() const { return DayText(first_day_); }
-std::string FindTime::LastDay() const { return DayText(last_day_); }
+std::string FindTime::FirstDay() const { return IsoDayText(first_day_); }
+std::string FindTime::LastDay() const { return IsoDayText(last_day_); }
 std::string FindTime::TentativeChecked() const { return tentative_busy_ ? " checked" : ""; }
 std::string FindTime::SuggestChecked() const { return suggest_ ? " checked" : ""; }
 
