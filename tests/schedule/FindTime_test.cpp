@@ -58,7 +58,8 @@ const std::vector<std::pair<std::string, std::string>> kCalendars = {
                             "DTEND:20031113T163000\r\nSUMMARY:Standup (moved)\r\n") +
          Event("b-sync", "SUMMARY:Sync\r\nDTSTART:20031110T101500\r\nDTEND:20031110T110000\r\n") +
          Event("b-maybe", "SUMMARY:Maybe\r\nDTSTART:20031111T140000\r\nDTEND:20031111T150000\r\n"
-                          "STATUS:TENTATIVE\r\n")},
+                          "STATUS:TENTATIVE\r\n") +
+         Event("b-call", "SUMMARY:Call\r\nDTSTART:20031111T143000\r\nDTEND:20031111T150000\r\n")},
     {"cdiaz", ""},
 };
 
@@ -181,7 +182,8 @@ TEST_P(FindTimeTest, BusyPeriodsMergeByKindAndClipToTheSpan) {
                                      {Utc(14, 13), Utc(14, 19), K::kOutOfOffice}}));
   EXPECT_EQ(MergeBusy(Items("bmartin"), Utc(10, 0), Utc(15, 0)),
             (std::vector<BusyPeriod>{{Utc(10, 10), Utc(10, 11), K::kBusy},  // standup and sync, merged
-                                     {Utc(11, 14), Utc(11, 15), K::kTentative},
+                                     {Utc(11, 14), Utc(11, 14, 30), K::kTentative},  // the call is stronger
+                                     {Utc(11, 14, 30), Utc(11, 15), K::kBusy},
                                      {Utc(12, 10), Utc(12, 10, 30), K::kBusy},
                                      {Utc(13, 16), Utc(13, 16, 30), K::kBusy},  // moved
                                      {Utc(14, 10), Utc(14, 10, 30), K::kBusy}}));
@@ -194,7 +196,10 @@ TEST_P(FindTimeTest, ListsTheEarliestTimesAllAreFreeAndNamesCalendarsNotRead) {
   // dchen has no calendar: named, and the others' times still shown.
   EXPECT_EQ(Found("People=alice, bmartin, cdiaz, dchen"),
             "ERROR: The calendars of David Chen could not be read: the times below leave them out." + everyone);
-  EXPECT_EQ(Found("People=alice, bmartin&Tentative="), std::regex_replace(everyone, std::regex("11 15:00"), "11 14:00"));
+  // Unticked, the tentative meeting leaves half an hour before bmartin's call.
+  EXPECT_EQ(Found("People=alice, bmartin&Tentative=&Length=30"),
+            "|10 8:15 to 9:00|10 11:00 to 19:00|11 7:00 to 13:00|11 14:00 to 14:30|11 15:00 to 19:00"
+            "|13 7:00 to 16:00|13 16:30 to 19:00|14 7:00 to 10:00|14 10:30 to 13:00");
   EXPECT_EQ(Found("People=alice&Length=day"), "|13 7:00 to 19:00");
   EXPECT_EQ(Found("People=bmartin&Length=day&DayStart=11&DayEnd=17"),
             "|10 11:00 to 17:00|12 11:00 to 17:00|14 11:00 to 17:00");
@@ -205,6 +210,10 @@ TEST_P(FindTimeTest, ListsTheEarliestTimesAllAreFreeAndNamesCalendarsNotRead) {
                            "|12 10:30 to 12:30: 2 of 3 free|12 11:00 to 13:00: 2 of 3 free"),
             std::string::npos)
       << suggested;
+  // bmartin's tentative meeting and call are one person busy.
+  EXPECT_NE(Found("Mode=suggest&Length=240&From=2003-11-11&To=2003-11-11&DayStart=11&DayEnd=17")
+                .find("|11 11:00 to 15:00: 1 of 3 free"),
+            std::string::npos);
 }
 
 TEST_P(FindTimeTest, BadInputIsNamedAndNothingIsSearched) {
