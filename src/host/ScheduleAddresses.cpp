@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "host/UrlEncodedForm.h"
+#include "runtime/Conversions.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
@@ -16,7 +17,6 @@
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 #include "site/UserList.h"
-#include "runtime/Conversions.h"
 
 namespace orbitel::host {
 
