@@ -6,8 +6,11 @@
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
+#include "schedule/FeedSettings.h"
+#include "schedule/FindTime.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
+#include "site/ErrorLog.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 #include "views/personal/PerDay.h"
@@ -83,6 +86,31 @@ void LoginPage(const std::shared_ptr<HttpPageContext>& context, PageValues& valu
   values.text["FormToken"] = context->FormToken();
 }
 
+// The free/busy and feed addresses' settings on the options page: the token to copy or renew,
+// and how the feeds show private appointments.
+void FeedOptionValues(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  const std::string& site_path = site::Site().SitePath;
+  schedule::FeedSettings feed = schedule::ReadFeedSettings(site_path);
+  const std::string action = context->PostedAction();
+  if (action == "Renew feed token" || action == "Save feed settings") {
+    if (action == "Renew feed token") {
+      feed.token = schedule::NewFeedToken();
+    } else {
+      feed.private_items = context->RequestText("FeedPrivate") == "Omit" ? schedule::PrivateInFeed::kLeftOut
+                                                                         : schedule::PrivateInFeed::kAsBusy;
+    }
+    const Status saved = schedule::SaveFeedSettings(site_path, feed);
+    if (!saved.ok()) site::WriteErrorLog("Options.SaveFeedSettings", saved);
+    values.text["FeedSaved"] = saved.ok() ? "Status: Saved" : "Status: Error Saving. Please check permissions on the xml files.";
+    if (!saved.ok()) feed = schedule::ReadFeedSettings(site_path);
+  }
+  values.text["FeedToken"] = feed.token;
+  values.flags["HasFeedToken"] = !feed.token.empty();
+  const bool left_out = feed.private_items == schedule::PrivateInFeed::kLeftOut;
+  values.text["FeedPrivateBusyChecked"] = left_out ? "" : "checked";
+  values.text["FeedPrivateOmitChecked"] = left_out ? "checked" : "";
+}
+
 // The options page: saving the posted settings, the form with the current ones and the people
 // to include; or, when asked, the installation check alone (it ends the sign-in, so the form
 // would only send the administrator to sign in again).
@@ -118,7 +146,29 @@ void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& va
   values.text["HttpStoreChecked"] = page.ShowExchangeConnectionMethod(false);
   values.text["ShowLocationChecked"] = page.ShowLocation(true);
   values.text["HideLocationChecked"] = page.ShowLocation(false);
+  FeedOptionValues(context, values);
   values.text["FormToken"] = context->FormToken();
+}
+
+// The find-a-time page: the form as the visitor left it and the times found.
+void FindTimePage(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  schedule::FindTime page;
+  page.OnStartPage(context);
+  page.ValidateUserAccess();
+  if (context->redirect()) return;
+  page.GenerateFindTime();
+  values.text["ShowDateLink"] = page.ShowDateLink();
+  values.text["ShowCurrentVersion"] = page.ShowCurrentVersion();
+  values.text["PrintGenerateErrors"] = page.PrintGenerateErrors();
+  values.text["PrintFreeTimes"] = page.PrintFreeTimes();
+  values.text["PrintPeople"] = page.PrintPeople();
+  values.text["PrintLengths"] = page.PrintLengths();
+  values.text["PrintDayStarts"] = page.PrintDayStarts();
+  values.text["PrintDayEnds"] = page.PrintDayEnds();
+  values.text["FirstDay"] = page.FirstDay();
+  values.text["LastDay"] = page.LastDay();
+  values.text["TentativeChecked"] = page.TentativeChecked();
+  values.text["SuggestChecked"] = page.SuggestChecked();
 }
 
 // Starts a calendar view and runs its access check with the argument its class takes; false
@@ -184,6 +234,7 @@ constexpr SitePage kPages[] = {
     {"CalendarPersonalMonth.asp", "CalendarPersonalMonth", ViewPage<views::PerMonth>, true},
     {"CalendarItem.asp", "CalendarItem", ItemPage},
     {"CalendarOptions.asp", "CalendarOptions", OptionsPage},
+    {"CalendarFindTime.asp", "CalendarFindTime", FindTimePage},
 };
 
 }  // namespace

@@ -32,6 +32,7 @@
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
 #include "host/SignInThrottle.h"
+#include "host/ScheduleAddresses.h"
 #include "host/SitePages.h"
 #include "host/StaticFiles.h"
 #include "host/StatusPages.h"
@@ -99,6 +100,10 @@ struct Exchange {
 Answer StatusAnswer(int status, const Exchange& exchange) {
   const std::string_view target = exchange.target;
   return Answer{status, StatusPage(status, ToSiteRoot(target.substr(0, target.find('?')))), "text/html; charset=utf-8", {}};
+}
+
+Answer ScheduleAnswer(PlainAnswer plain) {
+  return Answer{plain.status, std::move(plain.body), plain.content_type, {{"Cache-Control", "no-store"}}};
 }
 
 std::string CookieValue(const char* header, std::string_view name) {
@@ -416,6 +421,7 @@ struct WebServer::Impl {
         return Answer{200, std::move(file->body), file->content_type, {{"Cache-Control", kStaticCaching}}};
       }
     }
+    if (reading && IsScheduleAddress(path)) return std::nullopt;  // free/busy and feeds, answered by Work
     if (!reading && exchange.method != "POST") return StatusAnswer(405, exchange);
     if (path.find('/', 1) != std::string::npos) return StatusAnswer(404, exchange);
     *page = FindSitePage(path.substr(1));
@@ -440,6 +446,7 @@ struct WebServer::Impl {
         thread_site = exchange.site;
       }
       if (exchange.signing_out) return SignOut(connection, exchange);
+      if (!page) return ScheduleAnswer(AnswerScheduleAddress(exchange.site->folder, exchange.target, SessionOf(connection, *exchange.site)));
       const std::size_t question = exchange.target.find('?');
       const std::string_view query =
           question == std::string::npos ? std::string_view() : std::string_view(exchange.target).substr(question + 1);

@@ -340,6 +340,28 @@ async function checkTeamPages(base, page) {
     await screenshot(page, 'now');
   });
 
+  await step('finding a time for three people leads to the team day page of a time found', async () => {
+    await Promise.all([page.waitForNavigation(), page.locator('nav a', { hasText: 'Find a time' }).click()]);
+    assert.equal(pageName(page), 'CalendarFindTime.asp');
+    // Everyone on the team pages is ticked at first; keep three.
+    const boxes = page.locator('input[name="People"]');
+    assert.ok(await boxes.count() >= demoPeople.length, 'the page does not offer the team');
+    for (const box of await boxes.all()) await box.uncheck();
+    for (const person of ['Alice Walker', 'Carla Diaz', 'Keiko Tanaka']) {
+      await page.getByRole('checkbox', { name: person, exact: true }).check();
+    }
+    await page.locator('select[name="Length"]').selectOption('30');
+    await Promise.all([page.waitForNavigation(), page.locator('main button[type="submit"]').click()]);
+    const times = page.locator('ol.free-times li');
+    assert.ok(await times.count() > 0, `no free time found: ${await page.locator('main').innerText()}`);
+    const first = await times.first().innerText();
+    assert.match(first, /^\w+, \w+ \d{2}, \d{4} \d+:\d{2} to \d+:\d{2}$/);
+    await screenshot(page, 'find-time');
+    await Promise.all([page.waitForNavigation(), times.first().locator('a').click()]);
+    assert.equal(pageName(page), 'CalendarDay.asp');
+    assert.equal(await heading(page), `Team day: ${first.replace(/ \d+:\d{2} to .*$/, '')}`);
+  });
+
   await step('the team signs out and the administrator signs in', async () => {
     await Promise.all([page.waitForNavigation(), page.locator('nav form.account button').click()]);
     assert.equal(pageName(page), 'default.asp');
@@ -495,6 +517,7 @@ async function checkEveryPage(base, browser) {
         .first().getAttribute('href');
       await visit('appointment', item);
       await visit('new-appointment', 'CalendarItem.asp?UserName=alice&Method=New');
+      await visit('find-time', 'CalendarFindTime.asp');
       await visit('options', 'CalendarOptions.asp');
       await visit('installation-check', 'CalendarOptions.asp?action=Check');
       await context.close();

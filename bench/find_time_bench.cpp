@@ -1,0 +1,183 @@
+// Finding a time, set against the team pages a visitor would otherwise compare by eye: for 10
+// people over a working week against the team week page of those 10, and suggestions for a
+// whole team of 500 against the team month page of the 500. 40 appointments a person in the
+// local store, New York's standard time. Target: the 10-person search well under the week
+// page; the 500-person suggestions no slower than the month page.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "BenchAppointments.h"
+#include "data/ICalendar.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/StoreProvider.h"
+#include "data/StoreUrl.h"
+#include "directory/Directory.h"
+#include "runtime/Date.h"
+#include "schedule/FindTime.h"
+#include "site/Clock.h"
+#include "site/MemoryPageContext.h"
+#include "site/SiteServices.h"
+#include "site/SiteState.h"
+#include "site/TimeZone.h"
+#include "site/UserList.h"
+#include "views/team/AllMonth.h"
+#include "views/team/AllWeek.h"
+
+namespace {
+
+using namespace orbitel;
+namespace fs = std::filesystem;
+
+constexpr int kPeople = 500;
+constexpr int kFewPeople = 10;
+constexpr int kAppointments = 40;
+constexpr char kDomain[] = "orbitel.demo";
+
+using bench::Account;
+using bench::Appointment;
+
+std::string Ldif() {
+  std::string text =
+      "version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: domain\n"
+      "objectClass: domainDNS\nobjectClass: dcObject\ndc: ORBITEL\nname: ORBITEL\n\n";
+  for (int p = 0; p < kPeople; ++p) {
+    text += "dn: CN=" + Account(p) + ",DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: person\n"
+            "objectClass: user\ncn: " + Account(p) + "\ndisplayName: Person " + std::to_string(p) +
+            "\nsAMAccountName: " + Account(p) + "\nuserAccountControl: 512\n\n";
+  }
+  return text;
+}
+
+// A site of 500 people on the benchmark's thread (the site state and the clock are per thread);
+// the users file says who the team pages show.
+class TeamSite {
+ public:
+  TeamSite() {
+    setenv("TZ", "America/New_York", 1);
+    tzset();
+    folder_ = fs::temp_directory_path() / ("orbitel-find-time-bench-" + std::to_string(getpid()));
+    fs::remove_all(folder_);
+    fs::create_directories(folder_ / "store");
+    const fs::path www = fs::path(__FILE__).parent_path().parent_path() / "www";
+    for (const char* name : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) fs::copy_file(www / name, folder_ / name);
+    std::ofstream(folder_ / "people.ldif") << Ldif();
+    const std::string root = (folder_ / "store").string();
+    data::ConfigureStores(data::StoreSettings{root});
+    auto directory = directory::OpenDirectory((folder_ / "people.ldif").string());
+    if (!directory.ok()) std::abort();
+    site::SetServices({*directory, folder_ / "store"});
+    Fill(root);
+    site::Site().SitePath = folder_.string() + "/";
+    site::KeepTimeZoneForThread({300, -60}, 1);
+    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    Include(kPeople);
+  }
+  ~TeamSite() { fs::remove_all(folder_); }
+
+  // The first `count` people on the team pages.
+  void Include(int count) {
+    site::UserList users;
+    for (int p = 0; p < count; ++p) users.push_back(Account(p));
+    // The first page marks the site's first run done; the list below is then the one kept.
+    Week();
+    if (!site::SaveUsers(users).ok()) std::abort();
+  }
+
+  std::size_t Week() { return Page<views::AllWeek>("10"); }
+  std::size_t Month() { return Page<views::AllMonth>("5"); }
+
+  // The page's answer, from the picked people or (suggest) the whole team.
+  std::size_t FindTime(bool suggest) {
+    auto context = std::make_shared<site::MemoryPageContext>();
+    context->Query("Find", "1").Query("From", "2003-11-10").Query("To", "2003-11-14").Query("Length", "60");
+    context->Query("DayStart", "7").Query("DayEnd", "19").Query("Tentative", "on");
+    if (suggest) {
+      context->Query("Mode", "suggest");
+    } else {
+      std::string people;
+      for (int p = 0; p < kFewPeople; ++p) people += (p ? ", " : "") + Account(p);
+      context->Query("People", people);
+    }
+    schedule::FindTime page;
+    page.OnStartPage(context);
+    page.GenerateFindTime();
+    if (!page.PrintGenerateErrors().empty()) std::abort();
+    return page.PrintFreeTimes().size();
+  }
+
+ private:
+  template <class View>
+  std::size_t Page(const char* day) {
+    auto context = std::make_shared<site::MemoryPageContext>();
+    context->Query("DAY", day).Query("MONTH", "11").Query("YEAR", "2003").Query("USER", "user0");
+    View page;
+    page.OnStartPage(context);
+    page.GenerateCalendar();
+    return site::Site().CalendarHtml.size();
+  }
+
+  static void Fill(const std::string& root) {
+    auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
+    if (!database.ok()) std::abort();
+    data::sqlite::Transaction transaction((*database)->handle());
+    for (int p = 0; p < kPeople; ++p) {
+      auto folder = (*database)->CreateMailbox(Account(p));
+      if (!folder.ok()) std::abort();
+      for (int n = 0; n < kAppointments; ++n) {
+        auto items = data::ParseCalendar(Appointment(Account(p) + "-" + std::to_string(n), n));
+        if (!items.ok()) std::abort();
+        for (const data::CalendarItem& item : *items) {
+          if (!(*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok()) std::abort();
+        }
+      }
+    }
+    if (!transaction.Commit()) std::abort();
+  }
+
+  fs::path folder_;
+};
+
+TeamSite& Site() {
+  static TeamSite site;
+  return site;
+}
+
+void Run(benchmark::State& state, int people, std::size_t (*generate)(TeamSite&)) {
+  TeamSite& site = Site();
+  site.Include(people);
+  std::size_t size = 0;
+  for (auto _ : state) {
+    size = generate(site);
+    benchmark::DoNotOptimize(size);
+  }
+  state.counters["html_bytes"] = static_cast<double>(size);
+}
+
+void BM_FindTimeFor10People(benchmark::State& state) {
+  Run(state, kFewPeople, [](TeamSite& site) { return site.FindTime(false); });
+}
+void BM_TeamWeekOf10People(benchmark::State& state) {
+  Run(state, kFewPeople, [](TeamSite& site) { return site.Week(); });
+}
+void BM_SuggestFor500People(benchmark::State& state) {
+  Run(state, kPeople, [](TeamSite& site) { return site.FindTime(true); });
+}
+void BM_TeamMonthOf500People(benchmark::State& state) {
+  Run(state, kPeople, [](TeamSite& site) { return site.Month(); });
+}
+
+BENCHMARK(BM_FindTimeFor10People)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_TeamWeekOf10People)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_SuggestFor500People)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_TeamMonthOf500People)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+}  // namespace
+
+BENCHMARK_MAIN();
