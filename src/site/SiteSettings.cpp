@@ -15,6 +15,8 @@ namespace orbitel::site {
 
 namespace {
 
+constexpr int kDefaultMirrorInterval = 60;
+
 // The directory's answer when this computer belongs to no domain.
 constexpr long kNoDomain = -2147023541;
 
@@ -37,6 +39,16 @@ Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   auto flag = ToBoolean(via_backoffice->Text());
   if (!flag.ok()) return flag.status();
   site.ExchangeViaBackoffice = *flag;
+  // Settings files from before the mirror have no interval, and keep the default; so does one
+  // that is not a whole number of seconds from 10 to a day.
+  site.MirrorInterval = kDefaultMirrorInterval;
+  if (auto interval = settings.Field("MirrorInterval"); interval.ok()) {
+    const std::string text = Trim(interval->Text());
+    if (!text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == std::string::npos) {
+      const int seconds = std::stoi(text);
+      if (seconds >= 10 && seconds <= 86400) site.MirrorInterval = seconds;
+    }
+  }
   return Status::Ok();
 }
 
@@ -79,24 +91,29 @@ std::string ComputerName() {
   return name.substr(0, name.find('.'));
 }
 
+Status LoadSettingsFile() {
+  SiteState& site = Site();
+  data::Recordset settings;
+  Status opened = Status::Ok();
+  {
+    // Never in the middle of a save of the settings and the users file.
+    data::FileLock saved_pair(files::InSite(site.SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
+    opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
+  }
+  if (!opened.ok()) return opened;
+  if (!settings.IsEOF()) {
+    Status read = ReadSettingsRow(settings, site);
+    if (!read.ok()) return read;
+  }
+  settings.Close();
+  MakeStoreSettings(site);
+  return Status::Ok();
+}
+
 void GetSiteVars() {
   SiteState& site = Site();
   Status status = RunLogged("AdminStuff.GetSiteVars", [&site] {
-    data::Recordset settings;
-    Status opened = Status::Ok();
-    {
-      // Never in the middle of a save of the settings and the users file.
-      data::FileLock saved_pair(files::InSite(site.SitePath, files::kSettingsLock), data::FileLock::Mode::kShared);
-      opened = data::OpenRowsetFile(files::InSite(site.SitePath, files::kSettings), settings);
-    }
-    if (!opened.ok()) return opened;
-    if (!settings.IsEOF()) {
-      Status read = ReadSettingsRow(settings, site);
-      if (!read.ok()) return read;
-    }
-    settings.Close();
-
-    MakeStoreSettings(site);
+    if (Status loaded = LoadSettingsFile(); !loaded.ok()) return loaded;
 
     site.SettingsLoaded = false;
     Status domain = LookUpDomain(site);
