@@ -43,7 +43,9 @@ using data::testing::Event;
 constexpr char kUser[] = "orbitel";
 constexpr char kPassword[] = "team";
 constexpr char kDomain[] = "orbitel.demo";
-const data::UtcSeconds kToday = data::UtcOfDate(*Date::FromParts(2003, 11, 5));
+// The pages' clock: 10:40 in New York on November 5th, 2003.
+const Date kNow = *Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60);
+const data::UtcSeconds kToday = data::UtcOfDate(*Date::FromParts(2003, 11, 5)) + 15 * 3600 + 40 * 60;
 
 // The people with calendars, and what is in them: floating and UTC times, all day, a series
 // with an exception, and the private and free items the pages leave out.
@@ -112,7 +114,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     SiteFixture::SetUp();
     if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
     site::KeepTimeZoneForThread({300, -60}, 1);  // Eastern standard time
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    site::FixClockForThread(kNow);
     FillLocalStore();
   }
   void TearDown() override {
@@ -365,6 +367,13 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
     EXPECT_EQ(BusyDays(written), (std::vector<int>{25, 27}));
     ASSERT_EQ(Refresh(person.users(), options).refreshed, 1u);
     EXPECT_EQ(Run(person.users(), kPeriods[0]), written);
+
+    // Not brought in step for two refresh intervals (a minute each), the page says since when.
+    site::FixClockForThread(*kNow.AddSeconds(120));
+    EXPECT_EQ(Run(person.users(), kPeriods[0]).error_text, "");
+    site::FixClockForThread(*kNow.AddSeconds(121));
+    EXPECT_EQ(Run(person.users(), kPeriods[0]).error_text, CalendarsAsOf(kNow));
+    site::FixClockForThread(kNow);
   }
 }
 
@@ -425,11 +434,13 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
     EXPECT_EQ(Run(person.users(), kPeriods[0]), good);
   }
 
-  // A sync token the server has forgotten: the calendar is read whole again.
+  // A sync token the server has forgotten: the calendar is read whole again, and what it no
+  // longer holds leaves the mirror.
   std::filesystem::remove_all(collection / ".Radicale.cache" / "sync-token");
   ASSERT_EQ(person.Put("two", 12), 201);
+  ASSERT_LT(Send("DELETE", person.path() + "one.ics"), 300);
   ASSERT_EQ(Refresh(person.users()).refreshed, 1u);
-  EXPECT_EQ(BusyDays(Run(person.users(), kPeriods[0])), (std::vector<int>{10, 12}));
+  EXPECT_EQ(BusyDays(Run(person.users(), kPeriods[0])), (std::vector<int>{12}));
 }
 
 TEST_F(CalDavTeamQueryTest, MirrorHoldsACalendarOfFiveThousandItems) {
