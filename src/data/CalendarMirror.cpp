@@ -1,6 +1,7 @@
 #include "data/CalendarMirror.h"
 
 #include <filesystem>
+#include <map>
 #include <utility>
 
 #include "data/ICalendar.h"
@@ -46,7 +47,12 @@ Result<std::shared_ptr<CalendarMirror>> CalendarMirror::Open(const std::string& 
     }
     return database.status();
   }
-  return std::shared_ptr<CalendarMirror>(new CalendarMirror(std::move(database).value()));
+  thread_local std::map<std::string, std::shared_ptr<CalendarMirror>> opened;
+  std::shared_ptr<CalendarMirror>& mirror = opened[store_root];
+  if (!mirror || mirror->database_ != *database) {
+    mirror.reset(new CalendarMirror(std::move(database).value()));
+  }
+  return mirror;
 }
 
 Result<std::shared_ptr<CalendarMirror>> CalendarMirror::OpenOrCreate(
@@ -73,14 +79,20 @@ Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
       database_->FindFolder(WithSlash(folder_url));
   if (!folder.ok()) return folder.status();
   if (!*folder) return std::optional<Calendar>();
-  sqlite::Statement read(database_->handle(),
-                         "SELECT sync_token, window_start, window_end, refreshed_at, failure "
-                         "FROM mirror_state WHERE folder = ?1");
-  if (!read.ok()) return Failure("reading a calendar's sync state");
-  read.Bind(1, **folder);
+  if (!find_state_.ok()) {
+    find_state_ = sqlite::Statement(database_->handle(),
+                                    "SELECT sync_token, window_start, window_end, refreshed_at, "
+                                    "failure FROM mirror_state WHERE folder = ?1");
+  }
+  if (!find_state_.ok()) return Failure("reading a calendar's sync state");
+  sqlite::Statement& read = find_state_;
+  read.Reset().Bind(1, **folder);
   const int step = read.Step();
-  if (step == SQLITE_DONE) return std::optional<Calendar>();
-  if (step != SQLITE_ROW) return Failure("reading a calendar's sync state");
+  if (step != SQLITE_ROW) {
+    read.Reset();
+    if (step == SQLITE_DONE) return std::optional<Calendar>();
+    return Failure("reading a calendar's sync state");
+  }
   Calendar calendar;
   calendar.folder = **folder;
   calendar.state.sync_token = read.Text(0);
@@ -88,6 +100,7 @@ Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
   calendar.state.window_end = read.Int(2);
   if (!read.IsNull(3)) calendar.state.refreshed_at = read.Int(3);
   calendar.state.failure = read.Text(4);
+  read.Reset();  // a statement left on its row would hold the file's read snapshot
   return std::optional<Calendar>(std::move(calendar));
 }
 

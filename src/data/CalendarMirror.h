@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "data/LocalStoreDatabase.h"
+#include "data/Sqlite.h"
 #include "data/StoreTime.h"
 #include "runtime/Status.h"
 
@@ -44,7 +45,9 @@ struct MirrorItem {
 class CalendarMirror {
  public:
   // The mirror database under the store root: Open finds an existing one (nullptr when there is
-  // none yet) through the calling thread's cached connection; OpenOrCreate makes it when missing.
+  // none yet) through the calling thread's cached connection, and keeps the object for the
+  // thread's next call (a page looks up every included person's calendar); OpenOrCreate makes
+  // it when missing, on a connection of its own.
   static Result<std::shared_ptr<CalendarMirror>> Open(const std::string& store_root);
   static Result<std::shared_ptr<CalendarMirror>> OpenOrCreate(const std::string& store_root);
 
@@ -84,6 +87,7 @@ class CalendarMirror {
   Status Failure(const std::string& doing) const;
 
   std::shared_ptr<LocalStoreDatabase> database_;
+  sqlite::Statement find_state_;  // prepared at the first Find
 };
 
 }  // namespace orbitel::data
