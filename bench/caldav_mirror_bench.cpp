@@ -143,7 +143,10 @@ class MirrorTeam {
     }
   }
 
-  static data::UtcSeconds Today() { return data::UtcOfDate(*Date::FromParts(2003, 11, 5)); }
+  // The pages' clock, 10:40 in New York: the refreshes happen as the pages are read.
+  static data::UtcSeconds Today() {
+    return data::UtcOfDate(*Date::FromParts(2003, 11, 5)) + 15 * 3600 + 40 * 60;
+  }
 
  private:
   data::testing::RadicaleServer server_;
