@@ -337,8 +337,13 @@ class CalDavFolder final : public StoreFolder {
 // The calendar's mirror and its state when the stores keep a mirror and its last refresh
 // brought the calendar in step; nullopt otherwise, and when the mirror cannot be read: the
 // server is asked then, as without a mirror.
-std::optional<std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Calendar>> MirroredCalendar(
-    const std::string& url) {
+using Mirrored = std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Calendar>;
+
+// The calendars a page found in step while fetching ahead, by folder URL, for its opens to take
+// rather than look up again; dropped with the prefetched answers.
+thread_local std::map<std::string, Mirrored> mirrored_ahead;
+
+std::optional<Mirrored> MirroredCalendar(const std::string& url) {
   const StoreSettings& stores = StoreConfiguration();
   if (!stores.caldav_mirror) return std::nullopt;
   Result<std::shared_ptr<CalendarMirror>> mirror = CalendarMirror::Open(stores.store_root);
@@ -357,7 +362,14 @@ class CalDavProvider final : public StoreProvider {
     }
     auto client = std::make_unique<CalDavClient>(StoreConfiguration().credentials);
     // Its last refresh found the folder a calendar collection: no need to ask again.
-    if (auto mirrored = MirroredCalendar(url)) {
+    std::optional<Mirrored> mirrored;
+    if (const auto ahead = mirrored_ahead.find(url); ahead != mirrored_ahead.end()) {
+      mirrored = std::move(ahead->second);
+      mirrored_ahead.erase(ahead);
+    } else {
+      mirrored = MirroredCalendar(url);
+    }
+    if (mirrored) {
       return MakeMirroredFolder(std::move(mirrored->first), std::move(mirrored->second),
                                 std::make_unique<CalDavFolder>(url, std::move(client)));
     }
@@ -390,11 +402,16 @@ class CalDavProvider final : public StoreProvider {
   // fails, or not, exactly as it would have without the prefetch.
   void Prefetch(const std::vector<FolderQuery>& queries) const override {
     prefetched.clear();
+    mirrored_ahead.clear();
     if (!prefetch_enabled.load(std::memory_order_relaxed)) return;
     std::vector<HttpRequest> requests;
     for (const FolderQuery& query : queries) {
+      if (!IsHttpUrl(query.folder_url)) continue;
       // A mirrored calendar's period query is answered from the mirror.
-      if (!IsHttpUrl(query.folder_url) || MirroredCalendar(query.folder_url)) continue;
+      if (auto mirrored = MirroredCalendar(query.folder_url)) {
+        mirrored_ahead.emplace(query.folder_url, std::move(*mirrored));
+        continue;
+      }
       requests.push_back(FolderRequest(query.folder_url));
       // Only a period query is worth fetching ahead; a statement the folder would refuse or
       // read otherwise is left to its call.
@@ -414,7 +431,10 @@ class CalDavProvider final : public StoreProvider {
     }
   }
 
-  void DropPrefetched() const override { prefetched.clear(); }
+  void DropPrefetched() const override {
+    prefetched.clear();
+    mirrored_ahead.clear();
+  }
 };
 
 }  // namespace
