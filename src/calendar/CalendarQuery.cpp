@@ -1,5 +1,6 @@
 #include "calendar/CalendarQuery.h"
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -7,7 +8,9 @@
 #include "calendar/AppointmentRow.h"
 #include "calendar/SlotFilling.h"
 #include "data/Connection.h"
+#include "data/MirroredFolder.h"
 #include "data/StoreProvider.h"
+#include "data/StoreTime.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/Clock.h"
@@ -133,6 +136,12 @@ void TakeAction(UserCalendar& grid, int u, std::string_view period, const Appoin
 
 }  // namespace
 
+std::string CalendarsAsOf(Date local) {
+  char time[8];
+  std::snprintf(time, sizeof time, "%d:%02d", local.Hour(), local.Minute());
+  return std::string("<p class=\"calendars-as-of\">Calendars as of ") + time + "</p>";
+}
+
 std::string NoAccessError(std::string_view user) {
   return site::ErrorHtml("Orbitel does not have access to " + site::HtmlEscape(user) +
                          "'s Exchange calendar. Please <a href=\"help/permissions.html\">enable "
@@ -169,6 +178,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
     queries.push_back({user_folder, PeriodQuery(period, user_folder, range_start, range_end)});
   }
   const data::PrefetchScope prefetch(site.StoreProvider, queries);
+  (void)data::TakeOldestMirrorRead();  // counts this page's calendars alone
 
   int failures = 0;
   std::string folder;
@@ -221,6 +231,15 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   if (!site.ErrorText.empty()) {
     site::WriteErrorLog("Functions.GetUsersCalender", "0", "",
                         "Connection URI: " + folder + "\r\n" + "Problem: " + site.ErrorText);
+  }
+  // Calendars read from a mirror that has not been brought in step for two refresh intervals
+  // (the server not answering, say) are shown as they were then, and the page says since when.
+  // Not an error of the page's, so not logged as one.
+  if (const auto oldest = data::TakeOldestMirrorRead()) {
+    const data::UtcSeconds now = data::UtcOfDate(site::ToUtc(site::Now()));
+    if (now - *oldest > 2 * static_cast<data::UtcSeconds>(site.MirrorInterval)) {
+      site.ErrorText += CalendarsAsOf(data::LocalOfUtc(*oldest));
+    }
   }
 }
 

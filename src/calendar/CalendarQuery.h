@@ -21,6 +21,10 @@ namespace orbitel::calendar {
 
 void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view period);
 
+// The line a page shows under its calendars when they were brought in step longer ago than two
+// refresh intervals: "Calendars as of 10:42" (the local time of the oldest).
+std::string CalendarsAsOf(Date local);
+
 // The no-access message for one user (the name is HTML-escaped here).
 std::string NoAccessError(std::string_view user);
 

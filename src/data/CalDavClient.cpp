@@ -13,7 +13,6 @@ namespace orbitel::data {
 namespace {
 
 constexpr long kConnectTimeoutMs = 5000;
-constexpr long kRequestTimeoutMs = 30000;
 constexpr std::size_t kMaxResponseBytes = 32u << 20;
 
 struct EasyCleanup {
@@ -103,7 +102,8 @@ struct Exchange {
 
 // Sets every option of the request on a fresh or reset handle, bounded as the header says.
 Status Prepare(CURL* easy, const HttpRequest& request,
-               const std::optional<StoreCredentials>& credentials, Exchange& exchange) {
+               const std::optional<StoreCredentials>& credentials, Exchange& exchange,
+               std::chrono::milliseconds timeout = kRequestTimeout) {
   const auto add_header = [&exchange](const std::string& line) {
     curl_slist* grown = curl_slist_append(exchange.headers.get(), line.c_str());
     if (grown == nullptr) return false;
@@ -126,7 +126,7 @@ Status Prepare(CURL* easy, const HttpRequest& request,
   // Timeouts by signal would reach whichever request thread the process happens to pick.
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, kConnectTimeoutMs);
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, kRequestTimeoutMs);
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
   curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxResponseBytes));
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &exchange.transfer);
@@ -231,7 +231,9 @@ Result<HttpResponse> CalDavClient::Send(const HttpRequest& request) {
 
 std::vector<Result<HttpResponse>> SendAll(const std::vector<HttpRequest>& requests,
                                           const std::optional<StoreCredentials>& credentials,
-                                          std::size_t in_flight, std::size_t max_total_bytes) {
+                                          std::size_t in_flight, std::size_t max_total_bytes,
+                                          std::chrono::milliseconds timeout,
+                                          const std::atomic<bool>* cancel) {
   std::vector<Result<HttpResponse>> answers;
   answers.reserve(requests.size());
   for (const HttpRequest& request : requests) {
@@ -261,7 +263,8 @@ std::vector<Result<HttpResponse>> SendAll(const std::vector<HttpRequest>& reques
         curl_easy_reset(slot->easy.get());
       }
       slot->exchange = std::make_unique<Exchange>();
-      Status prepared = Prepare(slot->easy.get(), requests[index], credentials, *slot->exchange);
+      Status prepared =
+          Prepare(slot->easy.get(), requests[index], credentials, *slot->exchange, timeout);
       if (!prepared.ok()) {
         answers[index] = prepared;
         continue;
@@ -279,6 +282,12 @@ std::vector<Result<HttpResponse>> SendAll(const std::vector<HttpRequest>& reques
 
   start_next();
   while (running > 0) {
+    if (cancel != nullptr && cancel->load()) {
+      for (std::size_t index = 0; index < requests.size(); ++index) {
+        answers[index] = Unreachable(requests[index].url, "the request was cancelled");
+      }
+      return answers;
+    }
     int still_running = 0;
     if (curl_multi_perform(multi.get(), &still_running) != CURLM_OK) break;
     int queued = 0;

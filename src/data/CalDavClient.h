@@ -7,6 +7,8 @@
 // http and https only. A client belongs to one thread at a time; any number of clients may run
 // at once.
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -17,6 +19,8 @@
 #include "runtime/Status.h"
 
 namespace orbitel::data {
+
+inline constexpr std::chrono::milliseconds kRequestTimeout{30000};
 
 struct HttpRequest {
   std::string method;                // GET, PUT, DELETE, OPTIONS, PROPFIND, REPORT, MKCALENDAR...
@@ -54,9 +58,14 @@ class CalDavClient {
 // connections, and returns the answers in the order of the requests: each what
 // CalDavClient::Send would have returned for it, except that the answers together hold at most
 // max_total_bytes of body (so a batch cannot exhaust memory either); one that would take them
-// beyond is errors::kCannotOpenFolder. Returns when the last one has ended.
+// beyond is errors::kCannotOpenFolder. Returns when the last one has ended. Each request is
+// given the client's 30 seconds unless the caller grants more: a background refresh, which no
+// page waits for, lets a server take its time over a large calendar. Once *cancel is set (a
+// server stopping), the requests not yet answered end within a second, unanswered.
 std::vector<Result<HttpResponse>> SendAll(const std::vector<HttpRequest>& requests,
                                           const std::optional<StoreCredentials>& credentials,
-                                          std::size_t in_flight, std::size_t max_total_bytes);
+                                          std::size_t in_flight, std::size_t max_total_bytes,
+                                          std::chrono::milliseconds timeout = kRequestTimeout,
+                                          const std::atomic<bool>* cancel = nullptr);
 
 }  // namespace orbitel::data

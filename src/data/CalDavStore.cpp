@@ -10,9 +10,11 @@
 
 #include "data/CalDavClient.h"
 #include "data/CalDavXml.h"
+#include "data/CalendarMirror.h"
 #include "data/ICalendar.h"
 #include "data/ItemQuery.h"
 #include "data/LocalStoreDatabase.h"
+#include "data/MirroredFolder.h"
 #include "data/StoreUrl.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
@@ -127,37 +129,6 @@ std::string EncodeSegment(std::string_view name) {
     }
   }
   return encoded;
-}
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string DecodeSegment(std::string_view segment) {
-  std::string decoded;
-  for (std::size_t i = 0; i < segment.size(); ++i) {
-    if (segment[i] == '%' && i + 2 < segment.size() && HexDigit(segment[i + 1]) >= 0 &&
-        HexDigit(segment[i + 2]) >= 0) {
-      decoded += static_cast<char>(HexDigit(segment[i + 1]) * 16 + HexDigit(segment[i + 2]));
-      i += 2;
-    } else {
-      decoded += segment[i];
-    }
-  }
-  return decoded;
-}
-
-// The file name a multistatus href names (its last segment); nullopt for a collection.
-std::optional<std::string> NameOfHref(std::string_view href) {
-  if (href.empty() || href.back() == '/') return std::nullopt;
-  const std::size_t slash = href.rfind('/');
-  const std::string name =
-      DecodeSegment(slash == std::string_view::npos ? href : href.substr(slash + 1));
-  if (name.empty()) return std::nullopt;
-  return name;
 }
 
 // The name a WHERE asks for when it is "DAV:displayname" = 'name', alone or AND-ed at its top.
@@ -348,7 +319,7 @@ class CalDavFolder final : public StoreFolder {
     const UtcSeconds from = start.value_or(std::numeric_limits<UtcSeconds>::min());
     const UtcSeconds until = end.value_or(std::numeric_limits<UtcSeconds>::max());
     for (const DavResource& resource : *resources) {
-      const auto name = NameOfHref(resource.href);
+      const auto name = MemberNameOf(resource.href);
       if (!name || !IsSuccess(resource.status)) continue;
       if (Status added = AddOccurrences(*name, resource.calendar_data, from, until, out);
           !added.ok()) {
@@ -363,6 +334,25 @@ class CalDavFolder final : public StoreFolder {
   std::unique_ptr<CalDavClient> client_;
 };
 
+// The calendar's mirror and its state when the stores keep a mirror and its last refresh
+// brought the calendar in step; nullopt otherwise, and when the mirror cannot be read: the
+// server is asked then, as without a mirror.
+using Mirrored = std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Calendar>;
+
+// The calendars a page found in step while fetching ahead, by folder URL, for its opens to take
+// rather than look up again; dropped with the prefetched answers.
+thread_local std::map<std::string, Mirrored> mirrored_ahead;
+
+std::optional<Mirrored> MirroredCalendar(const std::string& url) {
+  const StoreSettings& stores = StoreConfiguration();
+  if (!stores.caldav_mirror) return std::nullopt;
+  Result<std::shared_ptr<CalendarMirror>> mirror = CalendarMirror::Open(stores.store_root);
+  if (!mirror.ok() || !*mirror) return std::nullopt;
+  Result<std::optional<CalendarMirror::Calendar>> calendar = (*mirror)->Find(url);
+  if (!calendar.ok() || !*calendar || !(*calendar)->state.usable()) return std::nullopt;
+  return std::make_pair(*mirror, std::move(**calendar));
+}
+
 class CalDavProvider final : public StoreProvider {
  public:
   Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const override {
@@ -371,6 +361,18 @@ class CalDavProvider final : public StoreProvider {
                         " is not a CalDAV calendar (http(s)://<server>/<path>/<account>/calendar/)");
     }
     auto client = std::make_unique<CalDavClient>(StoreConfiguration().credentials);
+    // Its last refresh found the folder a calendar collection: no need to ask again.
+    std::optional<Mirrored> mirrored;
+    if (const auto ahead = mirrored_ahead.find(url); ahead != mirrored_ahead.end()) {
+      mirrored = std::move(ahead->second);
+      mirrored_ahead.erase(ahead);
+    } else {
+      mirrored = MirroredCalendar(url);
+    }
+    if (mirrored) {
+      return MakeMirroredFolder(std::move(mirrored->first), std::move(mirrored->second),
+                                std::make_unique<CalDavFolder>(url, std::move(client)));
+    }
     const HttpRequest request = FolderRequest(url);
     Result<HttpResponse> response = SendOrTake(*client, request);
     if (!response.ok()) return response.status();
@@ -400,10 +402,16 @@ class CalDavProvider final : public StoreProvider {
   // fails, or not, exactly as it would have without the prefetch.
   void Prefetch(const std::vector<FolderQuery>& queries) const override {
     prefetched.clear();
+    mirrored_ahead.clear();
     if (!prefetch_enabled.load(std::memory_order_relaxed)) return;
     std::vector<HttpRequest> requests;
     for (const FolderQuery& query : queries) {
       if (!IsHttpUrl(query.folder_url)) continue;
+      // A mirrored calendar's period query is answered from the mirror.
+      if (auto mirrored = MirroredCalendar(query.folder_url)) {
+        mirrored_ahead.emplace(query.folder_url, std::move(*mirrored));
+        continue;
+      }
       requests.push_back(FolderRequest(query.folder_url));
       // Only a period query is worth fetching ahead; a statement the folder would refuse or
       // read otherwise is left to its call.
@@ -423,7 +431,10 @@ class CalDavProvider final : public StoreProvider {
     }
   }
 
-  void DropPrefetched() const override { prefetched.clear(); }
+  void DropPrefetched() const override {
+    prefetched.clear();
+    mirrored_ahead.clear();
+  }
 };
 
 }  // namespace

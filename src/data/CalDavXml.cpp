@@ -75,9 +75,9 @@ std::string IcalUtc(UtcSeconds seconds) {
   return text;
 }
 
-}  // namespace
-
-Result<std::vector<DavResource>> ParseMultistatus(std::string_view xml) {
+// The resources of a multistatus, and the text of its top-level DAV:sync-token if it has one.
+Result<std::vector<DavResource>> ParseDocument(std::string_view xml,
+                                               std::optional<std::string>* sync_token) {
   pugi::xml_document document;
   const pugi::xml_parse_result parsed = document.load_buffer(xml.data(), xml.size());
   if (!parsed) {
@@ -87,6 +87,9 @@ Result<std::vector<DavResource>> ParseMultistatus(std::string_view xml) {
   const pugi::xml_node root = document.document_element();
   if (!Is(root, kDav, "multistatus")) {
     return NotMultistatus("its root element is <" + std::string(root.name()) + ">");
+  }
+  if (sync_token != nullptr) {
+    if (pugi::xml_node token = Child(root, kDav, "sync-token")) *sync_token = TextOf(token);
   }
   std::vector<DavResource> resources;
   for (pugi::xml_node response : root.children()) {
@@ -109,10 +112,106 @@ Result<std::vector<DavResource>> ParseMultistatus(std::string_view xml) {
       if (pugi::xml_node type = Child(prop, kDav, "resourcetype")) {
         resource.calendar = static_cast<bool>(Child(type, kCalDav, "calendar"));
       }
+      if (pugi::xml_node token = Child(prop, kDav, "sync-token")) {
+        resource.sync_token = TextOf(token);
+      }
     }
     resources.push_back(std::move(resource));
   }
   return resources;
+}
+
+std::string EscapeXml(std::string_view text) {
+  std::string escaped;
+  for (char c : text) {
+    switch (c) {
+      case '&': escaped += "&amp;"; break;
+      case '<': escaped += "&lt;"; break;
+      case '>': escaped += "&gt;"; break;
+      default: escaped += c;
+    }
+  }
+  return escaped;
+}
+
+constexpr char kXmlHead[] = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+std::string DecodeSegment(std::string_view segment) {
+  std::string decoded;
+  for (std::size_t i = 0; i < segment.size(); ++i) {
+    if (segment[i] == '%' && i + 2 < segment.size() && HexDigit(segment[i + 1]) >= 0 &&
+        HexDigit(segment[i + 2]) >= 0) {
+      decoded += static_cast<char>(HexDigit(segment[i + 1]) * 16 + HexDigit(segment[i + 2]));
+      i += 2;
+    } else {
+      decoded += segment[i];
+    }
+  }
+  return decoded;
+}
+
+}  // namespace
+
+std::optional<std::string> MemberNameOf(std::string_view href) {
+  if (href.empty() || href.back() == '/') return std::nullopt;
+  const std::size_t slash = href.rfind('/');
+  const std::string name =
+      DecodeSegment(slash == std::string_view::npos ? href : href.substr(slash + 1));
+  if (name.empty()) return std::nullopt;
+  return name;
+}
+
+
+Result<std::vector<DavResource>> ParseMultistatus(std::string_view xml) {
+  return ParseDocument(xml, nullptr);
+}
+
+Result<SyncAnswer> ParseSyncAnswer(std::string_view xml) {
+  std::optional<std::string> token;
+  Result<std::vector<DavResource>> resources = ParseDocument(xml, &token);
+  if (!resources.ok()) return resources.status();
+  // An answer cut short does not parse; one that parses but names no token cannot say what
+  // the calendar's state now is, and brings nothing in step.
+  if (!token || token->empty()) return NotMultistatus("it carries no sync token");
+  return SyncAnswer{std::move(resources).value(), std::move(*token)};
+}
+
+std::string CollectionStateRequest() {
+  return std::string(kXmlHead) +
+         "<D:propfind xmlns:D=\"DAV:\"><D:prop><D:resourcetype/><D:sync-token/></D:prop>"
+         "</D:propfind>\n";
+}
+
+std::string SyncCollectionRequest(const std::string& sync_token, bool calendar_data) {
+  return std::string(kXmlHead) +
+         "<D:sync-collection xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+         "<D:sync-token>" + EscapeXml(sync_token) + "</D:sync-token><D:sync-level>1</D:sync-level>"
+         "<D:prop><D:getetag/>" + (calendar_data ? "<C:calendar-data/>" : "") +
+         "</D:prop></D:sync-collection>\n";
+}
+
+std::string MultigetRequest(const std::vector<std::string>& hrefs) {
+  std::string body = std::string(kXmlHead) +
+                     "<C:calendar-multiget xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+                     "<D:prop><D:getetag/><C:calendar-data/></D:prop>";
+  for (const std::string& href : hrefs) body += "<D:href>" + EscapeXml(href) + "</D:href>";
+  return body + "</C:calendar-multiget>\n";
+}
+
+std::string EtagQueryRequest(UtcSeconds start, UtcSeconds end) {
+  return std::string(kXmlHead) +
+         "<C:calendar-query xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+         "<D:prop><D:getetag/></D:prop>"
+         "<C:filter><C:comp-filter name=\"VCALENDAR\"><C:comp-filter name=\"VEVENT\">"
+         "<C:time-range start=\"" + IcalUtc(start) + "\" end=\"" + IcalUtc(end) + "\"/>"
+         "</C:comp-filter></C:comp-filter></C:filter></C:calendar-query>\n";
 }
 
 std::string ResourceTypeRequest() {

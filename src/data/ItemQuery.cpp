@@ -362,7 +362,32 @@ Status Run(const SelectStatement& statement, Items& candidates, Recordset& out) 
   return Status::Ok();
 }
 
+bool IsDescription(std::string_view property) {
+  return StorePropertyNamed(property) == StoreProperty::kTextDescription;
+}
+
+bool WhereReadsDescription(const Expression& expression) {
+  for (const auto& child : expression.children) {
+    if (WhereReadsDescription(*child)) return true;
+  }
+  return expression.kind == Expression::Kind::kCompare &&
+         ((expression.left.kind == Expression::Operand::Kind::kField &&
+           IsDescription(expression.left.field)) ||
+          (expression.right.kind == Expression::Operand::Kind::kField &&
+           IsDescription(expression.right.field)));
+}
+
 }  // namespace
+
+bool StatementReadsDescription(const SelectStatement& statement) {
+  for (const std::string& column : statement.columns) {
+    if (IsDescription(column)) return true;
+  }
+  for (const SortKey& key : statement.order_by) {
+    if (IsDescription(key.property)) return true;
+  }
+  return statement.where && WhereReadsDescription(*statement.where);
+}
 
 Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreItem>& candidates,
                     Recordset& out) {

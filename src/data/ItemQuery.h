@@ -27,6 +27,10 @@ Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreIte
 Status RunItemQuery(const SelectStatement& statement, std::vector<StoreItem>&& candidates,
                     Recordset& out);
 
+// Whether the statement reads the items' text description at all (selects it, or sorts or
+// filters by it): a store may leave that long text out of the candidates otherwise.
+bool StatementReadsDescription(const SelectStatement& statement);
+
 // The time range a WHERE confines items to: items starting at or after start_from and ending at
 // or before end_until. Taken from comparisons of "urn:schemas:calendar:dtstart" >= (or >) and
 // "urn:schemas:calendar:dtend" <= (or <) with a date, either way round, that are AND-ed at the

@@ -7,7 +7,6 @@
 #include "data/ICalendar.h"
 #include "data/ItemQuery.h"
 #include "data/LocalStoreDatabase.h"
-#include "data/StoreProperties.h"
 #include "data/StoreUrl.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
@@ -21,32 +20,6 @@ Status CannotOpen(const std::string& description) {
 
 std::string WithSlash(const std::string& url) {
   return !url.empty() && url.back() == '/' ? url : url + '/';
-}
-
-bool IsDescription(std::string_view property) {
-  return StorePropertyNamed(property) == StoreProperty::kTextDescription;
-}
-
-bool WhereReadsDescription(const Expression& expression) {
-  for (const auto& child : expression.children) {
-    if (WhereReadsDescription(*child)) return true;
-  }
-  return expression.kind == Expression::Kind::kCompare &&
-         ((expression.left.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.left.field)) ||
-          (expression.right.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.right.field)));
-}
-
-// Whether the statement reads the items' text description at all.
-bool ReadsDescription(const SelectStatement& statement) {
-  for (const std::string& column : statement.columns) {
-    if (IsDescription(column)) return true;
-  }
-  for (const SortKey& key : statement.order_by) {
-    if (IsDescription(key.property)) return true;
-  }
-  return statement.where && WhereReadsDescription(*statement.where);
 }
 
 class LocalStoreFolder final : public StoreFolder {
@@ -75,7 +48,7 @@ class LocalStoreFolder final : public StoreFolder {
                                               : std::numeric_limits<UtcSeconds>::max();
     std::vector<StoreItem> candidates;
     if (Status read = database_->Candidates(id_, from, until, base_, candidates,
-                                            ReadsDescription(statement));
+                                            StatementReadsDescription(statement));
         !read.ok()) {
       return read;
     }

@@ -402,11 +402,11 @@ bool LocalStoreDatabase::Exists(FolderId folder, const std::string& name) {
 
 Result<std::string> LocalStoreDatabase::Write(sqlite::Statement& statement, FolderId folder,
                                               const std::string& name, const std::string& ics,
-                                              const std::string* etag) {
+                                              const std::string* etag, const std::string& new_tag) {
   Result<ItemSummary> summary = SummarizeItem(ics);
   if (!summary.ok()) return summary.status();
   const StoreItem& master = summary->master;
-  const std::string tag = NewTag();
+  const std::string tag = new_tag.empty() ? NewTag() : new_tag;
   statement.Reset()
       .Bind(1, folder)
       .Bind(2, name)
@@ -440,8 +440,8 @@ Result<std::string> LocalStoreDatabase::Insert(FolderId folder, const std::strin
 }
 
 Result<std::string> LocalStoreDatabase::Put(FolderId folder, const std::string& name,
-                                            const std::string& ics) {
-  return Write(statements_->put, folder, name, ics, nullptr);
+                                            const std::string& ics, const std::string& tag) {
+  return Write(statements_->put, folder, name, ics, nullptr, tag);
 }
 
 Result<std::string> LocalStoreDatabase::Replace(FolderId folder, const std::string& name,

@@ -62,8 +62,10 @@ class LocalStoreDatabase {
   bool Exists(FolderId folder, const std::string& name);
   // Adds an item (the name must be free); returns its tag.
   Result<std::string> Insert(FolderId folder, const std::string& name, const std::string& ics);
-  // Adds the item or replaces the one of that name, whatever its tag (imports).
-  Result<std::string> Put(FolderId folder, const std::string& name, const std::string& ics);
+  // Adds the item or replaces the one of that name, whatever its tag (imports); the item gets
+  // the tag given (a mirror keeps the calendar server's), else a fresh one.
+  Result<std::string> Put(FolderId folder, const std::string& name, const std::string& ics,
+                          const std::string& tag = "");
   // Replaces the item when its tag is etag; errors::kCannotOpenFolder when it is missing,
   // kItemChanged when the tag differs.
   Result<std::string> Replace(FolderId folder, const std::string& name, const std::string& ics,
@@ -86,7 +88,8 @@ class LocalStoreDatabase {
   static Result<std::shared_ptr<LocalStoreDatabase>> Connect(const std::string& path, bool create);
   Status Prepare();
   Result<std::string> Write(sqlite::Statement& statement, FolderId folder, const std::string& name,
-                            const std::string& ics, const std::string* etag);
+                            const std::string& ics, const std::string* etag,
+                            const std::string& new_tag = "");
   Status Failure(const std::string& doing) const;
   // Candidates' two reads, in whatever transaction is open.
   Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,

@@ -98,6 +98,9 @@ struct StoreSettings {
   std::string store_root;  // the local store's root folder: one sub-folder per mail domain
   // The account CalDAV stores are signed in to (HTTP basic authentication); none: anonymous.
   std::optional<StoreCredentials> credentials;
+  // Whether CalDAV calendars are read from their mirror under store_root where a refresh has
+  // brought it in step (see MirroredFolder.h), rather than always from the server.
+  bool caldav_mirror = false;
 };
 void ConfigureStores(StoreSettings settings);
 // The calling thread's stores: those it is bound to (UsingStores), else the process's.

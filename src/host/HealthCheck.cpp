@@ -4,11 +4,15 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "data/CalendarMirror.h"
+#include "data/MirrorRefresher.h"
 #include "data/RowsetFile.h"
 #include "data/StoreProvider.h"
+#include "site/MirrorPlan.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteSettings.h"
@@ -55,6 +59,37 @@ PartResult DirectoryAnswers() {
   return {true, "\"people\":" + std::to_string(accounts->size())};
 }
 
+std::string JsonString(const std::string& text) {
+  std::string quoted = "\"";
+  for (char c : text) {
+    if (c == '"' || c == '\\') quoted += '\\';
+    if (static_cast<unsigned char>(c) >= 0x20) quoted += c;
+  }
+  return quoted + "\"";
+}
+
+// The accounts of the included people whose calendars the mirror has not brought in step (not
+// yet, or its last refresh failed): their pages ask the server directly. Empty for a site whose
+// calendars are not mirrored.
+std::string CalendarsNotInStep(const std::string& site_path) {
+  if (!data::StoreConfiguration().caldav_mirror) return "";
+  const data::MirrorRefresher::Plan plan = site::SiteMirrorPlan(site_path);
+  if (plan.folder_urls.empty()) return "";
+  auto mirror = data::CalendarMirror::Open(data::StoreConfiguration().store_root);
+  const std::string& base = site::Site().StoreUrlBase;
+  constexpr std::string_view kCalendar = "/calendar/";
+  std::string names;
+  for (const std::string& url : plan.folder_urls) {
+    if (mirror.ok() && *mirror) {
+      auto found = (*mirror)->Find(url);
+      if (found.ok() && *found && (*found)->state.usable()) continue;
+    }
+    const std::string account = url.substr(base.size(), url.size() - base.size() - kCalendar.size());
+    names += (names.empty() ? "" : ",") + JsonString(account);
+  }
+  return "\"calendars_not_in_step\":[" + names + "]";
+}
+
 // The store the site's settings name, asked as the installation check asks it.
 PartResult StoreAnswers(const std::filesystem::path& site_folder) {
   site::SiteState& site = site::Site();
@@ -63,7 +98,7 @@ PartResult StoreAnswers(const std::filesystem::path& site_folder) {
   auto provider = data::FindProvider(site.StoreProvider);
   if (!provider.ok() || site.StoreUrlBase.empty()) return {false, "\"reason\":\"not configured\""};
   if (!(*provider)->ProbeService(site.StoreUrlBase).ok()) return {false, "\"reason\":\"does not answer\""};
-  return {true, ""};
+  return {true, CalendarsNotInStep(site.SitePath)};
 }
 
 }  // namespace

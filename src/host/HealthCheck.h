@@ -1,7 +1,8 @@
 #pragma once
 // The site's health as a monitor reads it at "/healthz": whether the settings and users files
 // can be read, whether the directory answers and how many people it has, and whether the
-// calendar store answers. Each part is asked on a thread of its own and given a short time, so
+// calendar store answers (for CalDAV calendars kept in a mirror, with the accounts of those not
+// in step, which pages ask the server for directly). Each part is asked on a thread of its own and given a short time, so
 // the answer comes in well under a second even when a server hangs. Names no path, password or
 // address: anyone may ask.
 

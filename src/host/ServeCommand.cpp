@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "data/AtomicFile.h"
+#include "data/MirrorRefresher.h"
 #include "data/RowsetFile.h"
 #include "data/StoreCredentials.h"
 #include "data/StoreProvider.h"
@@ -21,6 +22,7 @@
 #include "host/DemoSite.h"
 #include "host/WebServer.h"
 #include "runtime/Conversions.h"
+#include "site/MirrorPlan.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteSettings.h"
@@ -215,6 +217,7 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
     }
     auto stores = std::make_shared<data::StoreSettings>(services->store_root.string());
     stores->credentials = store_credentials;
+    stores->caldav_mirror = true;
     sites.push_back(ServedSite{name, site_folder, std::move(services), std::move(stores), {}});
   }
   if (sites.empty()) {
@@ -223,6 +226,28 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
                                 ShippedSiteFolder().string() + ")");
   }
   return sites;
+}
+
+// Keeps each site's CalDAV calendars in step in the background for as long as the server runs
+// (a site on the local store has none to keep).
+std::vector<std::unique_ptr<data::MirrorRefresher>> StartMirrors(const ServerSettings& settings,
+                                                                 std::ostream& err) {
+  std::vector<std::unique_ptr<data::MirrorRefresher>> mirrors;
+  if (settings.sites.empty()) {
+    mirrors.push_back(std::make_unique<data::MirrorRefresher>(
+        data::StoreConfiguration(),
+        [path = settings.site_folder.string() + "/"] { return site::SiteMirrorPlan(path); }, &err));
+  }
+  for (const ServedSite& site : settings.sites) {
+    mirrors.push_back(std::make_unique<data::MirrorRefresher>(
+        *site.stores,
+        [services = site.services, stores = site.stores, path = site.folder.string() + "/"] {
+          const UsingSite bound(services, stores);
+          return site::SiteMirrorPlan(path);
+        },
+        &err));
+  }
+  return mirrors;
 }
 
 }  // namespace
@@ -338,11 +363,10 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
         return 1;
       }
     }
-    if (store_credentials) {
-      data::StoreSettings stores = data::StoreConfiguration();
-      stores.credentials = *store_credentials;
-      data::ConfigureStores(std::move(stores));
-    }
+    data::StoreSettings stores = data::StoreConfiguration();
+    stores.credentials = store_credentials;
+    stores.caldav_mirror = true;
+    data::ConfigureStores(std::move(stores));
     WarnOfShippedSignIns(site_folder, options, err);
     site::SetServices(std::move(services));
     RemoveInterruptedSaves(site_folder, err);
@@ -383,7 +407,9 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
     sigwait(&stop_signals, &signal_number);
     server.Stop();
   });
+  std::vector<std::unique_ptr<data::MirrorRefresher>> mirrors = StartMirrors(settings, err);
   server.Serve();
+  mirrors.clear();
   // Serve may end without a signal (the socket failed); wake the stopper so it can be joined.
   pthread_kill(stopper.native_handle(), SIGTERM);
   stopper.join();

@@ -16,6 +16,8 @@ namespace orbitel::site {
 
 namespace {
 
+constexpr int kDefaultMirrorInterval = 60;
+
 // The directory's answer when this computer belongs to no domain.
 constexpr long kNoDomain = -2147023541;
 
@@ -38,6 +40,16 @@ Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   auto flag = ToBoolean(via_backoffice->Text());
   if (!flag.ok()) return flag.status();
   site.ExchangeViaBackoffice = *flag;
+  // Settings files from before the mirror have no interval, and keep the default; so does one
+  // that is not a whole number of seconds from 10 to a day.
+  site.MirrorInterval = kDefaultMirrorInterval;
+  if (auto interval = settings.Field("MirrorInterval"); interval.ok()) {
+    const std::string text = Trim(interval->Text());
+    if (!text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == std::string::npos) {
+      const int seconds = std::stoi(text);
+      if (seconds >= 10 && seconds <= 86400) site.MirrorInterval = seconds;
+    }
+  }
   return Status::Ok();
 }
 
@@ -65,11 +77,12 @@ void TakeSettings(const SiteState& from, SiteState& site) {
   site.AdminPassword = from.AdminPassword;
   site.ExchangeServerName = from.ExchangeServerName;
   site.ExchangeViaBackoffice = from.ExchangeViaBackoffice;
+  site.MirrorInterval = from.MirrorInterval;
 }
 
 // Reads the settings file into the site state, or takes what this thread read of the same
 // version of it before.
-Status LoadSettingsFile(SiteState& site) {
+Status ReadSettingsFile(SiteState& site) {
   const std::string path = files::InSite(site.SitePath, files::kSettings);
   ReadSettings& last = LastRead();
   // Never in the middle of a save of the settings and the users file; the stamp is taken
@@ -132,13 +145,17 @@ std::string ComputerName() {
   return name.substr(0, name.find('.'));
 }
 
+Status LoadSettingsFile() {
+  SiteState& site = Site();
+  if (Status read = ReadSettingsFile(site); !read.ok()) return read;
+  MakeStoreSettings(site);
+  return Status::Ok();
+}
+
 void GetSiteVars() {
   SiteState& site = Site();
   Status status = RunLogged("AdminStuff.GetSiteVars", [&site] {
-    Status loaded = LoadSettingsFile(site);
-    if (!loaded.ok()) return loaded;
-
-    MakeStoreSettings(site);
+    if (Status loaded = LoadSettingsFile(); !loaded.ok()) return loaded;
 
     site.SettingsLoaded = false;
     Status domain = LookUpDomain(site);

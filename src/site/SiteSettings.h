@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "runtime/Status.h"
+
 namespace orbitel::site {
 
 // Reads the first row's settings, makes StoreUrlBase and StoreProvider, and looks up the
@@ -11,6 +13,10 @@ namespace orbitel::site {
 // logged under "AdminStuff.GetSiteVars": settings read before it keep their new values, the
 // others their previous ones.
 void GetSiteVars();
+
+// The settings file's part of GetSiteVars, neither logged nor asking the directory: what the
+// calendar mirror's refresher needs (StoreUrlBase, StoreProvider, MirrorInterval).
+Status LoadSettingsFile();
 
 // This computer's name as the network knows it (the host name up to its first dot).
 std::string ComputerName();

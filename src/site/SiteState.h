@@ -35,6 +35,8 @@ struct SiteState {
   // The calendar store's folder-URL prefix and provider name, made from the settings.
   std::string StoreUrlBase;
   std::string StoreProvider;
+  // Seconds between two refreshes of the CalDAV calendars' mirror (the settings' MirrorInterval).
+  int MirrorInterval = 60;
   // True only when the last settings load ran to its end, domain look-up included.
   bool SettingsLoaded = false;
   std::string DomainDnsName;

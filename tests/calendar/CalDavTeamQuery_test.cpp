@@ -1,12 +1,15 @@
 // A team's period queries over CalDAV, against a real Radicale server the suite starts: the
 // grid, the error text and the error log of GetUsersCalender are the same whether the folder
-// opens and queries are fetched ahead at once or asked one by one, and the same as the local
-// store gives for the same appointments.
+// opens and queries are fetched ahead at once, asked one by one or read from the calendars'
+// mirror, and the same as the local store gives for the same appointments. The mirror keeps in
+// step with changes made on the server and through Orbitel, and through the server's troubles.
 #include "calendar/CalendarQuery.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -16,10 +19,13 @@
 #include "data/CalDavClient.h"
 #include "data/CalDavStore.h"
 #include "data/ICalendar.h"
+#include "data/CalendarMirror.h"
 #include "data/LocalStoreDatabase.h"
+#include "data/MirrorRefresh.h"
 #include "data/RadicaleServer.h"
 #include "data/StoreFixture.h"
 #include "data/StoreProvider.h"
+#include "data/StoreTime.h"
 #include "data/StoreUrl.h"
 #include "runtime/Date.h"
 #include "site/Clock.h"
@@ -37,6 +43,9 @@ using data::testing::Event;
 constexpr char kUser[] = "orbitel";
 constexpr char kPassword[] = "team";
 constexpr char kDomain[] = "orbitel.demo";
+// The pages' clock: 10:40 in New York on November 5th, 2003.
+const Date kNow = *Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60);
+const data::UtcSeconds kToday = data::UtcOfDate(*Date::FromParts(2003, 11, 5)) + 15 * 3600 + 40 * 60;
 
 // The people with calendars, and what is in them: floating and UTC times, all day, a series
 // with an exception, and the private and free items the pages leave out.
@@ -105,7 +114,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     SiteFixture::SetUp();
     if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
     site::KeepTimeZoneForThread({300, -60}, 1);  // Eastern standard time
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    site::FixClockForThread(kNow);
     FillLocalStore();
   }
   void TearDown() override {
@@ -118,7 +127,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
 
   // The site's settings with the store named as the settings page would name it; loaded as a
   // request loads them.
-  void UseStore(const std::string& server_name, bool via_backoffice) {
+  void UseStore(const std::string& server_name, bool via_backoffice, bool mirror = false) {
     std::string settings = site::testing::ReadFile("www/OrbitelSettings.xml");
     const std::string shipped = "ExchangeServerName='' ExchangeViaBackoffice='True'";
     ASSERT_NE(settings.find(shipped), std::string::npos);
@@ -130,6 +139,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     ASSERT_TRUE(site::Site().SettingsLoaded);
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
+    stores.caldav_mirror = mirror;
     data::ConfigureStores(stores);
   }
 
@@ -157,10 +167,28 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     return outcome;
   }
 
-  void UseCalDav() { UseStore("127.0.0.1:" + std::to_string(server_->port()), false); }
+  void UseCalDav(bool mirror = false) {
+    UseStore("127.0.0.1:" + std::to_string(server_->port()), false, mirror);
+  }
+
+  // One refresh of the users' calendars in the mirror, as of the pages' today.
+  data::MirrorRefreshOutcome Refresh(const site::UserList& users,
+                                     data::MirrorRefreshOptions options = {}) {
+    std::vector<std::string> folders;
+    for (const std::string& entry : users) {
+      folders.push_back(FolderOf(site::SplitUserEntry(entry, false)));
+    }
+    return data::RefreshMirror(data::StoreConfiguration(), folders, options, kToday);
+  }
+  std::string FolderOf(const std::string& account) const {
+    return site::Site().StoreUrlBase + account + "/calendar/";
+  }
   void UseLocalStore() { UseStore(kDomain, true); }
 
   static inline std::unique_ptr<data::testing::RadicaleServer> server_;
+ public:
+  static data::testing::RadicaleServer& server() { return *server_; }
+ protected:
   static inline std::string startup_error_;
 
   static long Send(const std::string& method, const std::string& path, const std::string& body = "") {
@@ -217,8 +245,12 @@ TEST_F(CalDavTeamQueryTest, EveryPeriodGivesTheSameGridErrorsAndLogFetchedAheadO
       const Outcome one_by_one = Run(users, period);
       data::SetCalDavPrefetch(true);
       const Outcome fetched_ahead = Run(users, period);
+      UseCalDav(true);
+      Refresh(users);
+      const Outcome mirrored = Run(users, period);
       EXPECT_EQ(fetched_ahead, one_by_one);
       EXPECT_EQ(fetched_ahead, local);
+      EXPECT_EQ(mirrored, local);
     }
   }
 
@@ -251,6 +283,192 @@ TEST_F(CalDavTeamQueryTest, EveryPeriodGivesTheSameGridErrorsAndLogFetchedAheadO
             201);
   const Outcome later = Run(kTeam, kPeriods[0]);
   EXPECT_EQ(later.cells[(5 * 32 + 20) * 2], "True");
+}
+
+// A calendar of one person made on the server for one test, and its month as the team month
+// shows it: whether day d is busy.
+class MirroredPerson {
+ public:
+  MirroredPerson(const std::string& account, const std::string& name)
+      : account_(account), path_("exchange/" + account + "/calendar/"), users_{account + "|" + name} {}
+  std::string Make() const {
+    if (CalDavTeamQueryTest::server().Send("MKCOL", "exchange/" + account_ + "/") != 201 ||
+        CalDavTeamQueryTest::server().Send("MKCALENDAR", path_) != 201) {
+      return "Radicale did not create " + path_;
+    }
+    return "";
+  }
+  // Puts an hour's appointment on the day of November 2003, directly on the server.
+  long Put(const std::string& uid, int day) const {
+    return CalDavTeamQueryTest::server().Send("PUT", path_ + uid + ".ics", Text(uid, day));
+  }
+  static std::string Text(const std::string& uid, int day) {
+    const std::string date = "200311" + std::string(day < 10 ? "0" : "") + std::to_string(day);
+    return Calendar(Event(uid, "SUMMARY:" + uid + "\r\nDTSTART:" + date + "T090000\r\nDTEND:" +
+                                   date + "T100000\r\n"));
+  }
+  const std::string& account() const { return account_; }
+  const std::string& path() const { return path_; }
+  const site::UserList& users() const { return users_; }
+
+ private:
+  std::string account_;
+  std::string path_;
+  site::UserList users_;
+};
+
+// The days of a one-person team month that are busy.
+std::vector<int> BusyDays(const Outcome& month) {
+  std::vector<int> days;
+  for (int d = 1; d <= 31; ++d) {
+    if (month.cells[d * 2] == "True") days.push_back(d);
+  }
+  return days;
+}
+
+TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsAtOnce) {
+  for (const bool sync_collection : {true, false}) {
+    const MirroredPerson person(sync_collection ? "gina" : "hank", "Gina Hank");
+    SCOPED_TRACE(person.path());
+    ASSERT_EQ(person.Make(), "");
+    ASSERT_EQ(person.Put("one", 10), 201);
+    ASSERT_EQ(person.Put("two", 12), 201);
+    UseCalDav(true);
+    data::MirrorRefreshOptions options;
+    options.sync_collection = sync_collection;
+    ASSERT_EQ(Refresh(person.users(), options).refreshed, 1u);
+    const Outcome before = Run(person.users(), kPeriods[0]);
+    EXPECT_EQ(BusyDays(before), (std::vector<int>{10, 12}));
+
+    // Changed, added and deleted on the server, outside Orbitel: the page reads the mirror as it
+    // was until one refresh brings it in step.
+    ASSERT_LT(person.Put("one", 20), 300);
+    ASSERT_EQ(person.Put("three", 14), 201);
+    ASSERT_LT(Send("DELETE", person.path() + "two.ics"), 300);
+    EXPECT_EQ(Run(person.users(), kPeriods[0]), before);
+    ASSERT_EQ(Refresh(person.users(), options).refreshed, 1u);
+    EXPECT_EQ(BusyDays(Run(person.users(), kPeriods[0])), (std::vector<int>{14, 20}));
+
+    // Through Orbitel the server is written first, with the version read, and the mirror at once.
+    const std::string folder_url = FolderOf(person.account());
+    auto provider = data::FindProvider("MSDAIPP.DSO");
+    ASSERT_TRUE(provider.ok());
+    auto folder = (*provider)->OpenFolder(folder_url);
+    ASSERT_TRUE(folder.ok()) << folder.status().description();
+    auto three = (*folder)->ReadItem(folder_url + "three.ics");
+    ASSERT_TRUE(three.ok()) << three.status().description();
+    ASSERT_TRUE((*folder)->ReplaceItem(three->href, MirroredPerson::Text("three", 25), three->etag).ok());
+    const Status conflict =
+        (*folder)->ReplaceItem(three->href, MirroredPerson::Text("three", 26), three->etag);
+    EXPECT_EQ(conflict.number(), data::kItemChanged) << conflict.description();
+    ASSERT_TRUE((*folder)->CreateItem(MirroredPerson::Text("four", 27)).ok());
+    ASSERT_TRUE((*folder)->DeleteItem(folder_url + "one.ics").ok());
+    const Outcome written = Run(person.users(), kPeriods[0]);
+    EXPECT_EQ(BusyDays(written), (std::vector<int>{25, 27}));
+    ASSERT_EQ(Refresh(person.users(), options).refreshed, 1u);
+    EXPECT_EQ(Run(person.users(), kPeriods[0]), written);
+
+    // Not brought in step for two refresh intervals (a minute each), the page says since when.
+    site::FixClockForThread(*kNow.AddSeconds(120));
+    EXPECT_EQ(Run(person.users(), kPeriods[0]).error_text, "");
+    site::FixClockForThread(*kNow.AddSeconds(121));
+    EXPECT_EQ(Run(person.users(), kPeriods[0]).error_text, CalendarsAsOf(kNow));
+    site::FixClockForThread(kNow);
+  }
+}
+
+TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles) {
+  const MirroredPerson person("ivy", "Ivy Trouble");
+  ASSERT_EQ(person.Make(), "");
+  ASSERT_EQ(person.Put("one", 10), 201);
+  UseCalDav(true);
+  ASSERT_EQ(Refresh(person.users()).refreshed, 1u);
+  const Outcome good = Run(person.users(), kPeriods[0]);
+  ASSERT_EQ(BusyDays(good), (std::vector<int>{10}));
+  const std::string folder_url = FolderOf("ivy");
+  const auto mirrored_items = [&] {
+    auto mirror = data::CalendarMirror::Open(data::StoreConfiguration().store_root);
+    return mirror.ok() && *mirror ? (*mirror)->Etags(folder_url).value_or({}).size() : 0u;
+  };
+  // What the page shows read straight from the server, as without the mirror.
+  const auto direct = [&] {
+    data::StoreSettings stores = data::StoreConfiguration();
+    stores.caldav_mirror = false;
+    data::ConfigureStores(stores);
+    Outcome outcome = Run(person.users(), kPeriods[0]);
+    stores.caldav_mirror = true;
+    data::ConfigureStores(stores);
+    return outcome;
+  };
+  const std::filesystem::path collection =
+      server_->storage() / "collection-root" / "exchange" / "ivy" / "calendar";
+
+  struct Trouble {
+    const char* name;
+    std::function<void()> make, mend;
+  };
+  const Trouble troubles[] = {
+      {"the server stopped", [] { server_->Pause(); }, [] { ASSERT_EQ(server_->Resume(), ""); }},
+      {"an item that is not iCalendar",
+       [&] { site::testing::WriteFile(collection / "broken.ics", "BEGIN:VCALENDAR\r\nnonsense\r\n"); },
+       [&] { std::filesystem::remove(collection / "broken.ics"); }},
+      {"credentials refused",
+       [] {
+         data::StoreSettings stores = data::StoreConfiguration();
+         stores.credentials = data::StoreCredentials{kUser, "wrong"};
+         data::ConfigureStores(stores);
+       },
+       [&] { UseCalDav(true); }},
+  };
+  for (const Trouble& trouble : troubles) {
+    SCOPED_TRACE(trouble.name);
+    trouble.make();
+    const data::MirrorRefreshOutcome failed = Refresh(person.users());
+    ASSERT_EQ(failed.failed.size(), 1u);
+    const Outcome shown = Run(person.users(), kPeriods[0]);
+    EXPECT_NE(shown.error_text, "");
+    EXPECT_EQ(shown, direct());
+    EXPECT_EQ(mirrored_items(), 1u);
+    trouble.mend();
+    ASSERT_EQ(Refresh(person.users()).refreshed, 1u);
+    EXPECT_EQ(Run(person.users(), kPeriods[0]), good);
+  }
+
+  // A sync token the server has forgotten: the calendar is read whole again, and what it no
+  // longer holds leaves the mirror.
+  std::filesystem::remove_all(collection / ".Radicale.cache" / "sync-token");
+  ASSERT_EQ(person.Put("two", 12), 201);
+  ASSERT_LT(Send("DELETE", person.path() + "one.ics"), 300);
+  ASSERT_EQ(Refresh(person.users()).refreshed, 1u);
+  EXPECT_EQ(BusyDays(Run(person.users(), kPeriods[0])), (std::vector<int>{12}));
+}
+
+TEST_F(CalDavTeamQueryTest, MirrorHoldsACalendarOfFiveThousandItems) {
+  const MirroredPerson person("jack", "Jack Busy");
+  ASSERT_EQ(person.Make(), "");
+  // Written where the server keeps them: five thousand PUTs would take minutes.
+  const std::filesystem::path collection =
+      server_->storage() / "collection-root" / "exchange" / "jack" / "calendar";
+  for (int n = 0; n < 5000; ++n) {
+    const int month = n % 12 + 1;
+    const int day = n / 12 % 28 + 1;
+    const std::string uid = "big-" + std::to_string(n);
+    char date[16];
+    std::snprintf(date, sizeof date, "2003%02d%02d", month, day);
+    site::testing::WriteFile(collection / (uid + ".ics"),
+                             Calendar(Event(uid, "SUMMARY:" + uid + "\r\nDTSTART:" + date +
+                                                     "T080000\r\nDTEND:" + date + "T083000\r\n")));
+  }
+  UseCalDav(true);
+  const data::MirrorRefreshOutcome refreshed = Refresh(person.users());
+  ASSERT_EQ(refreshed.refreshed, 1u) << refreshed.failed.front().second;
+  auto mirror = data::CalendarMirror::Open(data::StoreConfiguration().store_root);
+  ASSERT_TRUE(mirror.ok() && *mirror);
+  EXPECT_EQ((*mirror)->Etags(FolderOf("jack")).value_or({}).size(), 5000u);
+  const Outcome mirrored = Run(person.users(), kPeriods[0]);
+  EXPECT_EQ(BusyDays(mirrored).size(), 28u);
+  UseCalDav(false);
+  EXPECT_EQ(Run(person.users(), kPeriods[0]), mirrored);
 }
 
 }  // namespace

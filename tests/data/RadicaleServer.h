@@ -63,9 +63,16 @@ class RadicaleServer {
         << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
         << "[web]\ntype = none\n"
         << "[logging]\nlevel = warning\n";
+    radicale_ = radicale;
+    return Resume();
+  }
+
+  // Stops the server and keeps its collections, so that Resume starts it again as it was.
+  void Pause() { orbitel::testing::StopServer(pid_); }
+  std::string Resume() {
     std::string why;
-    pid_ = orbitel::testing::StartServer({radicale, "--config", (folder_ / "config").string()},
-                                         (folder_ / "radicale.log").string(), port, why);
+    pid_ = orbitel::testing::StartServer({radicale_, "--config", (folder_ / "config").string()},
+                                         (folder_ / "radicale.log").string(), port_, why);
     return pid_ > 0 ? std::string() : why;
   }
 
@@ -105,6 +112,7 @@ class RadicaleServer {
   std::filesystem::path folder_;
   std::string base_url_;
   data::StoreCredentials credentials_;
+  std::string radicale_;
   int port_ = 0;
   pid_t pid_ = -1;
 };
