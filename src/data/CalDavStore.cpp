@@ -18,6 +18,7 @@
 #include "data/StoreUrl.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::data {
 namespace {
@@ -112,24 +113,7 @@ Status HttpFailure(const HttpRequest& request, long status) {
 
 // A file name as one URL path segment: everything but the unreserved characters and the
 // sub-delimiters RFC 3986 allows in a segment is percent-encoded.
-std::string EncodeSegment(std::string_view name) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  constexpr std::string_view kKept = "-._~!$&'()*+,;=:@";
-  std::string encoded;
-  for (char c : name) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                       (byte >= '0' && byte <= '9') || kKept.find(c) != std::string_view::npos;
-    if (plain) {
-      encoded += c;
-    } else {
-      encoded += '%';
-      encoded += kHex[byte >> 4];
-      encoded += kHex[byte & 15];
-    }
-  }
-  return encoded;
-}
+std::string EncodeSegment(std::string_view name) { return PercentEncode(name, "-._~!$&'()*+,;=:@"); }
 
 // The name a WHERE asks for when it is "DAV:displayname" = 'name', alone or AND-ed at its top.
 std::optional<std::string> DisplayNameOf(const Expression* where) {

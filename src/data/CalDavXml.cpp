@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "runtime/ErrorNumbers.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::data {
 namespace {
@@ -136,34 +137,13 @@ std::string EscapeXml(std::string_view text) {
 
 constexpr char kXmlHead[] = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string DecodeSegment(std::string_view segment) {
-  std::string decoded;
-  for (std::size_t i = 0; i < segment.size(); ++i) {
-    if (segment[i] == '%' && i + 2 < segment.size() && HexDigit(segment[i + 1]) >= 0 &&
-        HexDigit(segment[i + 2]) >= 0) {
-      decoded += static_cast<char>(HexDigit(segment[i + 1]) * 16 + HexDigit(segment[i + 2]));
-      i += 2;
-    } else {
-      decoded += segment[i];
-    }
-  }
-  return decoded;
-}
-
 }  // namespace
 
 std::optional<std::string> MemberNameOf(std::string_view href) {
   if (href.empty() || href.back() == '/') return std::nullopt;
   const std::size_t slash = href.rfind('/');
   const std::string name =
-      DecodeSegment(slash == std::string_view::npos ? href : href.substr(slash + 1));
+      PercentDecode(slash == std::string_view::npos ? href : href.substr(slash + 1));
   if (name.empty()) return std::nullopt;
   return name;
 }
