@@ -34,6 +34,8 @@ class Recordset {
   const std::vector<FieldInfo>& fields() const { return fields_; }
   // Every row still in the set (deleted rows are gone), in order, whatever the filter.
   const std::vector<std::vector<Value>>& rows() const { return rows_; }
+  // The column of a field, its name matched as Field matches it.
+  std::optional<std::size_t> FieldIndex(std::string_view name) const;
 
   // True when the cursor is past the last row that passes the filter (ADO's EOF).
   bool IsEOF() const;
@@ -88,7 +90,6 @@ class Recordset {
   void MoveToFirstPassing();
   bool HasCurrent() const;
   void CommitPending();
-  std::optional<std::size_t> FieldIndex(std::string_view name) const;
 
   bool open_ = false;
   std::vector<FieldInfo> fields_;

@@ -1,5 +1,10 @@
 #include "site/UserList.h"
 
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
 #include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
 #include "runtime/Conversions.h"
@@ -74,6 +79,31 @@ void InitialiseUsers(const UserList& users) {
   });
 }
 
+namespace {
+
+// The accounts the users file lists, folded as its filter compares them ("Users = 'x'" ignores
+// ASCII case; an empty value reads as empty text), so the clean-up looks each person up once
+// instead of filtering the whole file for every one. Null when a value is not text (a file
+// typed otherwise), where only the filter knows how it compares.
+std::optional<std::unordered_set<std::string>> ListedAccounts(const data::Recordset& file) {
+  const std::optional<std::size_t> column = file.FieldIndex("Users");
+  if (!column) return std::nullopt;
+  std::unordered_set<std::string> listed;
+  for (const std::vector<Value>& row : file.rows()) {
+    const Value& value = row[*column];
+    if (value.IsEmpty()) {
+      listed.insert("");
+    } else if (const std::string* text = value.AsText()) {
+      listed.insert(ToLower(*text));
+    } else {
+      return std::nullopt;
+    }
+  }
+  return listed;
+}
+
+}  // namespace
+
 void CleanUpUsers(UserList& users) {
   if (!Site().SettingsLoaded) return;
   RunLogged("AdminStuff.CleanUpUsers", [&users] {
@@ -84,20 +114,39 @@ void CleanUpUsers(UserList& users) {
       status = data::OpenRowsetFile(UsersPath(), file);
     }
     if (!status.ok()) return status;
-    // Indexes walk the list as it was on entry; removing an entry moves the later ones down,
-    // so the same index is looked at again.
-    const long last = static_cast<long>(users.size()) - 1;
-    for (long i = 0; i <= last; ++i) {
-      if (i >= static_cast<long>(users.size())) continue;
-      status = file.SetFilter("Users = '" + SplitUserEntry(users[i], false) + "'");
-      if (!status.ok()) return status;
-      if (!file.IsEOF()) continue;
-      if (users.size() == 1) {
-        return Status::Error(errors::kSubscriptOutOfRange, "Subscript out of range");
+    const std::optional<std::unordered_set<std::string>> listed = ListedAccounts(file);
+    // Whether the file lists the account; a name with an apostrophe goes through the filter
+    // itself, whose text it breaks (or, doubled, turns into one), as does any name of a file
+    // the look-up cannot read.
+    const auto is_listed = [&](const std::string& name) -> Result<bool> {
+      if (listed && name.find('\'') == std::string::npos) return listed->contains(ToLower(name));
+      Status filtered = file.SetFilter("Users = '" + name + "'");
+      if (!filtered.ok()) return filtered;
+      return !file.IsEOF();
+    };
+    // The entries kept are moved to the front as the list is walked, so removing many costs no
+    // more than removing one; on any way out the list holds the kept entries, then those not
+    // yet looked at, as removing them one by one would have left it.
+    std::size_t kept = 0;
+    std::size_t next = 0;
+    const auto settle = [&] { users.erase(users.begin() + static_cast<long>(kept), users.begin() + static_cast<long>(next)); };
+    for (; next < users.size(); ++next) {
+      Result<bool> found = is_listed(SplitUserEntry(users[next], false));
+      if (!found.ok()) {
+        settle();
+        return found.status();
       }
-      users.erase(users.begin() + i);
-      --i;
+      if (!*found) {
+        if (kept + (users.size() - next) == 1) {
+          settle();
+          return Status::Error(errors::kSubscriptOutOfRange, "Subscript out of range");
+        }
+        continue;
+      }
+      if (kept != next) users[kept] = std::move(users[next]);
+      ++kept;
     }
+    settle();
     return Status::Ok();
   });
 }
