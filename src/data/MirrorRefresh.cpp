@@ -171,8 +171,12 @@ class Refresh {
     }
   }
 
+  // The window has slid that far since the calendar was last read whole, or the site's window
+  // setting has grown by that much at either end.
   bool WindowSlid(const Calendar& calendar) const {
-    return calendar.known->state.window_start + kWindowSlide < window_start_;
+    const auto& held = calendar.known->state;
+    return held.window_start + kWindowSlide < window_start_ || held.window_end + kWindowSlide < window_end_ ||
+           window_start_ + kWindowSlide < held.window_start;
   }
 
   // The sync-collection round; the second goes over the calendars whose token was refused,

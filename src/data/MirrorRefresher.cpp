@@ -54,6 +54,8 @@ std::chrono::seconds MirrorRefresher::Round(bool first) {
   if (first && !urls.empty()) Log("bringing " + std::to_string(urls.size()) + " calendars in step");
   MirrorRefreshOptions options;
   options.cancel = &stopping_;
+  options.days_back = plan.days_back;
+  options.days_ahead = plan.days_ahead;
   std::size_t refreshed = 0;
   std::vector<std::pair<std::string, std::string>> failed;
   for (std::size_t at = 0; at < urls.size() && !stopping_; at += kBatch) {

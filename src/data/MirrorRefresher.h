@@ -26,6 +26,8 @@ class MirrorRefresher {
   struct Plan {
     std::vector<std::string> folder_urls;
     std::chrono::seconds interval{60};
+    int days_back = 365;
+    int days_ahead = 730;
   };
   // plan runs on the refresher's thread, bound to the site's stores. log may be null.
   MirrorRefresher(StoreSettings stores, std::function<Plan()> plan, std::ostream* log);

@@ -15,6 +15,8 @@ data::MirrorRefresher::Plan SiteMirrorPlan(const std::string& site_path) {
   data::MirrorRefresher::Plan plan;
   if (!LoadSettingsFile().ok()) return plan;
   plan.interval = std::chrono::seconds(site.MirrorInterval);
+  plan.days_back = site.MirrorDaysBack;
+  plan.days_ahead = site.MirrorDaysAhead;
   if (!EqualsIgnoringCase(site.StoreProvider, "MSDAIPP.DSO")) return plan;
   data::Recordset users;
   if (!data::OpenRowsetFile(files::InSite(site_path, files::kUsers), users).ok()) return plan;

@@ -17,9 +17,22 @@ namespace orbitel::site {
 namespace {
 
 constexpr int kDefaultMirrorInterval = 60;
+constexpr int kDefaultMirrorDaysBack = 365;
+constexpr int kDefaultMirrorDaysAhead = 730;
 
 // The directory's answer when this computer belongs to no domain.
 constexpr long kNoDomain = -2147023541;
+
+// A setting of a whole number from lowest to highest; the fallback when the file has none or
+// another value.
+int WholeNumberSetting(data::Recordset& settings, const char* name, int lowest, int highest, int fallback) {
+  auto field = settings.Field(name);
+  if (!field.ok()) return fallback;
+  const std::string text = Trim(field->Text());
+  if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) return fallback;
+  const int number = std::stoi(text);
+  return number >= lowest && number <= highest ? number : fallback;
+}
 
 Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   // The fields are read one by one in this order, so a missing one leaves those after it as the
@@ -40,16 +53,11 @@ Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   auto flag = ToBoolean(via_backoffice->Text());
   if (!flag.ok()) return flag.status();
   site.ExchangeViaBackoffice = *flag;
-  // Settings files from before the mirror have no interval, and keep the default; so does one
-  // that is not a whole number of seconds from 10 to a day.
-  site.MirrorInterval = kDefaultMirrorInterval;
-  if (auto interval = settings.Field("MirrorInterval"); interval.ok()) {
-    const std::string text = Trim(interval->Text());
-    if (!text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == std::string::npos) {
-      const int seconds = std::stoi(text);
-      if (seconds >= 10 && seconds <= 86400) site.MirrorInterval = seconds;
-    }
-  }
+  // Settings files from before the mirror have no interval or window, and keep the defaults; so
+  // does one that is not a whole number of seconds from 10 to a day, or of days up to ten years.
+  site.MirrorInterval = WholeNumberSetting(settings, "MirrorInterval", 10, 86400, kDefaultMirrorInterval);
+  site.MirrorDaysBack = WholeNumberSetting(settings, "MirrorDaysBack", 0, 3660, kDefaultMirrorDaysBack);
+  site.MirrorDaysAhead = WholeNumberSetting(settings, "MirrorDaysAhead", 1, 3660, kDefaultMirrorDaysAhead);
   return Status::Ok();
 }
 
@@ -78,6 +86,8 @@ void TakeSettings(const SiteState& from, SiteState& site) {
   site.ExchangeServerName = from.ExchangeServerName;
   site.ExchangeViaBackoffice = from.ExchangeViaBackoffice;
   site.MirrorInterval = from.MirrorInterval;
+  site.MirrorDaysBack = from.MirrorDaysBack;
+  site.MirrorDaysAhead = from.MirrorDaysAhead;
 }
 
 // Reads the settings file into the site state, or takes what this thread read of the same

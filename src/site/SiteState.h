@@ -37,6 +37,10 @@ struct SiteState {
   std::string StoreProvider;
   // Seconds between two refreshes of the CalDAV calendars' mirror (the settings' MirrorInterval).
   int MirrorInterval = 60;
+  // The days before and after today the mirror holds (MirrorDaysBack, MirrorDaysAhead); pages
+  // asking beyond them are answered by the calendar server.
+  int MirrorDaysBack = 365;
+  int MirrorDaysAhead = 730;
   // True only when the last settings load ran to its end, domain look-up included.
   bool SettingsLoaded = false;
   std::string DomainDnsName;

@@ -2,6 +2,8 @@
 // filtering, and files written here read back equal.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "data/RowsetFile.h"
 #include "site/DomainDirectory.h"
 #include "site/SiteSettings.h"
@@ -99,6 +101,32 @@ TEST_F(SettingsTest, SettingsWrittenHereReadBackEqual) {
   EXPECT_EQ(Site().AdminPassword, "line1\nline2");
   EXPECT_EQ(Site().ExchangeServerName, "mail.example.com");
   EXPECT_FALSE(Site().ExchangeViaBackoffice);
+}
+
+TEST_F(SettingsTest, TheMirrorsIntervalAndWindowHaveDefaultsAndBounds) {
+  GetSiteVars();  // a settings file from before the mirror
+  EXPECT_EQ(Site().MirrorInterval, 60);
+  EXPECT_EQ(Site().MirrorDaysBack, 365);
+  EXPECT_EQ(Site().MirrorDaysAhead, 730);
+  const std::string shipped = ReadFile(File("OrbitelSettings.xml"));
+  const std::string row = "ExchangeViaBackoffice='True'";
+  ASSERT_NE(shipped.find(row), std::string::npos);
+  for (const auto& [attributes, interval, back, ahead] :
+       {std::tuple{" MirrorInterval='30' MirrorDaysBack='0' MirrorDaysAhead='90'", 30, 0, 90},
+        std::tuple{" MirrorInterval='9' MirrorDaysBack='3661' MirrorDaysAhead='0'", 60, 365, 730},
+        std::tuple{" MirrorInterval=' 45 ' MirrorDaysBack='-1' MirrorDaysAhead='1e3'", 45, 365, 730}}) {
+    // Each setting is a field of the file's schema and an attribute of its row.
+    std::string settings = shipped;
+    settings.replace(settings.find(row), row.size(), row + attributes);
+    for (const char* name : {"MirrorInterval", "MirrorDaysBack", "MirrorDaysAhead"}) {
+      settings.insert(settings.find("<s:extends"), std::string("<s:AttributeType name='") + name + "'/>\n");
+    }
+    WriteFile(File("OrbitelSettings.xml"), settings);
+    GetSiteVars();
+    EXPECT_EQ(Site().MirrorInterval, interval) << attributes;
+    EXPECT_EQ(Site().MirrorDaysBack, back) << attributes;
+    EXPECT_EQ(Site().MirrorDaysAhead, ahead) << attributes;
+  }
 }
 
 TEST_F(SettingsTest, BadSettingsAreLoggedAndKeepWhatCameBefore) {
