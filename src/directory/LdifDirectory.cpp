@@ -86,14 +86,8 @@ Result<std::shared_ptr<const LdifDirectory::Contents>> LdifDirectory::Current() 
   std::lock_guard<std::mutex> lock(mutex_);
   struct stat info {};
   if (::stat(path_.c_str(), &info) != 0) return FileError(path_, errno);
-  auto stamp_of = [](const struct stat& s) {
-    return FileStamp{static_cast<unsigned long long>(s.st_dev),
-                     static_cast<unsigned long long>(s.st_ino), static_cast<long long>(s.st_size),
-                     static_cast<long long>(s.st_mtim.tv_sec),
-                     static_cast<long long>(s.st_mtim.tv_nsec)};
-  };
   if (S_ISDIR(info.st_mode)) return FileError(path_, EISDIR);
-  if (contents_ && stamp_of(info) == stamp_) return contents_;
+  if (contents_ && StampOf(info) == stamp_) return contents_;
 
   FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.get() < 0) return FileError(path_, errno);
@@ -110,7 +104,7 @@ Result<std::shared_ptr<const LdifDirectory::Contents>> LdifDirectory::Current() 
   }
 
   contents_ = ContentsOf(text, path_);
-  stamp_ = stamp_of(info);
+  stamp_ = StampOf(info);
   return contents_;
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "directory/Directory.h"
+#include "runtime/FileStamp.h"
 
 namespace orbitel::directory {
 
@@ -29,14 +30,6 @@ class LdifDirectory final : public Directory {
 
  private:
   struct Contents;
-  struct FileStamp {
-    unsigned long long device = 0;
-    unsigned long long inode = 0;
-    long long size = 0;
-    long long modified_seconds = 0;
-    long long modified_nanoseconds = 0;
-    bool operator==(const FileStamp&) const = default;
-  };
 
   // What one version of the file says.
   static std::shared_ptr<const Contents> ContentsOf(std::string_view text,

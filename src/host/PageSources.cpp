@@ -7,7 +7,7 @@
 #include "directory/LdifDirectory.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
-#include "site/FileStamp.h"
+#include "runtime/FileStamp.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "host/SiteTemplates.h"
@@ -41,8 +41,8 @@ bool AppendStore(std::string& fingerprint) {
     fingerprint += domain;
     fingerprint += ';';
     AppendNumber(fingerprint, *changes);
-    site::AppendStamp(fingerprint, site::StampOf(path));
-    site::AppendStamp(fingerprint, site::StampOf(path + "-wal"));
+    AppendStamp(fingerprint, StampOf(path));
+    AppendStamp(fingerprint, StampOf(path + "-wal"));
   }
   return true;
 }
@@ -53,10 +53,10 @@ std::optional<std::string> PageSourcesFingerprint(const std::filesystem::path& s
   std::string fingerprint;
   const auto* file = dynamic_cast<const directory::LdifDirectory*>(site::Services().directory.get());
   if (site::Services().directory && !file) return std::nullopt;
-  if (file) site::AppendStamp(fingerprint, site::StampOf(file->path()));
+  if (file) AppendStamp(fingerprint, StampOf(file->path()));
   const std::string folder = site_folder.string() + "/";
-  site::AppendStamp(fingerprint, site::StampOf(site::files::InSite(folder, site::files::kSettings)));
-  site::AppendStamp(fingerprint, site::StampOf(site::files::InSite(folder, site::files::kUsers)));
+  AppendStamp(fingerprint, StampOf(site::files::InSite(folder, site::files::kSettings)));
+  AppendStamp(fingerprint, StampOf(site::files::InSite(folder, site::files::kUsers)));
   fingerprint += TemplatesFingerprint(site_folder);
   if (!AppendStore(fingerprint)) return std::nullopt;
 

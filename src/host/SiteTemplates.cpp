@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "runtime/ErrorNumbers.h"
-#include "site/FileStamp.h"
+#include "runtime/FileStamp.h"
 #include "site/HtmlEscape.h"
 
 namespace orbitel::host {
@@ -92,7 +92,7 @@ Listing ListTemplates(const std::filesystem::path& folder) {
   std::sort(listing.files.begin(), listing.files.end());
   for (const auto& file : listing.files) {
     listing.fingerprint += file.filename().string();
-    site::AppendStamp(listing.fingerprint, site::StampOf(file.string()));
+    AppendStamp(listing.fingerprint, StampOf(file.string()));
   }
   return listing;
 }

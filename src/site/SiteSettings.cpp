@@ -7,7 +7,7 @@
 #include "runtime/Conversions.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
-#include "site/FileStamp.h"
+#include "runtime/FileStamp.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"

@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 
-namespace orbitel::site {
+struct stat;
+
+namespace orbitel {
 
 struct FileStamp {
   unsigned long long device = 0;
@@ -19,9 +21,11 @@ struct FileStamp {
 
 // The file's stamp now; nullopt when it cannot be seen.
 std::optional<FileStamp> StampOf(const std::string& path);
+// The stamp of what a stat or fstat saw.
+FileStamp StampOf(const struct stat& info);
 
 // The stamp's bytes added to a fingerprint, so that two fingerprints are equal only when every
 // file they were made of is unchanged; a missing file adds a mark of its own.
 void AppendStamp(std::string& fingerprint, const std::optional<FileStamp>& stamp);
 
-}  // namespace orbitel::site
+}  // namespace orbitel
