@@ -4,28 +4,14 @@
 // local store, New York's standard time. Target: the 10-person search well under the week
 // page; the 500-person suggestions no slower than the month page.
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 
-#include "BenchAppointments.h"
-#include "data/ICalendar.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/StoreProvider.h"
-#include "data/StoreUrl.h"
-#include "directory/Directory.h"
-#include "runtime/Date.h"
+#include "BenchTeamSite.h"
 #include "schedule/FindTime.h"
-#include "site/Clock.h"
 #include "site/MemoryPageContext.h"
-#include "site/SiteServices.h"
 #include "site/SiteState.h"
-#include "site/TimeZone.h"
 #include "site/UserList.h"
 #include "views/team/AllMonth.h"
 #include "views/team/AllWeek.h"
@@ -33,53 +19,15 @@
 namespace {
 
 using namespace orbitel;
-namespace fs = std::filesystem;
 
-constexpr int kPeople = 500;
+constexpr int kPeople = bench::BenchTeamSite::kPeople;
 constexpr int kFewPeople = 10;
-constexpr int kAppointments = 40;
-constexpr char kDomain[] = "orbitel.demo";
-
 using bench::Account;
-using bench::Appointment;
 
-std::string Ldif() {
-  std::string text =
-      "version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: domain\n"
-      "objectClass: domainDNS\nobjectClass: dcObject\ndc: ORBITEL\nname: ORBITEL\n\n";
-  for (int p = 0; p < kPeople; ++p) {
-    text += "dn: CN=" + Account(p) + ",DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: person\n"
-            "objectClass: user\ncn: " + Account(p) + "\ndisplayName: Person " + std::to_string(p) +
-            "\nsAMAccountName: " + Account(p) + "\nuserAccountControl: 512\n\n";
-  }
-  return text;
-}
-
-// A site of 500 people on the benchmark's thread (the site state and the clock are per thread);
-// the users file says who the team pages show.
+// The benchmark's site; the users file says who the team pages show.
 class TeamSite {
  public:
-  TeamSite() {
-    setenv("TZ", "America/New_York", 1);
-    tzset();
-    folder_ = fs::temp_directory_path() / ("orbitel-find-time-bench-" + std::to_string(getpid()));
-    fs::remove_all(folder_);
-    fs::create_directories(folder_ / "store");
-    const fs::path www = fs::path(__FILE__).parent_path().parent_path() / "www";
-    for (const char* name : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) fs::copy_file(www / name, folder_ / name);
-    std::ofstream(folder_ / "people.ldif") << Ldif();
-    const std::string root = (folder_ / "store").string();
-    data::ConfigureStores(data::StoreSettings{root});
-    auto directory = directory::OpenDirectory((folder_ / "people.ldif").string());
-    if (!directory.ok()) std::abort();
-    site::SetServices({*directory, folder_ / "store"});
-    Fill(root);
-    site::Site().SitePath = folder_.string() + "/";
-    site::KeepTimeZoneForThread({300, -60}, 1);
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
-    Include(kPeople);
-  }
-  ~TeamSite() { fs::remove_all(folder_); }
+  TeamSite() { Include(kPeople); }
 
   // The first `count` people on the team pages.
   void Include(int count) {
@@ -123,25 +71,7 @@ class TeamSite {
     return site::Site().CalendarHtml.size();
   }
 
-  static void Fill(const std::string& root) {
-    auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
-    if (!database.ok()) std::abort();
-    data::sqlite::Transaction transaction((*database)->handle());
-    for (int p = 0; p < kPeople; ++p) {
-      auto folder = (*database)->CreateMailbox(Account(p));
-      if (!folder.ok()) std::abort();
-      for (int n = 0; n < kAppointments; ++n) {
-        auto items = data::ParseCalendar(Appointment(Account(p) + "-" + std::to_string(n), n));
-        if (!items.ok()) std::abort();
-        for (const data::CalendarItem& item : *items) {
-          if (!(*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok()) std::abort();
-        }
-      }
-    }
-    if (!transaction.Commit()) std::abort();
-  }
-
-  fs::path folder_;
+  bench::BenchTeamSite site_{"find-time-bench"};
 };
 
 TeamSite& Site() {

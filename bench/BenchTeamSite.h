@@ -1,0 +1,93 @@
+#pragma once
+// A site folder for the team benchmarks: the shipped settings and users file, a directory of
+// 500 people and a local store holding 40 appointments each (BenchAppointments.h), set up on the
+// benchmark's thread (the site state and the clock are per thread) in New York's standard time
+// on 5 November 2003, 10:40; removed when it goes.
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "BenchAppointments.h"
+#include "data/ICalendar.h"
+#include "data/LocalStoreDatabase.h"
+#include "data/StoreProvider.h"
+#include "data/StoreUrl.h"
+#include "directory/Directory.h"
+#include "runtime/Date.h"
+#include "site/Clock.h"
+#include "site/SiteServices.h"
+#include "site/SiteState.h"
+#include "site/TimeZone.h"
+
+namespace orbitel::bench {
+
+class BenchTeamSite {
+ public:
+  static constexpr int kPeople = 500;
+  static constexpr int kAppointments = 40;
+  static constexpr char kDomain[] = "orbitel.demo";
+
+  explicit BenchTeamSite(const std::string& name) {
+    namespace fs = std::filesystem;
+    setenv("TZ", "America/New_York", 1);
+    tzset();
+    folder_ = fs::temp_directory_path() / ("orbitel-" + name + "-" + std::to_string(getpid()));
+    fs::remove_all(folder_);
+    fs::create_directories(folder_ / "store");
+    const fs::path www = fs::path(__FILE__).parent_path().parent_path() / "www";
+    for (const char* file : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) fs::copy_file(www / file, folder_ / file);
+    std::ofstream(folder_ / "people.ldif") << Ldif();
+    const std::string root = (folder_ / "store").string();
+    data::ConfigureStores(data::StoreSettings{root});
+    auto directory = directory::OpenDirectory((folder_ / "people.ldif").string());
+    if (!directory.ok()) std::abort();
+    site::SetServices({*directory, folder_ / "store"});
+    Fill(root);
+    site::Site().SitePath = folder_.string() + "/";
+    site::KeepTimeZoneForThread({300, -60}, 1);
+    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+  }
+  ~BenchTeamSite() { std::filesystem::remove_all(folder_); }
+  BenchTeamSite(const BenchTeamSite&) = delete;
+  BenchTeamSite& operator=(const BenchTeamSite&) = delete;
+
+ private:
+  static std::string Ldif() {
+    std::string text =
+        "version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: domain\n"
+        "objectClass: domainDNS\nobjectClass: dcObject\ndc: ORBITEL\nname: ORBITEL\n\n";
+    for (int p = 0; p < kPeople; ++p) {
+      text += "dn: CN=" + Account(p) + ",DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: person\n"
+              "objectClass: user\ncn: " + Account(p) + "\ndisplayName: Person " + std::to_string(p) +
+              "\nsAMAccountName: " + Account(p) + "\nuserAccountControl: 512\n\n";
+    }
+    return text;
+  }
+
+  static void Fill(const std::string& root) {
+    auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
+    if (!database.ok()) std::abort();
+    data::sqlite::Transaction transaction((*database)->handle());
+    for (int p = 0; p < kPeople; ++p) {
+      auto folder = (*database)->CreateMailbox(Account(p));
+      if (!folder.ok()) std::abort();
+      for (int n = 0; n < kAppointments; ++n) {
+        auto items = data::ParseCalendar(Appointment(Account(p) + "-" + std::to_string(n), n));
+        if (!items.ok()) std::abort();
+        for (const data::CalendarItem& item : *items) {
+          if (!(*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok()) std::abort();
+        }
+      }
+    }
+    if (!transaction.Commit()) std::abort();
+  }
+
+  std::filesystem::path folder_;
+};
+
+}  // namespace orbitel::bench
