@@ -6,18 +6,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 binary=${1:-build/orbitel}
 duration=${2:-20s}
-command -v wrk >/dev/null || { echo "wrk is missing: apt-get install wrk" >&2; exit 2; }
-
-work=$(mktemp -d)
-server=""
-cleanup() {
-  [ -n "$server" ] && kill "$server" 2>/dev/null && wait "$server" 2>/dev/null || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source bench/load_common.sh
+need_tools wrk curl
 
 XDG_DATA_HOME="$work/data" "$binary" serve --listen 127.0.0.1:0 >"$work/server.log" 2>&1 &
-server=$!
+pids+=($!)
 for _ in $(seq 100); do
   address=$(grep -o 'http://127.0.0.1:[0-9]*/' "$work/server.log" || true)
   [ -n "$address" ] && break
@@ -25,11 +18,7 @@ for _ in $(seq 100); do
 done
 [ -n "$address" ] || { cat "$work/server.log" >&2; exit 1; }
 
-# Sign in through the form as a browser does, and keep the session cookie.
-jar="$work/cookies"
-token=$(curl -s -c "$jar" -b "$jar" "${address}CalendarLogin.asp" | grep -o 'name="FormToken" value="[0-9a-f]*"' | sed 's/.*value="//; s/"$//')
-curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
-cookie=$(awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar")
+cookie=$(sign_in "$address")
 status=$(curl -s -o /dev/null -w '%{http_code}' -H "Cookie: $cookie" "${address}CalendarMonth.asp")
 [ "$status" = 200 ] || { echo "the month page answered $status after sign-in" >&2; exit 1; }
 

@@ -9,26 +9,11 @@ cd "$(dirname "$0")/.."
 binary=$(realpath "${1:-build/orbitel}")
 duration=${2:-20s}
 threads=${3:-16}
-for tool in wrk nginx curl; do
-  command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || { echo "$tool is missing: apt-get install $tool" >&2; exit 2; }
-done
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
-wait_for() { for _ in $(seq 100); do curl -s -o /dev/null "http://127.0.0.1:$1/" && return 0; sleep 0.1; done; return 1; }
+source bench/load_common.sh
+need_tools wrk nginx curl python3
 
 # The demo site, made once by a first start, then served by both processes.
-XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
-first=$!
-for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
-kill "$first"; wait "$first" 2>/dev/null || true
+make_demo_site
 site="$work/data/orbitel/demo"
 
 ports=("$(free_port)" "$(free_port)")
@@ -74,12 +59,8 @@ EOF
 one=$(free_port); start_nginx "$one" "${ports[0]}"
 two=$(free_port); start_nginx "$two" "${ports[0]}" "${ports[1]}"
 
-# Sign in through the form as a browser does, and keep the session cookie.
 address="http://127.0.0.1:${ports[0]}/"
-jar="$work/cookies"
-token=$(curl -s -c "$jar" -b "$jar" "${address}CalendarLogin.asp" | grep -o 'name="FormToken" value="[0-9a-f]*"' | sed 's/.*value="//; s/"$//')
-curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
-cookie=$(awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar")
+cookie=$(sign_in "$address")
 
 measure() {
   local name=$1 url=$2

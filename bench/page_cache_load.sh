@@ -12,26 +12,11 @@ cd "$(dirname "$0")/.."
 binary=$(realpath "${1:-build/orbitel}")
 duration=${2:-10s}
 if [ $# -gt 2 ]; then sizes=("${@:3}"); else sizes=(50 500); fi
-for tool in wrk nginx curl python3; do
-  command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || { echo "$tool is missing: apt-get install $tool" >&2; exit 2; }
-done
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
-wait_for() { for _ in $(seq 200); do curl -s -o /dev/null "http://127.0.0.1:$1/" && return 0; sleep 0.1; done; return 1; }
+source bench/load_common.sh
+need_tools wrk nginx curl python3
 
 # The demo site, made once by a first start.
-XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
-first=$!
-for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
-kill "$first"; wait "$first" 2>/dev/null || true
+make_demo_site
 
 # A site of n people: the demo's files, a directory of n accounts, everyone included on the
 # first page (FirstTime), the demo appointments for all.
@@ -55,14 +40,6 @@ serve() {
   "$binary" serve --site "$site" --listen "127.0.0.1:$port" "$@" >"$work/orbitel-$port.log" 2>&1 &
   pids+=($!)
   wait_for "$port" || { cat "$work/orbitel-$port.log" >&2; exit 1; }
-}
-
-sign_in() {
-  local address=$1 jar="$work/cookies-$RANDOM"
-  local token
-  token=$(curl -s -c "$jar" -b "$jar" "${address}CalendarLogin.asp" | grep -o 'name="FormToken" value="[0-9a-f]*"' | sed 's/.*value="//; s/"$//')
-  curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
-  awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar"
 }
 
 measure() {

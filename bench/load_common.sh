@@ -1,0 +1,38 @@
+# What the load scripts share; sourced after `binary` is set. Makes a scratch folder ($work)
+# that goes with the script, with every server started into `pids`.
+
+# Stops the script when a tool is missing.
+need_tools() {
+  for tool in "$@"; do
+    command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || { echo "$tool is missing: apt-get install $tool" >&2; exit 2; }
+  done
+}
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
+wait_for() { for _ in $(seq 200); do curl -s -o /dev/null "http://127.0.0.1:$1/" && return 0; sleep 0.1; done; return 1; }
+
+# The demo site, made once by a first start, in "$work/data/orbitel/demo".
+make_demo_site() {
+  XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
+  local first=$!
+  for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
+  kill "$first"; wait "$first" 2>/dev/null || true
+}
+
+# Signs in to the site at the address ("http://127.0.0.1:8080/") through the form, as a browser
+# does; prints the session cookie ("orbitel_session=...").
+sign_in() {
+  local address=$1 jar="$work/cookies-$RANDOM"
+  local token
+  token=$(curl -s -c "$jar" -b "$jar" "${address}CalendarLogin.asp" | grep -o 'name="FormToken" value="[0-9a-f]*"' | sed 's/.*value="//; s/"$//')
+  curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
+  awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar"
+}
