@@ -198,16 +198,8 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
  private:
   // Collections at /exchange/<account>/calendar/, where the site's store URLs point.
   static std::string CreateCalendars() {
-    std::vector<std::string> accounts;
-    for (const auto& [account, events] : kCalendars) accounts.push_back(account);
-    if (std::string why = server_->MakeSiteCalendars(accounts); !why.empty()) return why;
-    for (const auto& [account, events] : kCalendars) {
-      auto items = data::ParseCalendar(Calendar(events));
-      if (!items.ok()) return items.status().description();
-      for (const data::CalendarItem& item : *items) {
-        const std::string path = "exchange/" + account + "/calendar/" + item.uid + ".ics";
-        if (Send("PUT", path, item.ics) != 201) return "Radicale did not store " + path;
-      }
+    if (std::string why = server_->StoreSiteCalendars(data::testing::CalendarTexts(kCalendars)); !why.empty()) {
+      return why;
     }
     if (Send("MKCOL", "exchange/dan/") != 201 || Send("MKCOL", "exchange/dan/calendar/") != 201) {
       return "Radicale did not create dan's plain collection";
@@ -216,18 +208,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
   }
 
   void FillLocalStore() {
-    const std::string root = (folder_ / "store").string();
-    auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
-    ASSERT_TRUE(database.ok()) << database.status().description();
-    for (const auto& [account, events] : kCalendars) {
-      auto folder = (*database)->CreateMailbox(account);
-      ASSERT_TRUE(folder.ok()) << folder.status().description();
-      auto items = data::ParseCalendar(Calendar(events));
-      ASSERT_TRUE(items.ok()) << items.status().description();
-      for (const data::CalendarItem& item : *items) {
-        ASSERT_TRUE((*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok());
-      }
-    }
+    data::testing::FillMailboxes((folder_ / "store").string(), kDomain, data::testing::CalendarTexts(kCalendars));
   }
 };
 

@@ -10,11 +10,13 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../ServerProcess.h"
 #include "../TempFolder.h"
 #include "data/CalDavClient.h"
+#include "data/ICalendar.h"
 
 namespace orbitel::data::testing {
 
@@ -97,6 +99,23 @@ class RadicaleServer {
       if (Send("MKCOL", "exchange/" + account + "/") != 201 ||
           Send("MKCALENDAR", "exchange/" + account + "/calendar/") != 201) {
         return "Radicale did not create the calendar of " + account;
+      }
+    }
+    return "";
+  }
+
+  // The site calendars of these accounts, each holding the calendar text given; empty once
+  // stored, else why not.
+  std::string StoreSiteCalendars(const std::vector<std::pair<std::string, std::string>>& calendars) {
+    std::vector<std::string> accounts;
+    for (const auto& [account, ics] : calendars) accounts.push_back(account);
+    if (std::string why = MakeSiteCalendars(accounts); !why.empty()) return why;
+    for (const auto& [account, ics] : calendars) {
+      auto items = data::ParseCalendar(ics);
+      if (!items.ok()) return items.status().description();
+      for (const data::CalendarItem& item : *items) {
+        const std::string path = "exchange/" + account + "/calendar/" + item.uid + ".ics";
+        if (Send("PUT", path, item.ics) != 201) return "Radicale did not store " + path;
       }
     }
     return "";

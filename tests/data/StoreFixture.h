@@ -11,6 +11,8 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "data/ICalendar.h"
 #include "data/IsoDate.h"
@@ -66,6 +68,30 @@ inline std::string Calendar(const std::string& events) {
 inline std::string Event(const std::string& uid, const std::string& lines) {
   return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines +
          "END:VEVENT\r\n";
+}
+
+// The accounts' calendars as whole calendar texts, from the VEVENT bodies each holds.
+inline std::vector<std::pair<std::string, std::string>> CalendarTexts(
+    const std::vector<std::pair<std::string, std::string>>& events) {
+  std::vector<std::pair<std::string, std::string>> texts;
+  for (const auto& [account, body] : events) texts.emplace_back(account, Calendar(body));
+  return texts;
+}
+
+// Each account's mailbox in the local store under root, holding the calendar text given.
+inline void FillMailboxes(const std::string& root, const std::string& domain,
+                          const std::vector<std::pair<std::string, std::string>>& calendars) {
+  auto database = LocalStoreDatabase::OpenOrCreate(root, domain);
+  ASSERT_TRUE(database.ok()) << database.status().description();
+  for (const auto& [account, ics] : calendars) {
+    auto folder = (*database)->CreateMailbox(account);
+    ASSERT_TRUE(folder.ok()) << folder.status().description();
+    auto items = ParseCalendar(ics);
+    ASSERT_TRUE(items.ok()) << items.status().description();
+    for (const CalendarItem& item : *items) {
+      ASSERT_TRUE((*database)->Put(*folder, ItemNameOf(item.uid), item.ics).ok());
+    }
+  }
 }
 
 }  // namespace orbitel::data::testing

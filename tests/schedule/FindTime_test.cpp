@@ -72,10 +72,7 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     tzset();
     server_ = std::make_unique<data::testing::RadicaleServer>();
     startup_error_ = server_->Start(kUser, kPassword);
-    for (const auto& [account, events] : kCalendars) {
-      if (!startup_error_.empty()) break;
-      startup_error_ = StoreOnRadicale(account, events);
-    }
+    if (startup_error_.empty()) startup_error_ = server_->StoreSiteCalendars(data::testing::CalendarTexts(kCalendars));
   }
   static void TearDownTestSuite() { server_.reset(); }
 
@@ -137,38 +134,8 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
   static inline std::string startup_error_;
 
  private:
-  static std::string StoreOnRadicale(const std::string& account, const std::string& events) {
-    data::CalDavClient client(data::StoreCredentials{kUser, kPassword});
-    const auto send = [&client](const std::string& method, const std::string& path, const std::string& body = "") {
-      auto answer = client.Send({method, server_->base_url() + path, body, "text/calendar", {}});
-      return answer.ok() ? answer->status : 0;
-    };
-    if (account == kCalendars.front().first && send("MKCOL", "exchange/") != 201) return "no /exchange/";
-    if (send("MKCOL", "exchange/" + account + "/") != 201 || send("MKCALENDAR", "exchange/" + account + "/calendar/") != 201) {
-      return "Radicale made no calendar for " + account;
-    }
-    if (events.empty()) return "";
-    auto items = data::ParseCalendar(Calendar(events));
-    if (!items.ok()) return items.status().description();
-    for (const data::CalendarItem& item : *items) {
-      if (send("PUT", "exchange/" + account + "/calendar/" + item.uid + ".ics", item.ics) != 201) return "PUT " + item.uid;
-    }
-    return "";
-  }
-
   void FillLocalStore() {
-    auto database = data::LocalStoreDatabase::OpenOrCreate((folder_ / "store").string(), kDomain);
-    ASSERT_TRUE(database.ok());
-    for (const auto& [account, events] : kCalendars) {
-      auto folder = (*database)->CreateMailbox(account);
-      ASSERT_TRUE(folder.ok());
-      if (events.empty()) continue;
-      auto items = data::ParseCalendar(Calendar(events));
-      ASSERT_TRUE(items.ok());
-      for (const data::CalendarItem& item : *items) {
-        ASSERT_TRUE((*database)->Put(*folder, data::ItemNameOf(item.uid), item.ics).ok());
-      }
-    }
+    data::testing::FillMailboxes((folder_ / "store").string(), kDomain, data::testing::CalendarTexts(kCalendars));
   }
 };
 
