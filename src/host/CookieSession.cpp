@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "runtime/ErrorNumbers.h"
+#include "runtime/Secrets.h"
 #include "site/SiteFiles.h"
 
 namespace orbitel::host {
@@ -58,16 +59,6 @@ Result<std::filesystem::path> WriteNewKey(const std::filesystem::path& key_file)
 }
 
 }  // namespace
-
-std::string RandomHex(std::size_t bytes) {
-  EnsureSodium();
-  std::vector<unsigned char> buffer(bytes);
-  randombytes_buf(buffer.data(), bytes);
-  std::string text(bytes * 2 + 1, '\0');
-  sodium_bin2hex(text.data(), text.size(), buffer.data(), bytes);
-  text.pop_back();
-  return text;
-}
 
 std::int64_t UnixNow() {
   return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();

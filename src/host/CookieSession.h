@@ -64,9 +64,6 @@ class SessionKeyring {
 // Puts a new random key in the site folder; every session sealed before is over.
 Status RotateSessionKey(const std::filesystem::path& site_folder);
 
-// Random bytes from the system's generator as lower-case hex.
-std::string RandomHex(std::size_t bytes);
-
 // Seconds since the epoch, as sessions record their last use.
 std::int64_t UnixNow();
 

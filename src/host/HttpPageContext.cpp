@@ -1,5 +1,6 @@
 #include "host/HttpPageContext.h"
 
+#include "runtime/Secrets.h"
 #include "site/AccessControl.h"
 
 namespace orbitel::host {

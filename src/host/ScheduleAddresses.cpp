@@ -5,6 +5,7 @@
 
 #include "host/UrlEncodedForm.h"
 #include "runtime/Conversions.h"
+#include "runtime/Secrets.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
@@ -69,7 +70,7 @@ PlainAnswer AnswerScheduleAddress(const std::filesystem::path& site_folder, std:
   // Nobody learns that an address exists without the right to read it.
   const bool signed_in = session && (session->level == site::kUserSession || session->level == site::kAdminSession);
   const schedule::FeedSettings feed = schedule::ReadFeedSettings(site.SitePath);
-  if (!signed_in && !schedule::IsFeedToken(query.Find("token").value_or(""), feed.token)) return Plain(404, "Not found");
+  if (!signed_in && !SameSecret(query.Find("token").value_or(""), feed.token)) return Plain(404, "Not found");
 
   const bool freebusy = path.starts_with(kFreeBusyFolder);
   const std::string account =

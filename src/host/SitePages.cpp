@@ -6,6 +6,7 @@
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
 #include "runtime/Conversions.h"
+#include "runtime/Secrets.h"
 #include "schedule/FeedSettings.h"
 #include "schedule/FindTime.h"
 #include "site/DateHelpers.h"
@@ -94,7 +95,7 @@ void FeedOptionValues(const std::shared_ptr<HttpPageContext>& context, PageValue
   const std::string action = context->PostedAction();
   if (action == "Renew feed token" || action == "Save feed settings") {
     if (action == "Renew feed token") {
-      feed.token = schedule::NewFeedToken();
+      feed.token = RandomHex(32);
     } else {
       feed.private_items = context->RequestText("FeedPrivate") == "Omit" ? schedule::PrivateInFeed::kLeftOut
                                                                          : schedule::PrivateInFeed::kAsBusy;

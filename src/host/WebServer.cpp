@@ -39,6 +39,7 @@
 #include "host/UrlEncodedForm.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/Secrets.h"
 #include "site/AccessControl.h"
 #include "site/SiteState.h"
 
@@ -121,14 +122,6 @@ std::string CookieValue(const char* header, std::string_view name) {
     at = end + 1;
   }
   return "";
-}
-
-bool SameToken(const std::string& a, const std::string& b) {
-  // Compared without stopping at the first difference, so timing tells nothing of the token.
-  if (a.size() != b.size() || a.empty()) return false;
-  unsigned char difference = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
-  return difference == 0;
 }
 
 bool HasControlBytes(std::string_view text) {
@@ -273,7 +266,7 @@ struct WebServer::Impl {
   // Whether the POST carries the form token of the session its cookie holds.
   static bool CarriesFormToken(const site::RequestFields& form, const std::optional<SessionData>& session) {
     const std::optional<std::string> token = form.Find(kFormTokenField);
-    return session && token && SameToken(*token, session->form_token);
+    return session && token && SameSecret(*token, session->form_token);
   }
 
   // Signing out clears the browser's session.

@@ -1,7 +1,5 @@
 #include "schedule/FeedSettings.h"
 
-#include <sys/random.h>
-
 #include <algorithm>
 #include <array>
 
@@ -64,31 +62,6 @@ Status SaveFeedSettings(const std::string& site_path, const FeedSettings& feed) 
   if (status.ok()) status = settings.Update();
   if (status.ok()) status = data::SaveRowsetFile(settings, path);
   return status;
-}
-
-std::string NewFeedToken() {
-  std::array<unsigned char, 32> bytes{};
-  std::size_t filled = 0;
-  while (filled < bytes.size()) {
-    const ssize_t got = getrandom(bytes.data() + filled, bytes.size() - filled, 0);
-    if (got > 0) filled += static_cast<std::size_t>(got);
-  }
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string token;
-  for (unsigned char byte : bytes) {
-    token += kHex[byte >> 4];
-    token += kHex[byte & 15];
-  }
-  return token;
-}
-
-bool IsFeedToken(std::string_view given, std::string_view site_token) {
-  if (site_token.empty() || given.size() != site_token.size()) return false;
-  unsigned char difference = 0;
-  for (std::size_t i = 0; i < given.size(); ++i) {
-    difference |= static_cast<unsigned char>(given[i] ^ site_token[i]);
-  }
-  return difference == 0;
 }
 
 }  // namespace orbitel::schedule

@@ -25,10 +25,4 @@ FeedSettings ReadFeedSettings(const std::string& site_path);
 // Writes both settings into the settings file, under the settings' save lock.
 Status SaveFeedSettings(const std::string& site_path, const FeedSettings& settings);
 
-// A fresh secret: 32 random bytes as 64 hex digits.
-std::string NewFeedToken();
-// Whether the token given in an address is the site's, compared in a time that does not depend
-// on where they differ. An empty site token matches nothing.
-bool IsFeedToken(std::string_view given, std::string_view site_token);
-
 }  // namespace orbitel::schedule

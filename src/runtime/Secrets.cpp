@@ -1,0 +1,34 @@
+#include "runtime/Secrets.h"
+
+#include <sys/random.h>
+
+#include <cerrno>
+#include <vector>
+
+namespace orbitel {
+
+std::string RandomHex(std::size_t bytes) {
+  std::vector<unsigned char> buffer(bytes);
+  std::size_t filled = 0;
+  while (filled < bytes) {
+    const ssize_t got = getrandom(buffer.data() + filled, bytes - filled, 0);
+    if (got > 0) filled += static_cast<std::size_t>(got);
+  }
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(bytes * 2);
+  for (const unsigned char byte : buffer) {
+    text += kHex[byte >> 4];
+    text += kHex[byte & 0x0F];
+  }
+  return text;
+}
+
+bool SameSecret(std::string_view given, std::string_view kept) {
+  if (kept.empty() || given.size() != kept.size()) return false;
+  unsigned char difference = 0;
+  for (std::size_t i = 0; i < given.size(); ++i) difference |= static_cast<unsigned char>(given[i] ^ kept[i]);
+  return difference == 0;
+}
+
+}  // namespace orbitel
