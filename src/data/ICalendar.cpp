@@ -16,17 +16,8 @@
 namespace orbitel::data {
 namespace {
 
-constexpr const char* kProductId = "-//Orbitel//Calendar//EN";
-
 Status SyntaxError(const std::string& what) {
   return Status::Error(errors::kSyntaxError, what);
-}
-
-ical::Component NewCalendar() {
-  ical::Component calendar(icalcomponent_new_vcalendar());
-  icalcomponent_add_property(calendar.get(), icalproperty_new_version("2.0"));
-  icalcomponent_add_property(calendar.get(), icalproperty_new_prodid(kProductId));
-  return calendar;
 }
 
 // The TZIDs an event's properties refer to.
@@ -93,19 +84,6 @@ void SetText(icalcomponent* event, icalproperty_kind kind, const std::string& va
   icalcomponent_add_property(event, property);
 }
 
-icaltimetype LocalDateValue(Date local) {
-  icaltimetype date = icaltime_null_date();
-  date.year = local.Year();
-  date.month = local.Month();
-  date.day = local.Day();
-  return date;
-}
-
-icaltimetype UtcValue(UtcSeconds seconds) {
-  return icaltime_from_timet_with_zone(static_cast<time_t>(seconds), 0,
-                                       icaltimezone_get_utc_timezone());
-}
-
 void SetTimes(icalcomponent* event, const EventTimes& times) {
   RemoveAll(event, ICAL_DTSTART_PROPERTY);
   RemoveAll(event, ICAL_DTEND_PROPERTY);
@@ -116,14 +94,14 @@ void SetTimes(icalcomponent* event, const EventTimes& times) {
     Date end = times.end_local.IsMidnight() ? times.end_local.DatePart()
                                             : times.end_local.AddDays(1).value_or(start).DatePart();
     if (!(end > start)) end = start.AddDays(1).value_or(start);
-    icalcomponent_add_property(event, icalproperty_new_dtstart(LocalDateValue(start)));
-    icalcomponent_add_property(event, icalproperty_new_dtend(LocalDateValue(end)));
+    icalcomponent_add_property(event, icalproperty_new_dtstart(ical::DateValue(start)));
+    icalcomponent_add_property(event, icalproperty_new_dtend(ical::DateValue(end)));
   } else {
     const UtcSeconds start = UtcOfLocal(times.start_local);
     UtcSeconds end = UtcOfLocal(times.end_local);
     if (end < start) end = start;
-    icalcomponent_add_property(event, icalproperty_new_dtstart(UtcValue(start)));
-    icalcomponent_add_property(event, icalproperty_new_dtend(UtcValue(end)));
+    icalcomponent_add_property(event, icalproperty_new_dtstart(ical::UtcValue(start)));
+    icalcomponent_add_property(event, icalproperty_new_dtend(ical::UtcValue(end)));
   }
 }
 
@@ -147,7 +125,7 @@ void SetBusyStatus(icalcomponent* event, const std::string& status) {
 void Stamp(icalcomponent* event) {
   RemoveAll(event, ICAL_DTSTAMP_PROPERTY);
   icalcomponent_add_property(
-      event, icalproperty_new_dtstamp(UtcValue(static_cast<UtcSeconds>(std::time(nullptr)))));
+      event, icalproperty_new_dtstamp(ical::UtcValue(static_cast<UtcSeconds>(std::time(nullptr)))));
 }
 
 void ApplyEdit(icalcomponent* event, const EventEdit& edit) {
@@ -204,7 +182,7 @@ Result<std::vector<CalendarItem>> ParseCalendar(std::string_view text) {
       auto [entry, is_new] = items.try_emplace(uid);
       if (is_new) {
         order.push_back(uid);
-        entry->second.calendar = NewCalendar();
+        entry->second.calendar = ical::NewCalendar();
       }
       CollectZoneIds(event, entry->second.zone_ids);
       icalcomponent_add_component(entry->second.calendar.get(), event);
@@ -218,7 +196,7 @@ Result<std::vector<CalendarItem>> ParseCalendar(std::string_view text) {
   for (const std::string& uid : order) {
     Grouped& grouped = items.at(uid);
     // VTIMEZONEs first, as other clients expect to meet them before the events.
-    ical::Component ordered = NewCalendar();
+    ical::Component ordered = ical::NewCalendar();
     std::vector<icalcomponent*> zones, events;
     for (icalcomponent* c = icalcomponent_get_first_component(grouped.calendar.get(), ICAL_ANY_COMPONENT);
          c != nullptr; c = icalcomponent_get_next_component(grouped.calendar.get(), ICAL_ANY_COMPONENT)) {
@@ -234,7 +212,7 @@ Result<std::vector<CalendarItem>> ParseCalendar(std::string_view text) {
 }
 
 std::string JoinCalendar(const std::vector<std::string>& items) {
-  ical::Component joined = NewCalendar();
+  ical::Component joined = ical::NewCalendar();
   std::vector<icalcomponent*> events;
   std::set<std::string> zones_added;
   for (const std::string& ics : items) {
@@ -259,7 +237,7 @@ std::string JoinCalendar(const std::vector<std::string>& items) {
 }
 
 std::string NewEventCalendar(const std::string& uid, const EventEdit& edit) {
-  ical::Component calendar = NewCalendar();
+  ical::Component calendar = ical::NewCalendar();
   icalcomponent* event = icalcomponent_new_vevent();
   icalcomponent_set_uid(event, uid.c_str());
   icalcomponent_add_component(calendar.get(), event);

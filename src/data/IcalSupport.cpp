@@ -181,4 +181,23 @@ const char* XPropertyValue(icalcomponent* event, const char* name) {
   return nullptr;
 }
 
+Component NewCalendar() {
+  Component calendar(icalcomponent_new_vcalendar());
+  icalcomponent_add_property(calendar.get(), icalproperty_new_version("2.0"));
+  icalcomponent_add_property(calendar.get(), icalproperty_new_prodid("-//Orbitel//Calendar//EN"));
+  return calendar;
+}
+
+icaltimetype UtcValue(UtcSeconds seconds) {
+  return icaltime_from_timet_with_zone(static_cast<time_t>(seconds), 0, icaltimezone_get_utc_timezone());
+}
+
+icaltimetype DateValue(Date day) {
+  icaltimetype date = icaltime_null_date();
+  date.year = day.Year();
+  date.month = day.Month();
+  date.day = day.Day();
+  return date;
+}
+
 }  // namespace orbitel::data::ical

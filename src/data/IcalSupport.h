@@ -41,4 +41,11 @@ icalcomponent* MasterEvent(icalcomponent* calendar);
 // An X- property's value by name (ASCII case ignored); null when absent.
 const char* XPropertyValue(icalcomponent* event, const char* name);
 
+// An empty VCALENDAR of this program: VERSION 2.0 and its PRODID.
+Component NewCalendar();
+// The moment as an iCalendar UTC time.
+icaltimetype UtcValue(UtcSeconds seconds);
+// The day as an iCalendar date.
+icaltimetype DateValue(Date day);
+
 }  // namespace orbitel::data::ical

@@ -1,7 +1,7 @@
 #include "schedule/CalendarFeed.h"
 
+#include "data/IcalSupport.h"
 #include "schedule/BusyPeriods.h"
-#include "schedule/IcalWriting.h"
 
 namespace orbitel::schedule {
 
@@ -10,19 +10,19 @@ namespace {
 std::string UidOf(const ScheduleItem& item) {
   if (!item.recurrence_id) return item.uid;
   // One VEVENT an occurrence: its own UID, so a program keeps them apart.
-  return item.uid + "-" + icaltime_as_ical_string(UtcTime(*item.recurrence_id));
+  return item.uid + "-" + icaltime_as_ical_string(data::ical::UtcValue(*item.recurrence_id));
 }
 
 icalcomponent* EventOf(const ScheduleItem& item, UtcSeconds now) {
   icalcomponent* event = icalcomponent_new_vevent();
   icalcomponent_add_property(event, icalproperty_new_uid(UidOf(item).c_str()));
-  icalcomponent_add_property(event, icalproperty_new_dtstamp(UtcTime(now)));
+  icalcomponent_add_property(event, icalproperty_new_dtstamp(data::ical::UtcValue(now)));
   if (item.all_day) {
-    icalcomponent_add_property(event, icalproperty_new_dtstart(LocalDate(item.start)));
-    icalcomponent_add_property(event, icalproperty_new_dtend(LocalDate(item.end)));
+    icalcomponent_add_property(event, icalproperty_new_dtstart(data::ical::DateValue(data::LocalOfUtc(item.start))));
+    icalcomponent_add_property(event, icalproperty_new_dtend(data::ical::DateValue(data::LocalOfUtc(item.end))));
   } else {
-    icalcomponent_add_property(event, icalproperty_new_dtstart(UtcTime(item.start)));
-    icalcomponent_add_property(event, icalproperty_new_dtend(UtcTime(item.end)));
+    icalcomponent_add_property(event, icalproperty_new_dtstart(data::ical::UtcValue(item.start)));
+    icalcomponent_add_property(event, icalproperty_new_dtend(data::ical::UtcValue(item.end)));
   }
   if (item.IsPrivate()) {
     icalcomponent_add_property(event, icalproperty_new_summary("Busy"));
@@ -49,7 +49,8 @@ icalcomponent* EventOf(const ScheduleItem& item, UtcSeconds now) {
 
 std::string FeedText(const std::string& calendar_name, const std::vector<ScheduleItem>& items,
                      PrivateInFeed private_items, UtcSeconds now) {
-  data::ical::Component calendar = PublishedCalendar();
+  data::ical::Component calendar = data::ical::NewCalendar();
+  icalcomponent_add_property(calendar.get(), icalproperty_new_method(ICAL_METHOD_PUBLISH));
   icalproperty* name = icalproperty_new_x(calendar_name.c_str());
   icalproperty_set_x_name(name, "X-WR-CALNAME");
   icalcomponent_add_property(calendar.get(), name);
