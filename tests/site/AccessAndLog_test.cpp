@@ -39,13 +39,6 @@ TEST_F(AccessTest, LevelsAdmitExactSessionValues) {
   }
 }
 
-TEST_F(AccessTest, RedirectNamesThePageAlone) {
-  context_->SetSession("SessionID", "User");
-  CheckAccess(kAdminLevel, "CalendarItem.asp");
-  ASSERT_EQ(context_->redirects().size(), 1u);
-  EXPECT_EQ(context_->redirects()[0], "CalendarLogin.asp?ReturnUrl=CalendarItem.asp");
-}
-
 class ErrorLogTest : public SiteFixture {};
 
 TEST_F(ErrorLogTest, LineLayoutIsQuotedAndEndsWithCrLf) {
