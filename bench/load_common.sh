@@ -36,3 +36,20 @@ sign_in() {
   curl -s -o /dev/null -c "$jar" -b "$jar" --data "FormToken=$token&cstrUserName=team&cstrPassword=team&action=Login" "${address}CalendarLogin.asp"
   awk '$6 == "orbitel_session" { print $6 "=" $7 }' "$jar"
 }
+
+# A site of n people: the demo's files, a directory of n accounts, everyone included on the
+# first page (FirstTime), the demo appointments for all.
+make_team_site() {
+  local n=$1 site="$work/site-$1"
+  cp -r "$work/data/orbitel/demo" "$site"
+  rm -rf "$site/store"
+  {
+    printf 'version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: domain\ndc: ORBITEL\n\n'
+    for i in $(seq "$n"); do
+      printf 'dn: CN=Person %s,DC=ORBITEL,DC=DEMO\nobjectClass: user\ncn: Person %s\n' "$i" "$i"
+      printf 'displayName: Person %s\nsAMAccountName: person%s\nuserAccountControl: 512\n\n' "$i" "$i"
+    done
+  } >"$site/directory.ldif"
+  sed -i "s/FirstTime='No'/FirstTime='Yes'/" "$site/OrbitelSettings.xml"
+  "$binary" store --store-root "$site/store" demo orbitel.demo "$site/directory.ldif" >/dev/null
+}

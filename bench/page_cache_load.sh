@@ -18,23 +18,6 @@ need_tools wrk nginx curl python3
 # The demo site, made once by a first start.
 make_demo_site
 
-# A site of n people: the demo's files, a directory of n accounts, everyone included on the
-# first page (FirstTime), the demo appointments for all.
-make_site() {
-  local n=$1 site="$work/site-$1"
-  cp -r "$work/data/orbitel/demo" "$site"
-  rm -rf "$site/store"
-  {
-    printf 'version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: domain\ndc: ORBITEL\n\n'
-    for i in $(seq "$n"); do
-      printf 'dn: CN=Person %s,DC=ORBITEL,DC=DEMO\nobjectClass: user\ncn: Person %s\n' "$i" "$i"
-      printf 'displayName: Person %s\nsAMAccountName: person%s\nuserAccountControl: 512\n\n' "$i" "$i"
-    done
-  } >"$site/directory.ldif"
-  sed -i "s/FirstTime='No'/FirstTime='Yes'/" "$site/OrbitelSettings.xml"
-  "$binary" store --store-root "$site/store" demo orbitel.demo "$site/directory.ldif" >/dev/null
-}
-
 serve() {
   local site=$1 port=$2; shift 2
   "$binary" serve --site "$site" --listen "127.0.0.1:$port" "$@" >"$work/orbitel-$port.log" 2>&1 &
@@ -63,7 +46,7 @@ measure() {
 echo "| people | server | Accept-Encoding | bytes sent | one request | requests/s | p99 under load |"
 echo "|---|---|---|---|---|---|---|"
 for n in "${sizes[@]}"; do
-  make_site "$n"
+  make_team_site "$n"
   cached=$(free_port); serve "$work/site-$n" "$cached"
   uncached=$(free_port); serve "$work/site-$n" "$uncached" --page-cache 0
   cookie=$(sign_in "http://127.0.0.1:$cached/")

@@ -1,16 +1,12 @@
 #include "host/PageSources.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "data/LocalStoreDatabase.h"
 #include "directory/LdifDirectory.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
-#include "runtime/FileStamp.h"
-#include "site/SiteFiles.h"
 #include "site/SiteServices.h"
-#include "host/SiteTemplates.h"
 
 namespace orbitel::host {
 
@@ -21,44 +17,61 @@ void AppendNumber(std::string& fingerprint, long long number) {
   fingerprint += ';';
 }
 
-// Each domain's count of changes and the stamps of its database and write-ahead log: the count
-// notices every write, the stamps a database put back whole from a backup.
-bool AppendStore(std::string& fingerprint) {
+}  // namespace
+
+std::optional<std::string> PageSources::Fingerprint(bool follows_the_clock) {
+  const auto* file = dynamic_cast<const directory::LdifDirectory*>(site::Services().directory.get());
+  if (site::Services().directory && !file) return std::nullopt;
   const std::filesystem::path& root = site::Services().store_root;
-  std::error_code error;
+
+  std::string fingerprint;
   std::vector<std::string> domains;
-  for (const auto& entry : std::filesystem::directory_iterator(root, error)) {
-    const std::string domain = entry.path().filename().string();
-    if (std::filesystem::exists(data::LocalStoreDatabase::PathOf(root.string(), domain), error)) domains.push_back(domain);
+  {
+    std::lock_guard lock(mutex_);
+    std::optional<std::uint64_t> changes = watch_ ? watch_->Changes() : std::nullopt;
+    if (!changes) {
+      std::vector<std::string> folders = {site_folder_.string(), (site_folder_ / "templates").string(), root.string()};
+      if (file) folders.push_back(std::filesystem::absolute(file->path()).parent_path().string());
+      watch_ = FolderWatch::Start(folders);
+      if (!watch_) return std::nullopt;
+      ++watches_started_;
+      listed_at_.reset();
+      changes = watch_->Changes();
+      if (!changes) return std::nullopt;
+    }
+    // The store root's watch sees a domain added or removed; each domain folder's, its database
+    // put back from a backup. A domain added while listing shows as a change next time.
+    if (listed_at_ != changes) {
+      domains_.clear();
+      std::error_code error;
+      for (const auto& entry : std::filesystem::directory_iterator(root, error)) {
+        if (!entry.is_directory(error)) continue;
+        if (!watch_->Add(entry.path().string())) {
+          watch_.reset();
+          return std::nullopt;
+        }
+        const std::string domain = entry.path().filename().string();
+        if (std::filesystem::exists(data::LocalStoreDatabase::PathOf(root.string(), domain), error)) {
+          domains_.push_back(domain);
+        }
+      }
+      std::sort(domains_.begin(), domains_.end());
+      listed_at_ = changes;
+    }
+    AppendNumber(fingerprint, static_cast<long long>(watches_started_));
+    AppendNumber(fingerprint, static_cast<long long>(*changes));
+    domains = domains_;
   }
-  std::sort(domains.begin(), domains.end());
+
   for (const std::string& domain : domains) {
     auto database = data::LocalStoreDatabase::Open(root.string(), domain);
-    if (!database.ok()) return false;
+    if (!database.ok()) return std::nullopt;
     Result<std::int64_t> changes = (*database)->ChangeCount();
-    if (!changes.ok()) return false;
-    const std::string path = data::LocalStoreDatabase::PathOf(root.string(), domain);
+    if (!changes.ok()) return std::nullopt;
     fingerprint += domain;
     fingerprint += ';';
     AppendNumber(fingerprint, *changes);
-    AppendStamp(fingerprint, StampOf(path));
-    AppendStamp(fingerprint, StampOf(path + "-wal"));
   }
-  return true;
-}
-
-}  // namespace
-
-std::optional<std::string> PageSourcesFingerprint(const std::filesystem::path& site_folder, bool follows_the_clock) {
-  std::string fingerprint;
-  const auto* file = dynamic_cast<const directory::LdifDirectory*>(site::Services().directory.get());
-  if (site::Services().directory && !file) return std::nullopt;
-  if (file) AppendStamp(fingerprint, StampOf(file->path()));
-  const std::string folder = site_folder.string() + "/";
-  AppendStamp(fingerprint, StampOf(site::files::InSite(folder, site::files::kSettings)));
-  AppendStamp(fingerprint, StampOf(site::files::InSite(folder, site::files::kUsers)));
-  fingerprint += TemplatesFingerprint(site_folder);
-  if (!AppendStore(fingerprint)) return std::nullopt;
 
   const Date now = site::Now();
   AppendNumber(fingerprint, static_cast<long long>(now.DatePart().serial()));

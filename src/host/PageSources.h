@@ -1,18 +1,39 @@
 #pragma once
 // What a page shared by the visitors of a sign-in level is made from, summed up in a
-// fingerprint that changes whenever any of it does: the settings and users files, the
-// directory file, the page templates, every domain database of the local store (its count of
-// changes, which every writer bumps, and its files), today's date and, for the now page, the
-// hour and half hour it shows. A few stats and one small query a domain; safe from any thread.
+// fingerprint that changes whenever any of it does: the files of the site folder (settings,
+// users, the directory file) and of its templates folder, every domain database of the local
+// store (its count of changes, which every writer bumps), today's date and, for the now page,
+// the hour and half hour it shows. The folders are watched (FolderWatch), so a fingerprint
+// costs one read of the watch and one small query a domain. One per site; safe from any thread.
 
+#include <cstdint>
 #include <filesystem>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "runtime/FolderWatch.h"
 
 namespace orbitel::host {
 
-// nullopt when a source cannot be watched, so the page is not kept: an LDAP directory (its
-// people change there unseen) or a store database that cannot be read.
-std::optional<std::string> PageSourcesFingerprint(const std::filesystem::path& site_folder, bool follows_the_clock);
+class PageSources {
+ public:
+  explicit PageSources(std::filesystem::path site_folder) : site_folder_(std::move(site_folder)) {}
+
+  // For the site the calling thread answers for. nullopt when a source cannot be watched, so
+  // the page is not kept: an LDAP directory (its people change there unseen), folders the
+  // system cannot watch, a store database that cannot be read.
+  std::optional<std::string> Fingerprint(bool follows_the_clock);
+
+ private:
+  const std::filesystem::path site_folder_;
+  std::mutex mutex_;
+  std::unique_ptr<FolderWatch> watch_;
+  std::uint64_t watches_started_ = 0;  // a new watch counts its changes from 0 again
+  std::optional<std::uint64_t> listed_at_;  // the watch's count when the domains were listed
+  std::vector<std::string> domains_;        // those with a database
+};
 
 }  // namespace orbitel::host

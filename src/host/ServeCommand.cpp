@@ -218,7 +218,7 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
     auto stores = std::make_shared<data::StoreSettings>(services->store_root.string());
     stores->credentials = store_credentials;
     stores->caldav_mirror = true;
-    sites.push_back(ServedSite{name, site_folder, std::move(services), std::move(stores), {}});
+    sites.push_back(ServedSite{name, site_folder, std::move(services), std::move(stores), {}, {}});
   }
   if (sites.empty()) {
     return Status::Error(1, "the sites folder " + folder.string() +

@@ -16,6 +16,7 @@
 
 namespace orbitel::host {
 
+class PageSources;
 class SessionKeyring;
 
 struct ServedSite {
@@ -27,6 +28,8 @@ struct ServedSite {
   std::shared_ptr<const data::StoreSettings> stores;
   // Read or made when the server binds its address.
   std::shared_ptr<SessionKeyring> keyring;
+  // What the site's kept pages are made from; made with the keyring.
+  std::shared_ptr<PageSources> sources;
 };
 
 // Binds the calling thread to a site's services and stores for as long as it lives.

@@ -120,10 +120,6 @@ LoadedTemplates& Loaded(const std::filesystem::path& folder) {
 
 }  // namespace
 
-std::string TemplatesFingerprint(const std::filesystem::path& site_folder) {
-  return ListTemplates(site_folder / "templates").fingerprint;
-}
-
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
                                    const PageValues& values) {
   const std::filesystem::path folder = site_folder / "templates";

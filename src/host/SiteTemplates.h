@@ -19,9 +19,6 @@ struct PageValues {
   std::map<std::string, bool> flags;  // for "{{#SignedIn}}...{{/SignedIn}}" sections
 };
 
-// What the templates folder holds now: equal fingerprints mean the same files, unchanged.
-std::string TemplatesFingerprint(const std::filesystem::path& site_folder);
-
 // The rendered page; an error naming the file when the template is missing or broken.
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
                                    const PageValues& values);

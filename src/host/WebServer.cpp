@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <microhttpd.h>
 #include <netdb.h>
 #include <sys/resource.h>
@@ -56,6 +57,8 @@ constexpr unsigned kConnectionTimeoutSeconds = 15;
 // Requests that may wait for a request thread beyond those being answered; past that a burst
 // is answered 503 at once.
 constexpr std::size_t kMaxWaitingRequests = 2048;
+// Making a page this large leaves several times its size free in the allocator's arenas.
+constexpr std::size_t kLargePageBytes = 256 << 10;
 // How long a stopping server waits for the answers it still owes.
 constexpr auto kStopGrace = std::chrono::seconds(5);
 constexpr const char* kPageLoginName = "CalendarLogin.asp";
@@ -95,6 +98,7 @@ struct Exchange {
   std::string level = "none";  // the visitor's sign-in, for the access log
   int status = 0;
   std::size_t bytes = 0;
+  std::size_t made_bytes = 0;  // the page's text when made for this request
   SteadyClock::time_point began = SteadyClock::now();
 };
 
@@ -295,7 +299,7 @@ struct WebServer::Impl {
     std::string kept_key, kept_level, sources;
     if (!posted && page.same_for_level && pages->enabled() && session &&
         (session->level == site::kUserSession || session->level == site::kAdminSession)) {
-      if (std::optional<std::string> fingerprint = PageSourcesFingerprint(exchange.site->folder, page.follows_the_clock)) {
+      if (std::optional<std::string> fingerprint = exchange.site->sources->Fingerprint(page.follows_the_clock)) {
         kept_level = session->level;
         kept_key = PageCache::KeyOf(exchange.site->folder.string(), page.name, query_text, kept_level);
         sources = std::move(*fingerprint);
@@ -314,6 +318,9 @@ struct WebServer::Impl {
                                                      (exchange.site->folder / page.name).string(), std::move(session));
     PageValues values;
     page.run(context, values);
+    // The grid is in the page's values now: a request thread keeps no page-sized text from one
+    // request to the next (32 threads would each hold the largest page they ever made).
+    std::string().swap(site::Site().CalendarHtml);  // assigning an empty string keeps the buffer
     if (signing_in && throttle.Record(exchange.client, context->redirect().has_value(), SteadyClock::now())) {
       Log(settings.error_log, "orbitel: wrong passwords from " + exchange.client +
                                   ": its further sign-ins are slowed down");
@@ -357,6 +364,7 @@ struct WebServer::Impl {
       failed.headers = std::move(answer.headers);
       return failed;
     }
+    exchange.made_bytes = html->size();
     if (keeping) {
       std::shared_ptr<const SharedPage> made = SharedPage::Make(*html, PageCache::TokenPlaceholder());
       pages->Keep(kept_key, std::move(sources), made);
@@ -624,9 +632,13 @@ void OnEnded(void* cls, MHD_Connection*, void** request, MHD_RequestTerminationC
   if (!exchange) return;
   auto* impl = static_cast<WebServer::Impl*>(cls);
   impl->LogExchange(*exchange);
+  const bool large = exchange->made_bytes >= kLargePageBytes;
   delete exchange;
   *request = nullptr;
   impl->exchanges--;
+  // Making a large page leaves megabytes free in the allocator's arenas, kept there unless
+  // handed back: the process would otherwise stay at the size of its busiest moment.
+  if (large) malloc_trim(0);
 }
 
 // As many connections as the process may hold files, less a margin for the site's own.
@@ -647,7 +659,7 @@ WebServer::WebServer(ServerSettings settings) : impl_(std::make_unique<Impl>()) 
   impl_->settings = std::move(settings);
   impl_->many_sites = !impl_->settings.sites.empty();
   impl_->sites = impl_->many_sites ? std::move(impl_->settings.sites)
-                                   : std::vector<ServedSite>{ServedSite{"", impl_->settings.site_folder, {}, {}, {}}};
+                                   : std::vector<ServedSite>{ServedSite{"", impl_->settings.site_folder, {}, {}, {}, {}}};
 }
 
 WebServer::~WebServer() {
@@ -667,6 +679,7 @@ Result<int> WebServer::Bind() {
       return keyring.status();
     }
     site.keyring = *keyring;
+    site.sources = std::make_shared<PageSources>(site.folder);
   }
   return port;
 }
