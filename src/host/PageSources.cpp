@@ -6,6 +6,7 @@
 #include "directory/LdifDirectory.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
+#include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 
 namespace orbitel::host {
@@ -32,7 +33,8 @@ std::optional<std::string> PageSources::Fingerprint(bool follows_the_clock) {
     if (!changes) {
       std::vector<std::string> folders = {site_folder_.string(), (site_folder_ / "templates").string(), root.string()};
       if (file) folders.push_back(std::filesystem::absolute(file->path()).parent_path().string());
-      watch_ = FolderWatch::Start(folders);
+      // The error log of the site folder grows with every error logged, which changes no page.
+      watch_ = FolderWatch::Start(folders, {site::files::kErrorLog});
       if (!watch_) return std::nullopt;
       ++watches_started_;
       listed_at_.reset();

@@ -3,7 +3,9 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 namespace orbitel {
 
@@ -18,10 +20,11 @@ constexpr std::uint32_t kWatchGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED 
 
 }  // namespace
 
-std::unique_ptr<FolderWatch> FolderWatch::Start(const std::vector<std::string>& folders) {
+std::unique_ptr<FolderWatch> FolderWatch::Start(const std::vector<std::string>& folders,
+                                                std::vector<std::string> unheeded) {
   const int descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   if (descriptor < 0) return nullptr;
-  std::unique_ptr<FolderWatch> watch(new FolderWatch(descriptor));
+  std::unique_ptr<FolderWatch> watch(new FolderWatch(descriptor, std::move(unheeded)));
   for (const std::string& folder : folders) {
     if (!watch->Add(folder)) return nullptr;
   }
@@ -43,10 +46,11 @@ std::optional<std::uint64_t> FolderWatch::Changes() {
     const ssize_t got = ::read(descriptor_, events, sizeof events);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;
-    ++changes_;
     for (ssize_t at = 0; at < got;) {
       const auto* event = reinterpret_cast<const inotify_event*>(events + at);
       if (event->mask & kWatchGone) lost_ = true;
+      const std::string_view name = event->len > 0 ? std::string_view(event->name) : std::string_view();
+      if (std::find(unheeded_.begin(), unheeded_.end(), name) == unheeded_.end()) ++changes_;
       at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
     }
   }

@@ -16,7 +16,9 @@ namespace orbitel {
 class FolderWatch {
  public:
   // nullptr when the folders cannot be watched (a folder missing, the system's watches used up).
-  static std::unique_ptr<FolderWatch> Start(const std::vector<std::string>& folders);
+  // Files named in `unheeded` (a log the watcher's own work appends to) change nothing.
+  static std::unique_ptr<FolderWatch> Start(const std::vector<std::string>& folders,
+                                            std::vector<std::string> unheeded = {});
   ~FolderWatch();
   FolderWatch(const FolderWatch&) = delete;
   FolderWatch& operator=(const FolderWatch&) = delete;
@@ -29,9 +31,11 @@ class FolderWatch {
   std::optional<std::uint64_t> Changes();
 
  private:
-  explicit FolderWatch(int descriptor) : descriptor_(descriptor) {}
+  FolderWatch(int descriptor, std::vector<std::string> unheeded)
+      : descriptor_(descriptor), unheeded_(std::move(unheeded)) {}
 
   const int descriptor_;
+  const std::vector<std::string> unheeded_;
   std::mutex mutex_;
   std::uint64_t changes_ = 0;
   bool lost_ = false;

@@ -19,7 +19,7 @@ void Write(const fs::path& file, const char* text) { std::ofstream(file) << text
 TEST(FolderWatch, HearsEveryKindOfChangeAndNothingElse) {
   const fs::path folder = testing::MakeTempFolder("orbitel-watch");
   Write(folder / "settings.xml", "old");
-  auto watch = FolderWatch::Start({folder.string()});
+  auto watch = FolderWatch::Start({folder.string()}, {"Errorfile.Log"});
   ASSERT_TRUE(watch);
   const std::pair<const char*, std::function<void()>> changes[] = {
       {"written in place", [&] { Write(folder / "settings.xml", "new"); }},
@@ -29,7 +29,8 @@ TEST(FolderWatch, HearsEveryKindOfChangeAndNothingElse) {
   };
   std::optional<std::uint64_t> before = watch->Changes();
   for (const auto& [what, change] : changes) {
-    std::ifstream(folder / "settings.xml").get();  // reading is no change
+    std::ifstream(folder / "settings.xml").get();  // reading is no change, nor a line logged
+    std::ofstream(folder / "Errorfile.Log", std::ios::app) << what << "\n";
     EXPECT_EQ(watch->Changes(), before) << "before: " << what;
     change();
     const std::optional<std::uint64_t> after = watch->Changes();
