@@ -1,7 +1,11 @@
 #include "host/SitePages.h"
 
 #include <array>
+#include <optional>
+#include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "admin/Options.h"
 #include "host/AppointmentPage.h"
@@ -12,6 +16,7 @@
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
 #include "site/ErrorLog.h"
+#include "site/SettingsFields.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 #include "views/personal/PerDay.h"
@@ -112,6 +117,43 @@ void FeedOptionValues(const std::shared_ptr<HttpPageContext>& context, PageValue
   values.text["FeedPrivateOmitChecked"] = left_out ? "checked" : "";
 }
 
+// The calendar mirror's settings on the options page: seconds between refreshes and the days it
+// holds around today. Numbers out of range are refused with their range, and nothing is saved.
+void MirrorOptionValues(const std::shared_ptr<HttpPageContext>& context, PageValues& values) {
+  const site::SiteState& site = site::Site();
+  struct Shown {
+    const site::WholeNumberField& field;
+    const char* what;
+    int value;
+  } shown[] = {{site::kMirrorInterval, "The seconds between refreshes", site.MirrorInterval},
+               {site::kMirrorDaysBack, "The days kept before today", site.MirrorDaysBack},
+               {site::kMirrorDaysAhead, "The days kept after today", site.MirrorDaysAhead}};
+  if (context->PostedAction() == "Save mirror settings") {
+    std::vector<std::pair<std::string, std::string>> posted;
+    std::string refused;
+    for (const Shown& one : shown) {
+      const std::optional<int> number = site::WholeNumberIn(context->RequestText(one.field.field), one.field);
+      if (!number && refused.empty()) {
+        refused = std::string("Status: Not saved. ") + one.what + " must be a whole number from " +
+                  std::to_string(one.field.lowest) + " to " + std::to_string(one.field.highest) + ".";
+      }
+      if (number) posted.emplace_back(one.field.field, std::to_string(*number));
+    }
+    Status saved = Status::Ok();
+    if (refused.empty()) {
+      saved = site::SaveSettingsFields(site.SitePath, posted);
+      if (!saved.ok()) site::WriteErrorLog("Options.SaveMirrorSettings", saved);
+    }
+    values.text["MirrorSaved"] = !refused.empty() ? refused
+                                 : saved.ok()     ? "Status: Saved"
+                                                  : "Status: Error Saving. Please check permissions on the xml files.";
+    if (refused.empty() && saved.ok()) {
+      for (std::size_t i = 0; i < posted.size(); ++i) shown[i].value = std::stoi(posted[i].second);
+    }
+  }
+  for (const Shown& one : shown) values.text[one.field.field] = std::to_string(one.value);
+}
+
 // The options page: saving the posted settings, the form with the current ones and the people
 // to include; or, when asked, the installation check alone (it ends the sign-in, so the form
 // would only send the administrator to sign in again).
@@ -148,6 +190,7 @@ void OptionsPage(const std::shared_ptr<HttpPageContext>& context, PageValues& va
   values.text["ShowLocationChecked"] = page.ShowLocation(true);
   values.text["HideLocationChecked"] = page.ShowLocation(false);
   FeedOptionValues(context, values);
+  MirrorOptionValues(context, values);
   values.text["FormToken"] = context->FormToken();
 }
 

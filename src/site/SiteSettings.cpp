@@ -16,22 +16,14 @@ namespace orbitel::site {
 
 namespace {
 
-constexpr int kDefaultMirrorInterval = 60;
-constexpr int kDefaultMirrorDaysBack = 365;
-constexpr int kDefaultMirrorDaysAhead = 730;
-
 // The directory's answer when this computer belongs to no domain.
 constexpr long kNoDomain = -2147023541;
 
-// A setting of a whole number from lowest to highest; the fallback when the file has none or
-// another value.
-int WholeNumberSetting(data::Recordset& settings, const char* name, int lowest, int highest, int fallback) {
-  auto field = settings.Field(name);
-  if (!field.ok()) return fallback;
-  const std::string text = Trim(field->Text());
-  if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) return fallback;
-  const int number = std::stoi(text);
-  return number >= lowest && number <= highest ? number : fallback;
+// The setting's number; its fallback when the file has none or another value.
+int WholeNumberSetting(data::Recordset& settings, const WholeNumberField& field) {
+  auto value = settings.Field(field.field);
+  if (!value.ok()) return field.fallback;
+  return WholeNumberIn(value->Text(), field).value_or(field.fallback);
 }
 
 Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
@@ -55,9 +47,9 @@ Status ReadSettingsRow(data::Recordset& settings, SiteState& site) {
   site.ExchangeViaBackoffice = *flag;
   // Settings files from before the mirror have no interval or window, and keep the defaults; so
   // does one that is not a whole number of seconds from 10 to a day, or of days up to ten years.
-  site.MirrorInterval = WholeNumberSetting(settings, "MirrorInterval", 10, 86400, kDefaultMirrorInterval);
-  site.MirrorDaysBack = WholeNumberSetting(settings, "MirrorDaysBack", 0, 3660, kDefaultMirrorDaysBack);
-  site.MirrorDaysAhead = WholeNumberSetting(settings, "MirrorDaysAhead", 1, 3660, kDefaultMirrorDaysAhead);
+  site.MirrorInterval = WholeNumberSetting(settings, kMirrorInterval);
+  site.MirrorDaysBack = WholeNumberSetting(settings, kMirrorDaysBack);
+  site.MirrorDaysAhead = WholeNumberSetting(settings, kMirrorDaysAhead);
   return Status::Ok();
 }
 
@@ -147,6 +139,16 @@ Status LookUpDomain(SiteState& site) {
 }
 
 }  // namespace
+
+std::optional<int> WholeNumberIn(std::string_view text, const WholeNumberField& field) {
+  const std::string digits = Trim(text);
+  if (digits.empty() || digits.size() > 5 || digits.find_first_not_of("0123456789") != std::string::npos) {
+    return std::nullopt;
+  }
+  const int number = std::stoi(digits);
+  if (number < field.lowest || number > field.highest) return std::nullopt;
+  return number;
+}
 
 std::string ComputerName() {
   char buffer[256] = {};
