@@ -1,7 +1,8 @@
 // The team month's store round over CalDAV, as a request runs it: GetUsersCalender for 40
 // included users of 30 appointments each on a real Radicale server the benchmark starts on this
 // computer, November 2003 in New York's standard time. Once with the folder opens and period
-// queries fetched ahead at once, once asked one by one. On the loopback a round trip costs next
+// queries fetched ahead at once, once asked one by one, and beside them the same month's reports
+// sent by a plain client one after another. On the loopback a round trip costs next
 // to nothing and the server's own time is all there is to measure (and one Radicale process
 // answers a few requests at once more slowly than one after another); over a real network
 // every round trip fetching ahead saves is worth a network latency.
@@ -21,6 +22,7 @@
 #include "calendar/UserCalendar.h"
 #include "data/CalDavClient.h"
 #include "data/CalDavStore.h"
+#include "data/CalDavXml.h"
 #include "data/StoreProvider.h"
 #include "runtime/Date.h"
 #include "site/Clock.h"
@@ -55,6 +57,7 @@ class TeamServer {
     if (std::string error = server_.Start(kUser, kPassword); !error.empty()) Fail(error);
     const data::StoreCredentials account{kUser, kPassword};
     const std::string base = server_.base_url() + "exchange/";
+    base_url_ = base;
     Expect(data::SendAll({{"MKCOL", base, "", "", {}}}, account, 1, kFillBytes), 201);
     std::vector<data::HttpRequest> people;
     std::vector<data::HttpRequest> calendars;
@@ -103,6 +106,19 @@ class TeamServer {
     return busy;
   }
 
+  // The same month's calendar-query reports a plain client would send, one person after
+  // another on one connection, with nothing before them: what Orbitel's page is measured against.
+  void PlainReports() {
+    const data::UtcSeconds start = data::UtcOfDate(*Date::FromParts(2003, 10, 24));
+    const data::UtcSeconds end = data::UtcOfDate(*Date::FromParts(2003, 12, 3));
+    const std::string body = data::CalendarQueryRequest(start, end);
+    for (const std::string& user : users_) {
+      const std::string url = base_url_ + user.substr(0, user.find('|')) + "/calendar/";
+      Result<data::HttpResponse> answer = client_.Send({"REPORT", url, body, "application/xml; charset=utf-8", {"Depth: 1"}});
+      if (!answer.ok() || answer->status != 207) Fail("the plain report of " + url + " failed");
+    }
+  }
+
  private:
   static void Expect(const std::vector<Result<data::HttpResponse>>& answers, long status) {
     for (const auto& answer : answers) {
@@ -112,6 +128,8 @@ class TeamServer {
   }
 
   data::testing::RadicaleServer server_;
+  std::string base_url_;
+  data::CalDavClient client_{data::StoreCredentials{kUser, kPassword}};
   std::filesystem::path folder_;
   site::UserList users_;
 };
@@ -134,9 +152,17 @@ void Round(benchmark::State& state, bool fetch_ahead) {
 }
 
 void BM_CalDavTeamMonthFetchedAhead(benchmark::State& state) { Round(state, true); }
+void BM_PlainReportsOneByOne(benchmark::State& state) {
+  TeamServer& server = Server();
+  for (auto _ : state) server.PlainReports();
+}
 void BM_CalDavTeamMonthOneByOne(benchmark::State& state) { Round(state, false); }
 
 BENCHMARK(BM_CalDavTeamMonthFetchedAhead)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_PlainReportsOneByOne)
     ->Unit(benchmark::kMillisecond)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);

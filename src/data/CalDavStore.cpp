@@ -1,9 +1,12 @@
 #include "data/CalDavStore.h"
 
 #include <atomic>
+#include <chrono>
 #include <limits>
 #include <map>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -78,6 +81,33 @@ bool IsHttpUrl(std::string_view url) {
 }
 
 bool IsSuccess(long status) { return status >= 200 && status <= 299; }
+
+// Folders a PROPFIND found to be calendar collections with the store account's credentials,
+// and when: a calendar stays one, so for a while its opens skip the PROPFIND and a page asks one
+// request a person. A calendar removed meanwhile fails its period query instead, with the same
+// message; other credentials are asked afresh, so a refused account still fails its open.
+constexpr auto kCalendarKnownFor = std::chrono::seconds(60);
+std::mutex known_mutex;
+std::map<std::string, std::chrono::steady_clock::time_point> known_calendars;
+
+std::string KnownKey(const std::string& url) {
+  const std::optional<StoreCredentials>& account = StoreConfiguration().credentials;
+  return account ? url + '\n' + account->user + '\n' + account->password : url;
+}
+
+bool KnownCalendar(const std::string& url) {
+  const std::string key = KnownKey(url);
+  std::lock_guard lock(known_mutex);
+  const auto found = known_calendars.find(key);
+  return found != known_calendars.end() && std::chrono::steady_clock::now() - found->second < kCalendarKnownFor;
+}
+
+void NoteCalendar(const std::string& url) {
+  const std::string key = KnownKey(url);
+  std::lock_guard lock(known_mutex);
+  if (known_calendars.size() > 100000) known_calendars.clear();  // bounded, whatever pages ask
+  known_calendars[key] = std::chrono::steady_clock::now();
+}
 
 // The PROPFIND that tells whether a folder URL is a calendar collection.
 HttpRequest FolderRequest(const std::string& url) {
@@ -326,6 +356,9 @@ using Mirrored = std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Cale
 // The calendars a page found in step while fetching ahead, by folder URL, for its opens to take
 // rather than look up again; dropped with the prefetched answers.
 thread_local std::map<std::string, Mirrored> mirrored_ahead;
+// The calendars a page knew for calendars while fetching ahead: their opens skip the PROPFIND,
+// once each, as they would take a prefetched answer.
+thread_local std::set<std::string> known_ahead;
 
 std::optional<Mirrored> MirroredCalendar(const std::string& url) {
   const StoreSettings& stores = StoreConfiguration();
@@ -357,6 +390,9 @@ class CalDavProvider final : public StoreProvider {
       return MakeMirroredFolder(std::move(mirrored->first), std::move(mirrored->second),
                                 std::make_unique<CalDavFolder>(url, std::move(client)));
     }
+    if (known_ahead.erase(url) > 0 || KnownCalendar(url)) {
+      return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
+    }
     const HttpRequest request = FolderRequest(url);
     Result<HttpResponse> response = SendOrTake(*client, request);
     if (!response.ok()) return response.status();
@@ -366,6 +402,7 @@ class CalDavProvider final : public StoreProvider {
     if (resources->empty() || !resources->front().calendar) {
       return CannotOpen(url + " is not a calendar collection of the calendar store");
     }
+    NoteCalendar(url);
     return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
   }
 
@@ -387,6 +424,7 @@ class CalDavProvider final : public StoreProvider {
   void Prefetch(const std::vector<FolderQuery>& queries) const override {
     prefetched.clear();
     mirrored_ahead.clear();
+    known_ahead.clear();
     if (!prefetch_enabled.load(std::memory_order_relaxed)) return;
     std::vector<HttpRequest> requests;
     for (const FolderQuery& query : queries) {
@@ -396,7 +434,11 @@ class CalDavProvider final : public StoreProvider {
         mirrored_ahead.emplace(query.folder_url, std::move(*mirrored));
         continue;
       }
-      requests.push_back(FolderRequest(query.folder_url));
+      if (KnownCalendar(query.folder_url)) {
+        known_ahead.insert(query.folder_url);
+      } else {
+        requests.push_back(FolderRequest(query.folder_url));
+      }
       // Only a period query is worth fetching ahead; a statement the folder would refuse or
       // read otherwise is left to its call.
       Result<SelectStatement> statement = ParseStatement(query.statement);
@@ -418,6 +460,7 @@ class CalDavProvider final : public StoreProvider {
   void DropPrefetched() const override {
     prefetched.clear();
     mirrored_ahead.clear();
+    known_ahead.clear();
   }
 };
 
