@@ -36,6 +36,10 @@ std::string WithSlash(const std::string& url) {
 
 }  // namespace
 
+std::filesystem::path CalendarMirror::FolderOf(const std::string& store_root) {
+  return std::filesystem::path(LocalStoreDatabase::PathOf(store_root, kMirrorDomain)).parent_path();
+}
+
 Result<std::shared_ptr<CalendarMirror>> CalendarMirror::Open(const std::string& store_root) {
   if (store_root.empty()) return std::shared_ptr<CalendarMirror>();
   Result<std::shared_ptr<LocalStoreDatabase>> database =

@@ -10,6 +10,7 @@
 // calendar's changes in one transaction, so a page sees a calendar either before or after a
 // refresh, never half-way. An object is used by one thread at a time.
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -50,6 +51,8 @@ class CalendarMirror {
   // it when missing, on a connection of its own.
   static Result<std::shared_ptr<CalendarMirror>> Open(const std::string& store_root);
   static Result<std::shared_ptr<CalendarMirror>> OpenOrCreate(const std::string& store_root);
+  // The mirror's folder under the store root.
+  static std::filesystem::path FolderOf(const std::string& store_root);
 
   LocalStoreDatabase& database() { return *database_; }
 

@@ -90,6 +90,12 @@ class Refresh {
       } else {
         calendar.known = *known;
       }
+      const std::optional<CalendarMirror::Calendar>& kept = calendar.known;
+      if (options_.refreshed_since && kept && kept->state.usable() &&
+          *kept->state.refreshed_at >= *options_.refreshed_since) {
+        calendars.pop_back();
+        ++outcome.refreshed;
+      }
     }
     AskState(calendars);
     Sync(calendars, false);

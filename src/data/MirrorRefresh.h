@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +33,9 @@ struct MirrorRefreshOptions {
   bool sync_collection = true;
   // Set (by a server stopping) to end the refresh at once; what was not answered fails.
   const std::atomic<bool>* cancel = nullptr;
+  // Calendars brought in step at or after this moment (by another process sharing the mirror,
+  // a moment ago) are left as they are and count as refreshed.
+  std::optional<UtcSeconds> refreshed_since;
 };
 
 struct MirrorRefreshOutcome {

@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <ctime>
 #include <exception>
+#include <filesystem>
 #include <utility>
+
+#include "data/AtomicFile.h"
+#include "data/CalendarMirror.h"
 
 namespace orbitel::data {
 namespace {
@@ -11,6 +15,7 @@ namespace {
 // Calendars refreshed at once: their answers are held together, and progress is told by batch.
 constexpr std::size_t kBatch = 50;
 constexpr std::chrono::seconds kShortestInterval{10};
+constexpr const char* kRefreshLock = "refresh.lock";
 
 }  // namespace
 
@@ -58,11 +63,18 @@ std::chrono::seconds MirrorRefresher::Round(bool first) {
   options.days_ahead = plan.days_ahead;
   std::size_t refreshed = 0;
   std::vector<std::pair<std::string, std::string>> failed;
+  // Servers behind one balancer share the store root, so the mirror: one refreshes a batch at
+  // a time, and the others leave alone the calendars it brought in step within half an interval.
+  const std::filesystem::path folder = CalendarMirror::FolderOf(stores_.store_root);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
   for (std::size_t at = 0; at < urls.size() && !stopping_; at += kBatch) {
     const std::vector<std::string> batch(urls.begin() + at,
                                          urls.begin() + std::min(urls.size(), at + kBatch));
-    MirrorRefreshOutcome outcome =
-        RefreshMirror(stores_, batch, options, static_cast<UtcSeconds>(std::time(nullptr)));
+    const FileLock one_at_a_time(folder / kRefreshLock, FileLock::Mode::kExclusive);
+    const auto now = static_cast<UtcSeconds>(std::time(nullptr));
+    options.refreshed_since = now - plan.interval.count() / 2;
+    MirrorRefreshOutcome outcome = RefreshMirror(stores_, batch, options, now);
     refreshed += outcome.refreshed;
     for (auto& failure : outcome.failed) failed.push_back(std::move(failure));
     if (first && urls.size() > kBatch) {
