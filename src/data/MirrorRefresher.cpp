@@ -65,9 +65,10 @@ std::chrono::seconds MirrorRefresher::Round(bool first) {
   std::vector<std::pair<std::string, std::string>> failed;
   // Servers behind one balancer share the store root, so the mirror: one refreshes a batch at
   // a time, and the others leave alone the calendars it brought in step within half an interval.
+  // (A site on the local store plans no calendars and gets no mirror folder.)
   const std::filesystem::path folder = CalendarMirror::FolderOf(stores_.store_root);
   std::error_code error;
-  std::filesystem::create_directories(folder, error);
+  if (!urls.empty()) std::filesystem::create_directories(folder, error);
   for (std::size_t at = 0; at < urls.size() && !stopping_; at += kBatch) {
     const std::vector<std::string> batch(urls.begin() + at,
                                          urls.begin() + std::min(urls.size(), at + kBatch));

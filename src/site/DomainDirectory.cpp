@@ -70,7 +70,9 @@ std::string GetDomainNameFromMDrive() {
       return Status::Error(errors::kPathNotFound, "Path not found");
     }
     for (const auto& entry : std::filesystem::directory_iterator(root, error)) {
-      if (entry.is_directory(error)) name = ToLower(entry.path().filename().string());
+      // Hidden folders are the store's own (the CalDAV mirror's), never a mail domain.
+      const std::string folder = entry.path().filename().string();
+      if (entry.is_directory(error) && !folder.starts_with('.')) name = ToLower(folder);
     }
     if (error) return Status::Error(errors::kPermissionDenied, "Permission denied");
     return Status::Ok();
