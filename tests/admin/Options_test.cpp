@@ -39,14 +39,6 @@ class OptionsPageTest : public site::testing::SiteFixture {
     options_ = std::make_unique<Options>();
     return *options_;
   }
-  // The users file's "Users" values in order.
-  std::vector<std::string> IncludedUsers() {
-    data::Recordset file;
-    EXPECT_TRUE(data::OpenRowsetFile(File("OrbitelUsers.xml").string(), file).ok());
-    std::vector<std::string> users;
-    for (; !file.IsEOF(); file.MoveNext()) users.push_back(file.Field("Users")->Text());
-    return users;
-  }
   static std::vector<std::pair<std::string, std::string>> SettingsForm(const std::string& add_user) {
     return {{"action", "Save Changes"},      {"cstrExchangeDomain", "mail.example"},
             {"cstrExchangeConnectionMethod", "False"}, {"cstrShowLocation", "no"},
@@ -111,7 +103,7 @@ TEST_F(OptionsPageTest, EachSignInFormGetsItsMessageSessionAndNextPage) {
 
 TEST_F(OptionsPageTest, SavingWritesBothFilesAndTheRestOfThePageSeesIt) {
   EXPECT_EQ(Posted(SettingsForm("alice, bmartin")).SaveOptionChanges(), "Status: Saved");
-  EXPECT_EQ(IncludedUsers(), (std::vector<std::string>{"alice", "bmartin"}));
+  EXPECT_EQ(UsersInFile(), (std::vector<std::string>{"alice", "bmartin"}));
   Options& page = *options_;
   EXPECT_EQ(page.GetAdminPassword(), "b0ss");
   EXPECT_EQ(page.ShowExchangeConnectionMethod(false), "checked");
@@ -119,9 +111,9 @@ TEST_F(OptionsPageTest, SavingWritesBothFilesAndTheRestOfThePageSeesIt) {
 
   // No box ticked leaves one empty row; another action writes nothing.
   EXPECT_EQ(Posted(SettingsForm("")).SaveOptionChanges(), "Status: Saved");
-  EXPECT_EQ(IncludedUsers(), std::vector<std::string>{""});
+  EXPECT_EQ(UsersInFile(), std::vector<std::string>{""});
   EXPECT_EQ(Posted({{"action", "Save"}, {"AddUser", "alice"}}).SaveOptionChanges(), "");
-  EXPECT_EQ(IncludedUsers(), std::vector<std::string>{""});
+  EXPECT_EQ(UsersInFile(), std::vector<std::string>{""});
 }
 
 TEST_F(OptionsPageTest, AFileThatCannotBeWrittenIsReportedAndLogged) {
@@ -143,12 +135,7 @@ TEST_F(OptionsPageTest, ThePeopleTableTicksTheIncludedAndStopsAtABrokenName) {
   EXPECT_NE(table.find("<input type=checkbox checked value='bmartin' name=AddUser"), std::string::npos);
   EXPECT_NE(table.find("aria-label=\"Sean O&#39;Neill\""), std::string::npos);
 
-  site::testing::WriteFile(File("people.ldif"),
-                           "version: 1\n\ndn: DC=ORBITEL,DC=DEMO\nobjectClass: domain\n\n"
-                           "dn: CN=a,DC=ORBITEL,DC=DEMO\nobjectClass: user\nsAMAccountName: amy\n\n"
-                           "dn: CN=b,DC=ORBITEL,DC=DEMO\nobjectClass: user\nsAMAccountName: o'brien\n\n"
-                           "dn: CN=c,DC=ORBITEL,DC=DEMO\nobjectClass: user\nsAMAccountName: zed\n\n");
-  ConnectDirectory(File("people.ldif").string());
+  UseDirectory({{"amy", ""}, {"o'brien", ""}, {"zed", ""}});
   const std::string broken = Posted({}).PrintUsers();
   EXPECT_NE(broken.find("value='amy'"), std::string::npos);
   EXPECT_EQ(broken.find("zed"), std::string::npos);

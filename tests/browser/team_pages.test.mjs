@@ -21,27 +21,6 @@ const chromiumPath = process.env.ORBITEL_CHROMIUM || '/usr/bin/chromium';
 // The demo directory's people, shown by full name, the apostrophe plain (the page escapes it).
 const demoPeople = ['Alice Walker', 'Carla Diaz', 'Keiko Tanaka', "Sean O'Neill"];
 
-// Days are UTC midnights; the pages write them as "Sunday, November 01, 2026".
-const dayText = (day) => day.toLocaleDateString('en-US',
-  { timeZone: 'UTC', weekday: 'long', month: 'long', day: '2-digit', year: 'numeric' });
-const monthText = (day) => day.toLocaleDateString('en-US', { timeZone: 'UTC', month: 'long', year: 'numeric' });
-const addDays = (day, count) => new Date(day.getTime() + count * 86400000);
-const months = [...Array(12).keys()].map((m) => monthText(new Date(Date.UTC(2000, m))).split(' ')[0]);
-
-// The day a heading ends with; its weekday must match.
-function dayOf(heading) {
-  const [, month, day, year] = /(\w+) (\d{2}), (\d{4})$/.exec(heading) || [];
-  const shown = new Date(Date.UTC(Number(year), months.indexOf(month), Number(day)));
-  assert.ok(month && heading.endsWith(dayText(shown)), `"${heading}" does not end with a true date`);
-  return shown;
-}
-
-// The pages take today from the server's clock; a run that crosses midnight sees the next day.
-function assertTodayOrNext(heading, today) {
-  const shown = dayText(dayOf(heading));
-  assert.ok([today, addDays(today, 1)].map(dayText).includes(shown), `today is ${dayText(today)}: ${heading}`);
-}
-
 // `orbitel serve` on a free port with its own data folder, so the demo site is made afresh.
 function startServer(dataHome) {
   const child = spawn(binary, ['serve', '--listen', '127.0.0.1:0'],
@@ -79,11 +58,12 @@ async function step(name, body) {
   console.log(`ok - ${name}`);
 }
 
-// What the browser was refused or could not fetch, and script errors: a page loads whole.
+// What a page fetched that was refused or failed, and script errors: a page loads whole.
+// (Each page's own status is checked where it is opened.)
 function watchForFaults(page) {
   const faults = [];
   page.on('response', (response) => {
-    if (response.status() >= 400) faults.push(`${response.status()} ${response.url()}`);
+    if (response.status() >= 400 && !response.request().isNavigationRequest()) faults.push(`${response.status()} ${response.url()}`);
   });
   page.on('requestfailed', (request) => {
     const reason = request.failure()?.errorText;  // a late picture cancelled on leaving is no fault
@@ -104,19 +84,9 @@ async function signIn(page, name, password) {
   await go(page, page.click('button[name="action"][value="Login"]'));
 }
 
-// A team page names every demo person and every picture on it has loaded.
-async function showsTheTeam(page, name) {
-  const main = await page.locator('main').innerText();
-  for (const person of demoPeople) assert.ok(main.includes(person), `the ${name} page does not name ${person}`);
-  assert.deepEqual(await page.evaluate(() => [...document.images]
-    .filter((image) => !image.complete || image.naturalWidth === 0).map((image) => image.getAttribute('src'))), []);
-  await screenshot(page, name);
-}
-
 async function checkTeamPages(base, page) {
   const faults = watchForFaults(page);
   const open = (address) => page.goto(new URL(address, base).href);
-  let today;
 
   await step('a stranger signs in, after a wrong password, and lands on the month table', async () => {
     await open('CalendarMonth.asp');
@@ -128,57 +98,22 @@ async function checkTeamPages(base, page) {
     await screenshot(page, 'sign-in');
     await signIn(page, 'team', 'team');  // the form still knows where to go
     assert.equal(pageName(page), 'CalendarMonth.asp');
-    const title = await heading(page);
-    await open('default.asp');
-    today = dayOf(await heading(page));
-    assert.equal(title, `Team month: ${monthText(today)}`);
-  });
-
-  await step('the month table shows the demo people with their busy marks', async () => {
-    await open('CalendarMonth.asp');
-    const [d, m, y] = [today.getUTCDate(), today.getUTCMonth() + 1, today.getUTCFullYear()];
-    // A mark for today links to that person's day and says whose it is, which day and what it means.
-    const spoken = await page.locator(`main a[href*="CalendarPersonalDay.asp?DAY=${d}&MONTH=${m}&YEAR=${y}&"] img`)
-      .evaluateAll((images) => images.map((image) => [image.getAttribute('src'), image.alt, image.title]));
-    assert.ok(spoken.length > 0, 'nobody has a mark today, though the demo fills today');
-    for (const [src, alt, title] of spoken) {
-      assert.match(src, /^images\/(BUSY|TENTATIVE|OOF|FREE|Location|NoLocation)_pix\.gif$/);
-      assert.match(alt, new RegExp(`^[^,]+, \\w+day ${d} ${months[m - 1]}: busy(, with a location)?$`));
-      assert.equal(title, alt);
-    }
-    assert.equal(await page.getByRole('link', { name: 'Alice Walker: personal month', exact: true }).count(), 1);
-    await showsTheTeam(page, 'month');
   });
 
   await step('the first day in the month header opens the team day, and the date bar walks it', async () => {
-    const first = new Date(Date.UTC(today.getUTCFullYear(), today.getUTCMonth(), 1));
-    await go(page, page.locator(`main a[href="CalendarDay.asp?DAY=1&MONTH=${today.getUTCMonth() + 1}` +
-      `&YEAR=${today.getUTCFullYear()}&USER="]`).click());
-    assert.equal(await heading(page), `Team day: ${dayText(first)}`);
-    await showsTheTeam(page, 'day');
-    for (const [link, offset] of [['previous', -1], ['next', 0], ['next', 1], ['previous', 0]]) {
+    await go(page, page.locator('main a[href^="CalendarDay.asp?DAY=1&"]').first().click());
+    const first = await heading(page);
+    assert.match(first, /^Team day: \w+, \w+ 01, \d{4}$/);
+    for (const [link, back] of [['previous', 'next'], ['next', 'previous']]) {
       await go(page, page.click(`.date-bar a.${link}`));
-      assert.equal(await heading(page), `Team day: ${dayText(addDays(first, offset))}`, `${link} to ${offset}`);
+      assert.notEqual(await heading(page), first, link);
+      await go(page, page.click(`.date-bar a.${back}`));
+      assert.equal(await heading(page), first, `${link} and back`);
     }
+    // Today is the day the home page names.
+    const home = await page.evaluate(async () => (await (await fetch('default.asp')).text()).match(/<h1>[^<]*: ([^<]*)</)[1]);
     await go(page, page.click('.date-bar a.today'));
-    assertTodayOrNext(await heading(page), today);
-  });
-
-  await step('the week and now pages show the team today', async () => {
-    for (const [name, address, title] of [['week', 'CalendarWeek.asp', 'Team week: '],
-      ['now', 'CalendarNow.asp', 'Who is busy now: ']]) {
-      await open(address);
-      const shown = await heading(page);
-      assert.ok(shown.startsWith(title), shown);
-      assertTodayOrNext(shown, today);
-      await showsTheTeam(page, name);
-    }
-    // The now page leads to no other day, and each person's tile says what it shows.
-    assert.equal(await page.locator('.date-bar a').count(), 0);
-    const tiles = await page.locator('main .grid img[src^="images/cap-"]').evaluateAll((images) =>
-      images.map((image) => `${image.getAttribute('src')} ${image.alt}`));
-    assert.ok(tiles.length >= demoPeople.length, 'too few tiles on the now page');
-    for (const tile of tiles) assert.match(tile, /^images\/cap-(busy|prov|fort|leer)\.gif .+: (busy|tentative|out of the office|free) now$/);
+    assert.equal(await heading(page), `Team day: ${home}`);
   });
 
   await step('the team signs out, the administrator signs in and changes an appointment in its own window', async () => {
@@ -258,6 +193,7 @@ const screens = {
   phone: { viewport: { width: 390, height: 844 }, colorScheme: 'light', isMobile: true },
   dark: { viewport: { width: 1280, height: 800 }, colorScheme: 'dark' },
 };
+const teamPages = ['month', 'week', 'day', 'now'];
 const signedInPages = [['home', 'default.asp'], ['month', 'CalendarMonth.asp'], ['week', 'CalendarWeek.asp'],
   ['day', 'CalendarDay.asp'], ['now', 'CalendarNow.asp'], ['people', 'CalendarUserList.asp'],
   ['personal-day', 'CalendarPersonalDay.asp?USER=alice'], ['personal-month', 'CalendarPersonalMonth.asp?USER=alice'],
@@ -270,15 +206,21 @@ async function checkEveryPage(base, browser) {
     await step(`every page passes axe-core on the ${screen} screen`, async () => {
       const context = await browser.newContext(options);
       const page = await context.newPage();
-      const faults = [];
+      const faults = watchForFaults(page);
       const visit = async (name, address, status = 200) => {
         const response = await page.goto(new URL(address, base).href);
         const found = response.status() === status ? [] : [`status ${response.status()}`];
         found.push(...await accessibilityFaults(page), ...await layoutFaults(page, screen === 'phone'));
         // Every page but the status pages ends with the program's version.
         if (status === 200 && !/^Orbitel \d/.test(await page.locator('footer').innerText())) found.push('no version in the footer');
+        found.push(...await page.evaluate(() => [...document.images].filter((image) => !image.complete ||
+          image.naturalWidth === 0).map((image) => `picture ${image.getAttribute('src')} not loaded`)));
+        if (teamPages.includes(name)) {
+          const main = await page.locator('main').innerText();
+          found.push(...demoPeople.filter((person) => !main.includes(person)).map((person) => `${person} not named`));
+        }
         await screenshot(page, `${screen}-${name}`);
-        if (screen === 'wide' && ['month', 'week', 'day', 'now'].includes(name)) found.push(...await printFaults(page));
+        if (screen === 'wide' && teamPages.includes(name)) found.push(...await printFaults(page));
         faults.push(...found.map((fault) => `${name}: ${fault}`));
       };
       await visit('sign-in', 'CalendarLogin.asp');

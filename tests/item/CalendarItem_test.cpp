@@ -19,7 +19,6 @@ class CalendarItemTest : public views::testing::ViewFixture {
  protected:
   void SetUp() override {
     ViewFixture::SetUp();
-    Mailboxes();
     site::Site().SettingsLoaded = true;
     site::GetSiteVars();
     ASSERT_TRUE(site::Site().SettingsLoaded) << ErrorLog();
@@ -49,7 +48,7 @@ class CalendarItemTest : public views::testing::ViewFixture {
   }
   // Every item of alice's calendar in start order, as "name|subject|start|end" (local times).
   std::vector<std::string> Items() {
-    auto database = data::LocalStoreDatabase::Open(store_.root_, views::testing::kDomain);
+    auto database = data::LocalStoreDatabase::Open(store_root_, views::testing::kDomain);
     const auto all = (*database)->All(*(*database)->FindFolder("alice").value());
     std::vector<std::string> items;
     for (const auto& item : *all) {

@@ -9,13 +9,9 @@
 #include <map>
 #include <memory>
 #include <regex>
-#include <string>
-#include <vector>
 
-#include "data/CalDavClient.h"
 #include "data/ICalendar.h"
 #include "data/IcalSupport.h"
-#include "data/LocalStoreDatabase.h"
 #include "data/RadicaleServer.h"
 #include "data/StoreFixture.h"
 #include "schedule/BusyPeriods.h"
@@ -93,7 +89,7 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
     data::ConfigureStores(stores);
-    if (!caldav) FillLocalStore();
+    if (!caldav) data::testing::FillMailboxes(stores.store_root, kDomain, data::testing::CalendarTexts(kCalendars));
     site::GetSiteVars();
     ASSERT_TRUE(site::Site().SettingsLoaded);
   }
@@ -132,11 +128,6 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
 
   static inline std::unique_ptr<data::testing::RadicaleServer> server_;
   static inline std::string startup_error_;
-
- private:
-  void FillLocalStore() {
-    data::testing::FillMailboxes((folder_ / "store").string(), kDomain, data::testing::CalendarTexts(kCalendars));
-  }
 };
 
 TEST_P(FindTimeTest, BusyPeriodsMergeByKindAndClipToTheSpan) {

@@ -14,10 +14,6 @@ using namespace views::testing;
 
 class PersonalViews : public ViewFixture {
  protected:
-  void SetUp() override {
-    ViewFixture::SetUp();
-    Mailboxes();
-  }
   // The blocks in order, as "time text|subject|location", each day's cell starting with '/'.
   static std::string Blocks(const std::string& html) {
     static const std::regex block(
