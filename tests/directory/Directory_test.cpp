@@ -43,6 +43,7 @@ TEST(OpenDirectory, OpensLdapAddressesWithoutConnecting) {
     EXPECT_TRUE(OpenDirectory(address).ok()) << address;
   }
   EXPECT_TRUE(OpenDirectory("www/directory.ldif", "/no/such/credentials").ok());
+  EXPECT_EQ(OpenDirectory("ldap://[::1").status().number(), errors::kInvalidDirectoryAddress);
 }
 
 TEST(OpenDirectory, RefusesAddressesItHasNoSourceFor) {

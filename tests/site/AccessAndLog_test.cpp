@@ -21,7 +21,7 @@ using testing::SiteFixture;
 class AccessTest : public SiteFixture {};
 
 TEST_F(AccessTest, LevelsAdmitExactSessionValues) {
-  struct Case {
+  const struct {
     const char* session;
     std::int16_t level;
     bool admitted;
@@ -30,7 +30,7 @@ TEST_F(AccessTest, LevelsAdmitExactSessionValues) {
       {"user", 1, false},  {"ADMIN", 2, false}, {"", 1, false},     {"Admin", 3, false},
       {"User ", 1, false},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     context_ = std::make_shared<MemoryPageContext>();
     Site().PageContext = context_;
     if (*c.session) context_->SetSession("SessionID", c.session);
@@ -72,17 +72,13 @@ TEST_F(ErrorLogTest, ConcurrentLinesNeverInterleave) {
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([this, t] {
       Site().SitePath = folder_.string() + "/";
-      for (int i = 0; i < 200; ++i) {
-        WriteErrorLog("Options.Login", std::to_string(t), std::string(300, 'a' + t));
-      }
+      for (int i = 0; i < 200; ++i) WriteErrorLog("Options.Login", std::to_string(t), std::string(300, 'a' + t));
     });
   }
   for (auto& thread : threads) thread.join();
   const std::string log = ErrorLog();
   const std::regex line("\"[^\"]*, Routine : Options.Login, ([0-3])   (a+|b+|c+|d+)\\.  ----  \"\r\n");
-  int lines = 0;
-  for (std::sregex_iterator it(log.begin(), log.end(), line), end; it != end; ++it) ++lines;
-  EXPECT_EQ(lines, 800);
+  EXPECT_EQ(std::distance(std::sregex_iterator(log.begin(), log.end(), line), std::sregex_iterator()), 800);
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 800);
 }
 

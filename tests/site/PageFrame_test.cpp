@@ -64,7 +64,6 @@ TEST_F(PageFrameTest, RequestedDateRules) {
       {{{"YEAR", "previousyear"}}, "12/1/2002"},
       {{{"MONTH", "NextMonth"}}, "12/1/2003"},                            // keywords are exact
       {{{"MONTH", "abc"}}, "12/1/2003"},
-      {{{"MONTH", ""}}, "12/1/2003"},
       {{{"MONTH", "2.5"}, {"DAY", "3.5"}}, "2/4/2003"},                   // half to even
       {{{"YEAR", "3"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/2003"},        // two-digit year
       {{{"YEAR", "99"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/1999"},
@@ -138,22 +137,12 @@ TEST_F(PageFrameTest, FirstPageOfAThreadFindsTheSiteAndLoadsTheSettings) {
 }
 
 TEST_F(PageFrameTest, SitePathNeedsASeparatorPastTheFirstCharacter) {
-  struct Case {
-    const char* path;
-    const char* site;
-  } cases[] = {
-      {"C:\\Inetpub\\wwwroot\\calendar\\CalendarMonth.asp", "C:\\Inetpub\\wwwroot\\calendar\\"},
-      {"/srv/site/CalendarMonth.asp", "/srv/site/"},
-      {"/CalendarMonth.asp", ""},
-      {"CalendarMonth.asp", ""},
-      {"", ""},
-  };
-  for (const Case& c : cases) {
-    auto context = std::make_shared<MemoryPageContext>();
-    context->Variable("PATH_TRANSLATED", c.path);
-    Site().PageContext = context;
+  for (const auto& [path, site] : {std::pair{"C:\\Inetpub\\calendar\\CalendarMonth.asp", "C:\\Inetpub\\calendar\\"},
+                                   {"/srv/site/CalendarMonth.asp", "/srv/site/"}, {"/CalendarMonth.asp", ""},
+                                   {"CalendarMonth.asp", ""}, {"", ""}}) {
+    context_->Variable("PATH_TRANSLATED", path);
     GetCurrentPath();
-    EXPECT_EQ(Site().SitePath, c.site) << c.path;
+    EXPECT_EQ(Site().SitePath, site) << path;
   }
 }
 

@@ -5,19 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
 #include <regex>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "data/StoreFixture.h"
-#include "runtime/Date.h"
 #include "site/Clock.h"
-#include "site/MemoryPageContext.h"
 #include "site/SiteFixture.h"
-#include "site/SiteState.h"
 #include "site/TimeZone.h"
 
 namespace orbitel::views::testing {
@@ -31,9 +24,8 @@ const People kTeam = {{"alice", "Alice Walker"}, {"bea", "Bea <b>Bold</b>"}, {"c
 
 // A timed appointment in local (floating) time, "20031104T090000".
 inline std::string Timed(const std::string& uid, const std::string& start, const std::string& end,
-                  const std::string& extra = "") {
-  return Event(uid,
-               "SUMMARY:" + uid + "\r\nDTSTART:" + start + "\r\nDTEND:" + end + "\r\n" + extra);
+                         const std::string& extra = "") {
+  return Event(uid, "SUMMARY:" + uid + "\r\nDTSTART:" + start + "\r\nDTEND:" + end + "\r\n" + extra);
 }
 
 inline std::string AllDayEvent(const std::string& uid, const std::string& day, const std::string& next) {
