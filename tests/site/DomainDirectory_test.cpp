@@ -32,7 +32,7 @@ TEST_F(DomainDirectoryTest, ListsTheDomainsEnabledPeopleInDirectoryOrder) {
   UserList users;
   GetFolderPaths(users);
   EXPECT_EQ(users, (UserList{"zadams|Zoe Adams", "rblanc|Ren\xC3\xA9" "e Blanc", "pat|Pat Lee",
-                             "both|Both Names", "hex|", "unlocked|"}));
+                             "both|Both Names", "hex|"}));
 }
 
 TEST_F(DomainDirectoryTest, NoDomainSetsTheMessageAndLogs) {
