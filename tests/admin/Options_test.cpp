@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <regex>
 #include <thread>
 #include <vector>
 
@@ -145,10 +146,9 @@ TEST_F(OptionsPageTest, ThePeopleTableTicksTheIncludedAndStopsAtABrokenName) {
 TEST_F(OptionsPageTest, TheInstallationCheckFailsOnlyWhatIsMissingAndEndsTheSignIn) {
   context_->SetSession("SessionID", "Admin");
   const std::string table = Posted({}).SiteCheck();
-  auto count = [&table](const std::string& piece) {
-    int n = 0;
-    for (auto at = table.find(piece); at != std::string::npos; at = table.find(piece, at + 1)) ++n;
-    return n;
+  auto count = [&table](const char* piece) {
+    const std::regex pattern(piece);
+    return std::distance(std::sregex_iterator(table.begin(), table.end(), pattern), std::sregex_iterator());
   };
   // The store root has no database for the domain yet: the store service row alone fails.
   EXPECT_EQ(count("<b>Pass</b>"), 9) << table;
@@ -201,8 +201,7 @@ TEST_F(OptionsPageTest, LeftoversOfInterruptedWritesAreRemovedAndNothingElse) {
   // A process that no longer runs: the pid of a child that has ended.
   const pid_t gone = fork();
   if (gone == 0) _exit(0);
-  int status = 0;
-  waitpid(gone, &status, 0);
+  waitpid(gone, nullptr, 0);
   const std::string mine = ".OrbitelSettings.xml.tmp." + std::to_string(getpid()) + ".0123456789abcdef";
   const std::string left = ".OrbitelSettings.xml.tmp." + std::to_string(gone) + ".0123456789abcdef";
   const std::string not_ours[] = {"notes.tmp.1.0123456789abcdef", ".OrbitelUsers.xml.tmp.x.0123456789abcdef",
