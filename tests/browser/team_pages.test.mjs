@@ -1,7 +1,8 @@
 // The pages as a person sees them: the real orbitel program serves a fresh demo site on
-// 127.0.0.1 and headless Chromium signs in and changes an appointment in its own window. Then every page is checked on a desktop screen, a phone and in
-// dark mode (axe-core, layout, pictures, failed fetches, date links) and the team pages are printed.
-// Screenshots go to ORBITEL_TEST_OUTPUT (never into the source tree) for a human to look at.
+// 127.0.0.1 and headless Chromium signs in and edits an appointment in its own window. Then every
+// page is checked on a desktop screen, a phone and in dark mode (axe-core, layout, pictures,
+// failed fetches, date links) and the team pages are printed. Screenshots go to
+// ORBITEL_TEST_OUTPUT (never into the source tree) for a human to look at.
 // Environment: ORBITEL_BINARY (required), ORBITEL_TEST_OUTPUT, ORBITEL_CHROMIUM.
 
 import assert from 'node:assert/strict';
@@ -57,7 +58,8 @@ async function step(name, body) {
 function watchForFaults(page) {
   const faults = [];
   page.on('response', (response) => {
-    if (response.status() >= 400 && !response.request().isNavigationRequest()) faults.push(`${response.status()} ${response.url()}`);
+    const failed = response.status() >= 400 && !response.request().isNavigationRequest();
+    if (failed) faults.push(`${response.status()} ${response.url()}`);
   });
   page.on('requestfailed', (request) => {
     const reason = request.failure()?.errorText;  // a late picture cancelled on leaving is no fault
@@ -93,7 +95,7 @@ async function checkTeamPages(base, page) {
     assert.equal(pageName(page), 'CalendarMonth.asp');
   });
 
-  await step('the team signs out, the administrator signs in and changes an appointment in its own window', async () => {
+  await step('the team signs out, the administrator signs in and edits an appointment in its own window', async () => {
     await go(page, page.locator('nav form.account button').click());
     assert.equal(pageName(page), 'default.asp');
     await open('CalendarLogin.asp?ReturnUrl=CalendarOptions.asp');
@@ -136,7 +138,8 @@ async function layoutFaults(page, phone) {
       faults.push('today looks like any other day');
     }
     if (!phone) return faults;
-    if (document.documentElement.scrollWidth > window.innerWidth) faults.push(`${document.documentElement.scrollWidth} pixels wide`);
+    const width = document.documentElement.scrollWidth;
+    if (width > window.innerWidth) faults.push(`${width} pixels wide`);
     const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
     const small = new Set();
     for (let node = walker.nextNode(); node; node = walker.nextNode()) {
@@ -189,7 +192,8 @@ async function checkEveryPage(base, browser) {
         const found = response.status() === status ? [] : [`status ${response.status()}`];
         found.push(...await accessibilityFaults(page), ...await layoutFaults(page, screen === 'phone'));
         // Every page but the status pages ends with the program's version.
-        if (status === 200 && !/^Orbitel \d/.test(await page.locator('footer').innerText())) found.push('no version in the footer');
+        const footer = status === 200 ? await page.locator('footer').innerText() : 'Orbitel 0';
+        if (!/^Orbitel \d/.test(footer)) found.push('no version in the footer');
         found.push(...await page.evaluate(() => [...document.images].filter((image) => !image.complete ||
           image.naturalWidth === 0).map((image) => `picture ${image.getAttribute('src')} not loaded`)));
         if (teamPages.includes(name)) {
@@ -211,7 +215,8 @@ async function checkEveryPage(base, browser) {
       await signIn(page, 'admin', 'admin');
       for (const [name, address] of signedInPages) {
         // The appointment is the personal week's first, just visited.
-        await visit(name, address ?? await page.locator('main a[href^="CalendarItem.asp?UserName=alice&Name="]').first().getAttribute('href'));
+        const item = page.locator('main a[href^="CalendarItem.asp?UserName=alice&Name="]').first();
+        await visit(name, address ?? await item.getAttribute('href'));
       }
       await context.close();
       assert.deepEqual(faults, []);
@@ -254,7 +259,8 @@ async function main() {
   }
   fs.rmSync(dataHome, { recursive: true, force: true });
   if (failure) {
-    console.error(`# server output:\n${(server.stdout + server.stderr).replace(/^/gm, '#   ')}\nFAILED: ${failure.stack || failure}`);
+    console.error(`# server output:\n${(server.stdout + server.stderr).replace(/^/gm, '#   ')}`);
+    console.error(`FAILED: ${failure.stack || failure}`);
     process.exitCode = 1;
   } else {
     console.log(`\nall ${stepsPassed} steps passed`);

@@ -21,15 +21,17 @@ namespace fs = std::filesystem;
 // "name|full name" of each account, with "|off" after a disabled one.
 std::vector<std::string> Described(const Result<std::vector<Account>>& accounts) {
   std::vector<std::string> described;
-  for (const Account& a : accounts.value_or(std::vector<Account>{})) described.push_back(a.name + "|" + a.full_name + (a.disabled ? "|off" : ""));
+  for (const Account& a : accounts.value_or(std::vector<Account>{})) {
+    described.push_back(a.name + "|" + a.full_name + (a.disabled ? "|off" : ""));
+  }
   return described;
 }
 
 TEST(LdifFixture, ReadsAnExportWithItsFoldingsEncodingsAndChangeRecords) {
   LdifDirectory directory("tests/fixtures/directory.ldif");
   EXPECT_EQ(directory.NamingContext().value_or("<error>"), "DC=corp,DC=example");
-  // Change records add but never modify or delete; a userAccountControl that is no decimal
-  // number disables nothing.
+  // Change records add but never modify or delete; a computer is no account; a
+  // userAccountControl that is no decimal number disables nothing.
   EXPECT_EQ(Described(directory.Accounts()),
             (std::vector<std::string>{"zadams|Zoe Adams", "rblanc|Ren\xC3\xA9" "e Blanc", "pat|Pat Lee",
                                       "both|Both Names", "mleft||off", "signed||off", "hex|", "IUSR_WEB01|",
@@ -121,7 +123,8 @@ TEST_F(LdifFile, ServesSeveralThreadsWhileTheFileIsReplaced) {
   const std::string small = "dn: DC=corp\nobjectClass: domain\n";
   std::string large = small;
   for (int i = 0; i < 200; ++i) {
-    large += "\ndn: cn=u" + std::to_string(i) + ",DC=corp\nobjectClass: user\nsAMAccountName: u" + std::to_string(i) + "\n";
+    const std::string n = std::to_string(i);
+    large += "\ndn: cn=u" + n + ",DC=corp\nobjectClass: user\nsAMAccountName: u" + n + "\n";
   }
   Write(small);
   LdifDirectory directory(Path());

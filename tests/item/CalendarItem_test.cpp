@@ -69,13 +69,15 @@ TEST_F(CalendarItemTest, LoadsAnItemIntoTheFormInLocalTimeOrSaysWhyNot) {
   CalendarItem& page = Loaded("alice", "O'Brien.ics");  // the apostrophe is doubled in the query
   EXPECT_EQ(page.PrintGenerateErrors() + page.PrintCItemSubject() + "|" + page.PrintCItemDTStart() + "|" +
                 page.PrintCItemDTEnd() + "|" + page.PrintCItemLocation() + "|" + page.PrintCItemBody() + "|" +
-                page.PrintCItemBusyStatus("tentative") + "|" + page.PrintCItemBusyStatus("BUSY") + "|" + page.PrintIsAllDayEvent(),
+                page.PrintCItemBusyStatus("tentative") + "|" + page.PrintCItemBusyStatus("BUSY") + "|" +
+                page.PrintIsAllDayEvent(),
             "Meet O'Brien|11/4/2003 9:00:00 AM|11/4/2003 10:00:00 AM|Room 2|Bring notes|Selected||");
 
   // No name, or a name nobody has: a fresh form dated now, and no message.
   for (const char* name : {"", "nobody.ics"}) {
     CalendarItem& fresh = Loaded("alice", name);
-    EXPECT_EQ(fresh.PrintCItemSubject() + fresh.PrintGenerateErrors() + fresh.PrintCItemDTStart() + "|" + fresh.PrintCItemDTEnd(),
+    EXPECT_EQ(fresh.PrintCItemSubject() + fresh.PrintGenerateErrors() + fresh.PrintCItemDTStart() + "|" +
+                  fresh.PrintCItemDTEnd(),
               "11/5/2003 10:40:00 AM|11/5/2003 10:40:00 AM") << name;
   }
   // A calendar out of reach, or no domain at all, is said.
@@ -95,8 +97,8 @@ TEST_F(CalendarItemTest, ListBoxesSelectTheItemsYearDayMonthAndHalfHour) {
             "<option value=\"2003\">2003</option><option Selected value=\"2004\">2004</option>"
             "<option value=\"2005\">2005</option>");
   EXPECT_EQ(late.RetreiveYearsForListBox(0, 0, "End"), "<option value=\"2003\">2003</option>");
-  EXPECT_EQ(late.CompareSelectedForListBox("Day", "Start", 31) + "|" + late.CompareSelectedForListBox("Month", "End", 1) +
-                "|" + late.CompareSelectedForListBox("Month", "End", 12) + "|" +
+  EXPECT_EQ(late.CompareSelectedForListBox("Day", "Start", 31) + "|" +
+                late.CompareSelectedForListBox("Month", "End", 1) + "|" + late.CompareSelectedForListBox("Month", "End", 12) + "|" +
                 late.RetreiveTimeForListBox("Start", "11:30 PM") + "|" + late.RetreiveTimeForListBox("End", "12:00 AM"),
             " Selected| Selected|| Selected| Selected");
 

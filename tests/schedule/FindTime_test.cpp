@@ -122,7 +122,8 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     page.OnStartPage(context_);
     page.GenerateFindTime();
     const std::string html = page.PrintGenerateErrors() + page.PrintFreeTimes();
-    std::string text = std::regex_replace(html, std::regex("<li><a href=\"CalendarDay\\.asp\\?DAY=(\\d+)&MONTH=11&YEAR=2003&USER=\">[^<]*</a>"), "|$1");
+    static const std::regex time_link("<li><a href=\"CalendarDay\\.asp\\?DAY=(\\d+)&MONTH=11&YEAR=2003&USER=\">[^<]*</a>");
+    std::string text = std::regex_replace(html, time_link, "|$1");
     return std::regex_replace(text, std::regex("<[^>]*>"), "");
   }
 
@@ -223,7 +224,7 @@ TEST_P(FindTimeTest, FreeBusyAndFeedParseAndTellNothingPrivate) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, FindTimeTest, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) { return info.param ? "CalDav" : "LocalStore"; });
+                         [](const auto& info) { return info.param ? "CalDav" : "LocalStore"; });
 
 }  // namespace
 }  // namespace orbitel::schedule
