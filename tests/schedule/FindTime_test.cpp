@@ -13,22 +13,19 @@
 #include "data/ICalendar.h"
 #include "data/IcalSupport.h"
 #include "data/RadicaleServer.h"
-#include "data/StoreFixture.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FreeBusyText.h"
-#include "site/Clock.h"
-#include "site/SiteFixture.h"
 #include "site/SiteSettings.h"
-#include "site/SiteState.h"
-#include "site/TimeZone.h"
+#include "views/ViewFixture.h"
 
 namespace orbitel::schedule {
 namespace {
 
-using data::testing::Calendar;
-using data::testing::Event;
+using views::testing::AllDayEvent;
+using views::testing::Event;
+using views::testing::Timed;
 
 constexpr char kUser[] = "orbitel";
 constexpr char kPassword[] = "team";
@@ -37,25 +34,20 @@ constexpr char kDomain[] = "orbitel.demo";
 // The week of Monday 10 November 2003, New York standard time (UTC-5). cdiaz has an empty
 // calendar; dchen, in the directory too, has none at all.
 const std::vector<std::pair<std::string, std::string>> kCalendars = {
-    {"alice",
-     Event("a-trip", "SUMMARY:Trip\r\nDTSTART:20031108T120000\r\nDTEND:20031110T080000\r\n") +
-         Event("a-review", "SUMMARY:Review\r\nDTSTART:20031110T090000\r\nDTEND:20031110T103000\r\n") +
-         Event("a-optional", "SUMMARY:Optional\r\nDTSTART:20031110T110000\r\nDTEND:20031110T120000\r\n"
-                             "TRANSP:TRANSPARENT\r\n") +
-         Event("a-doctor", "SUMMARY:Doctor\r\nLOCATION:Clinic\r\nDTSTART:20031111T130000\r\n"
-                           "DTEND:20031111T140000\r\nCLASS:PRIVATE\r\n") +
-         Event("a-holiday", "SUMMARY:Holiday\r\nDTSTART;VALUE=DATE:20031112\r\nDTEND;VALUE=DATE:20031113\r\n") +
-         Event("a-away", "SUMMARY:Away\r\nDTSTART:20031114T130000\r\nDTEND:20031114T190000\r\n"
-                         "X-MICROSOFT-CDO-BUSYSTATUS:OOF\r\n")},
+    {"alice", Timed("a-trip", "20031108T120000", "20031110T080000") +
+                  Timed("a-review", "20031110T090000", "20031110T103000") +
+                  Timed("a-optional", "20031110T110000", "20031110T120000", "TRANSP:TRANSPARENT\r\n") +
+                  Event("a-doctor", "SUMMARY:Doctor\r\nLOCATION:Clinic\r\nDTSTART:20031111T130000\r\n"
+                                    "DTEND:20031111T140000\r\nCLASS:PRIVATE\r\n") +
+                  AllDayEvent("a-holiday", "20031112", "20031113") +
+                  Timed("a-away", "20031114T130000", "20031114T190000", "X-MICROSOFT-CDO-BUSYSTATUS:OOF\r\n")},
     {"bmartin",
-     Event("b-standup", "SUMMARY:Standup\r\nDTSTART:20031103T100000\r\nDTEND:20031103T103000\r\n"
-                        "RRULE:FREQ=DAILY;COUNT=20\r\nEXDATE:20031111T100000\r\n") +
-         Event("b-standup", "RECURRENCE-ID:20031113T100000\r\nDTSTART:20031113T160000\r\n"
-                            "DTEND:20031113T163000\r\nSUMMARY:Standup (moved)\r\n") +
-         Event("b-sync", "SUMMARY:Sync\r\nDTSTART:20031110T101500\r\nDTEND:20031110T110000\r\n") +
-         Event("b-maybe", "SUMMARY:Maybe\r\nDTSTART:20031111T140000\r\nDTEND:20031111T150000\r\n"
-                          "STATUS:TENTATIVE\r\n") +
-         Event("b-call", "SUMMARY:Call\r\nDTSTART:20031111T143000\r\nDTEND:20031111T150000\r\n")},
+     Timed("b-standup", "20031103T100000", "20031103T103000",
+           "RRULE:FREQ=DAILY;COUNT=20\r\nEXDATE:20031111T100000\r\n") +
+         Timed("b-standup", "20031113T160000", "20031113T163000", "RECURRENCE-ID:20031113T100000\r\n") +  // moved
+         Timed("b-sync", "20031110T101500", "20031110T110000") +
+         Timed("b-maybe", "20031111T140000", "20031111T150000", "STATUS:TENTATIVE\r\n") +
+         Timed("b-call", "20031111T143000", "20031111T150000")},
     {"cdiaz", ""},
 };
 
@@ -122,7 +114,7 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     page.OnStartPage(context_);
     page.GenerateFindTime();
     const std::string html = page.PrintGenerateErrors() + page.PrintFreeTimes();
-    static const std::regex time_link("<li><a href=\"CalendarDay\\.asp\\?DAY=(\\d+)&MONTH=11&YEAR=2003&USER=\">[^<]*</a>");
+    static const std::regex time_link(R"(<li><a href="CalendarDay\.asp\?DAY=(\d+)&MONTH=11&YEAR=2003&USER=">[^<]*</a>)");
     std::string text = std::regex_replace(html, time_link, "|$1");
     return std::regex_replace(text, std::regex("<[^>]*>"), "");
   }

@@ -53,14 +53,5 @@ TEST_F(DomainDirectoryTest, NoDomainSetsTheMessageAndLogs) {
   EXPECT_EQ(users, (UserList{"kept|Kept"}));
 }
 
-TEST_F(DomainDirectoryTest, MailDomainIsTheStoreRootsLastFolderLowerCased) {
-  EXPECT_EQ(GetDomainNameFromMDrive(), "");
-  std::filesystem::create_directories(folder_ / "store" / "Corp.Example");
-  EXPECT_EQ(GetDomainNameFromMDrive(), "corp.example");
-  SetServices({});
-  EXPECT_EQ(GetDomainNameFromMDrive(), "");
-  EXPECT_NE(ErrorLog().find("Routine : AdminStuff.GetDomainNameFromMDrive"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace orbitel::site

@@ -65,17 +65,6 @@ TEST_F(SettingsTest, HttpAccessNamesThisComputerForLoopbackNames) {
   }
 }
 
-TEST_F(SettingsTest, SettingsWrittenHereReadBackEqual) {
-  const std::string tricky = "O'Brien & <Sons> \"quoted\"";
-  SetSettings({{"ShowLocation", "No"}, {"LocationEntry", tricky}, {"UserPassword", "p@ss word"},
-               {"AdminPassword", "line1\nline2"}, {"ExchangeServerName", "mail.example.com"},
-               {"ExchangeViaBackoffice", "false"}});
-  GetSiteVars();
-  EXPECT_EQ(std::tuple(Site().ShowLocation, Site().LocationEntry, Site().UserPassword, Site().AdminPassword,
-                       Site().ExchangeServerName, Site().ExchangeViaBackoffice),
-            std::tuple("No", tricky, "p@ss word", "line1\nline2", "mail.example.com", false));
-}
-
 TEST_F(SettingsTest, TheMirrorsIntervalAndWindowHaveDefaultsAndBounds) {
   const auto mirror = [] { return std::tuple(Site().MirrorInterval, Site().MirrorDaysBack, Site().MirrorDaysAhead); };
   GetSiteVars();  // a settings file from before the mirror
