@@ -37,24 +37,20 @@ const std::string kEntries[] = {
     "dn: ou=service,dc=orbitel,dc=test|objectClass: organizationalUnit|ou: service",
     Service("reader"), Service("limited"), Service("paged"),
     "dn: ou=people,dc=orbitel,dc=test|objectClass: organizationalUnit|ou: people",
-    "dn: uid=zoe,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: zoe|cn: Zoe Adams|"
-    "sn: Adams",
-    "dn: uid=ann,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: ann|cn: Ann|sn: Lee|"
-    "displayName: Ann Lee|pwdAccountLockedTime: 20240301120000Z",
+    "dn: uid=zoe,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: zoe|cn: Zoe Adams|sn: Adams",
+    "dn: uid=ann,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: ann|cn: Ann|sn: Lee|displayName: Ann Lee|"
+    "pwdAccountLockedTime: 20240301120000Z",
     "dn: cn=Bob,ou=people,dc=orbitel,dc=test|objectClass: person|cn: Bob|sn: Nameless",
-    "dn: cn=Carl Diaz,ou=people,dc=orbitel,dc=test|objectClass: user|objectClass: lockableAccount|"
-    "cn: Carl Diaz|sn: Diaz|uid: not-the-name|sAMAccountName: carl|userAccountControl: 512|"
-    "nsAccountLock: TRUE",
-    "dn: cn=PC7,ou=people,dc=orbitel,dc=test|objectClass: computer|cn: PC7|sn: PC7|"
-    "sAMAccountName: PC7$",
+    "dn: cn=Carl Diaz,ou=people,dc=orbitel,dc=test|objectClass: user|objectClass: lockableAccount|cn: Carl Diaz|"
+    "sn: Diaz|uid: not-the-name|sAMAccountName: carl|userAccountControl: 512|nsAccountLock: TRUE",
+    "dn: cn=PC7,ou=people,dc=orbitel,dc=test|objectClass: computer|cn: PC7|sn: PC7|sAMAccountName: PC7$",
     "dn: uid=dee,ou=people,dc=orbitel,dc=test|objectClass: person|objectClass: uidObject|"
     "objectClass: lockableAccount|uid: dee|cn: Dee Chen|sn: Chen|nsAccountLock: false",
     "dn: cn=staff,ou=people,dc=orbitel,dc=test|objectClass: groupOfNames|cn: staff|"
     "member: uid=zoe,ou=people,dc=orbitel,dc=test",
-    "dn: cn=Eve Ito,ou=people,dc=orbitel,dc=test|objectClass: user|cn: Eve Ito|sn: Ito|"
-    "sAMAccountName: eve|userAccountControl: 514",
-    "dn: uid=fay,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: fay|cn: Fay Berg|"
-    "sn: Berg",
+    "dn: cn=Eve Ito,ou=people,dc=orbitel,dc=test|objectClass: user|cn: Eve Ito|sn: Ito|sAMAccountName: eve|"
+    "userAccountControl: 514",
+    "dn: uid=fay,ou=people,dc=orbitel,dc=test|objectClass: inetOrgPerson|uid: fay|cn: Fay Berg|sn: Berg",
 };
 
 std::string Ldif() {
@@ -65,13 +61,12 @@ std::string Ldif() {
 }
 
 // The accounts of kEntries as "name|full name|disabled", in server order.
-const std::vector<std::string> kAccounts = {"zoe|Zoe Adams|0", "ann|Ann Lee|1",
-                                            "carl|Carl Diaz|1", "dee|Dee Chen|0",
-                                            "eve|Eve Ito|1",    "fay|Fay Berg|0"};
+const std::vector<std::string> kAccounts = {"zoe|Zoe Adams|0", "ann|Ann Lee|1", "carl|Carl Diaz|1",
+                                            "dee|Dee Chen|0",  "eve|Eve Ito|1",  "fay|Fay Berg|0"};
 
 std::vector<std::string> Described(const std::vector<Account>& accounts) {
   std::vector<std::string> described;
-  for (const Account& a : accounts) described.push_back(a.name + "|" + a.full_name + "|" + (a.disabled ? "1" : "0"));
+  for (const Account& a : accounts) described.push_back(a.name + "|" + a.full_name + (a.disabled ? "|1" : "|0"));
   return described;
 }
 
