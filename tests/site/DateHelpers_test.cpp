@@ -17,7 +17,6 @@ Date At(int year, int month, int day, int hour = 0, int minute = 0, int second =
   return *Date::FromParts(year, month, day)->AddSeconds(hour * 3600 + minute * 60 + second);
 }
 
-// (Day and month names show in the pages' headings: PageFrame_test and the view tests.)
 TEST(DateHelpers, StoreTimesAndPictures) {
   EXPECT_EQ(StoreDateTime(At(2003, 3, 5, 9, 5, 59)), "2003-03-05T09:05:01Z");
   EXPECT_EQ(BusyImage("Yes", "Location", "BUSY", "Room 1"), "images/Location_pix.gif");

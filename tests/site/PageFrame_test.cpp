@@ -1,5 +1,5 @@
-// The page frame through a small page class: the requested-date rules with their keywords,
-// the date links and their one-character rule, the shared methods and the page start.
+// The page frame through small page classes: the requested-date rules with their keywords, the
+// date links and their one-character rule, the shared methods and the page start.
 #include <gtest/gtest.h>
 
 #include "runtime/Conversions.h"
@@ -74,20 +74,26 @@ TEST_F(PageFrameTest, RequestedDateRules) {
   }
 }
 
-TEST_F(PageFrameTest, OverflowKeepsThePreviousDate) {
+// A date past the calendar's range, and the appointment page (which has no date), keep the one before.
+TEST_F(PageFrameTest, OverflowAndTheAppointmentPageKeepThePreviousDate) {
   EXPECT_EQ(Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"MONTH", "40000"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"YEAR", "32767"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"DAY", "-32769"}}), "3/5/2003");
+  for (const auto& [key, value] : {std::pair{"MONTH", "40000"}, {"YEAR", "32767"}, {"DAY", "-32769"}}) {
+    EXPECT_EQ(Requested({{key, value}}), "3/5/2003") << key;
+  }
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Query("DAY", "9");
+  ItemPage item;
+  item.OnStartPage(context);
+  EXPECT_EQ(Site().RequestedDate, "3/5/2003");
+  EXPECT_EQ(Site().PageContext, context);
 }
 
 TEST_F(PageFrameTest, DateLinkCarriesTheRequestUserUnlessGivenALongerOne) {
   context_->Query("USER", "mbrown");
   const Date date = Day(2003, 3, 5);
-  EXPECT_EQ(BuildDateLinkQuery(date, "alice"), "?DAY=5&MONTH=3&YEAR=2003&USER=alice");
-  EXPECT_EQ(BuildDateLinkQuery(date, "al"), "?DAY=5&MONTH=3&YEAR=2003&USER=al");
-  EXPECT_EQ(BuildDateLinkQuery(date, "a"), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
-  EXPECT_EQ(BuildDateLinkQuery(date, ""), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
+  for (const auto& [given, used] : {std::pair{"alice", "alice"}, {"al", "al"}, {"a", "mbrown"}, {"", "mbrown"}}) {
+    EXPECT_EQ(BuildDateLinkQuery(date, given), std::string("?DAY=5&MONTH=3&YEAR=2003&USER=") + used) << given;
+  }
 
   Site().PageContext = std::make_shared<MemoryPageContext>();  // no USER at all
   EXPECT_EQ(BuildDateLinkQuery(date, "x"), "?DAY=5&MONTH=3&YEAR=2003&USER=");
@@ -107,16 +113,6 @@ TEST_F(PageFrameTest, SharedMethodsMoveByThePageStep) {
   week.OnStartPage(context);
   EXPECT_EQ(week.ShowNextDate(), "CalendarWeek.asp?DAY=7&MONTH=2&YEAR=2004&USER=mbrown");
   EXPECT_EQ(week.ShowPreviousDate(), "CalendarWeek.asp?DAY=24&MONTH=1&YEAR=2004&USER=mbrown");
-}
-
-TEST_F(PageFrameTest, AppointmentPageLeavesTheRequestedDateAlone) {
-  Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}});
-  auto context = std::make_shared<MemoryPageContext>();
-  context->Query("DAY", "9");
-  ItemPage item;
-  item.OnStartPage(context);
-  EXPECT_EQ(Site().RequestedDate, "3/5/2003");
-  EXPECT_EQ(Site().PageContext, context);
 }
 
 // The first page of a thread finds the site by its own path and loads the settings; a path
