@@ -1,7 +1,5 @@
-// Finding a time, free/busy and the feed on one known week, read from the local store and from
-// a real Radicale server the suite starts: timed, all-day, multi-day (begun before the week),
-// a daily series with a cancelled and a moved occurrence, tentative, free, private and out of
-// office appointments. Both stores must give the same answers.
+// Finding a time, free/busy and the feed on one known week of every kind of appointment, read
+// from the local store and from a real Radicale server the suite starts: both give the same answers.
 #include "schedule/FindTime.h"
 
 #include <gtest/gtest.h>
@@ -189,18 +187,13 @@ TEST_P(FindTimeTest, BadInputIsNamedAndNothingIsSearched) {
 TEST_P(FindTimeTest, FreeBusyAndFeedParseAndTellNothingPrivate) {
   const std::string freebusy = FreeBusyText("mailto:alice@orbitel.demo", Utc(10, 0), Utc(15, 0),
                                             MergeBusy(Items("alice"), Utc(10, 0), Utc(15, 0)), Utc(10, 7));
-  data::ical::Component parsed = data::ical::ParseComponent(freebusy);
-  ASSERT_TRUE(parsed) << freebusy;
-  icalcomponent* vfreebusy = icalcomponent_get_first_component(parsed.get(), ICAL_VFREEBUSY_COMPONENT);
-  ASSERT_NE(vfreebusy, nullptr);
+  ASSERT_TRUE(data::ical::ParseComponent(freebusy)) << freebusy;
+  static const std::regex period("\r\n(FREEBUSY;[^\r]*)");
   std::vector<std::string> lines;
-  for (icalproperty* line = icalcomponent_get_first_property(vfreebusy, ICAL_FREEBUSY_PROPERTY); line;
-       line = icalcomponent_get_next_property(vfreebusy, ICAL_FREEBUSY_PROPERTY)) {
-    lines.push_back(icalproperty_as_ical_string(line));
-  }
+  for (std::sregex_iterator it(freebusy.begin(), freebusy.end(), period), end; it != end; ++it) lines.push_back((*it)[1]);
   ASSERT_EQ(lines.size(), 5u) << freebusy;
-  EXPECT_EQ(lines[0], "FREEBUSY;FBTYPE=BUSY:20031110T050000Z/20031110T130000Z\r\n");
-  EXPECT_EQ(lines[4], "FREEBUSY;FBTYPE=BUSY-UNAVAILABLE:20031114T180000Z/20031115T000000Z\r\n");
+  EXPECT_EQ(lines[0], "FREEBUSY;FBTYPE=BUSY:20031110T050000Z/20031110T130000Z");
+  EXPECT_EQ(lines[4], "FREEBUSY;FBTYPE=BUSY-UNAVAILABLE:20031114T180000Z/20031115T000000Z");
 
   const std::string feed = FeedText("Alice Walker", Items("alice", true), PrivateInFeed::kAsBusy, Utc(10, 7));
   auto events = data::ParseCalendar(feed);

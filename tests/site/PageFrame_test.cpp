@@ -115,8 +115,7 @@ TEST_F(PageFrameTest, SharedMethodsMoveByThePageStep) {
   EXPECT_EQ(week.ShowPreviousDate(), "CalendarWeek.asp?DAY=24&MONTH=1&YEAR=2004&USER=mbrown");
 }
 
-// The first page of a thread finds the site by its own path and loads the settings; a path
-// with no site behind it still gives the page its date.
+// A thread's first page finds the site by its own path and loads the settings; no site, still a date.
 TEST_F(PageFrameTest, FirstPageOfAThreadFindsTheSiteAndLoadsTheSettings) {
   for (const std::string& site : {folder_.string() + "/", std::string("/nowhere/at/all/")}) {
     Site() = SiteState();

@@ -1,5 +1,4 @@
-// Loading the settings file, the store settings made from it, and the users file: first run,
-// filtering, and files written here read back equal.
+// Loading the settings file and the store settings made from it; the users file's first run and clean-up.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -107,12 +106,6 @@ TEST_F(SettingsTest, BadSettingsAreLoggedAndKeepWhatCameBefore) {
   std::filesystem::remove(File("OrbitelSettings.xml"));
   GetSiteVars();
   EXPECT_FALSE(Site().SettingsLoaded);
-}
-
-TEST_F(SettingsTest, SplitUserEntry) {
-  EXPECT_EQ(SplitUserEntry(" alice |Alice Walker ", false), "alice");
-  EXPECT_EQ(SplitUserEntry(" alice |Alice Walker ", true), "Alice Walker");
-  EXPECT_EQ(SplitUserEntry("bob", true), "");
 }
 
 TEST_F(SettingsTest, FirstListingFillsTheUsersFileOnce) {
