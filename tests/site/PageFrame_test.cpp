@@ -6,7 +6,6 @@
 #include "site/Clock.h"
 #include "site/DateNavigation.h"
 #include "site/PageFrame.h"
-#include "site/SitePath.h"
 #include "SiteFixture.h"
 
 namespace orbitel::site {
@@ -128,16 +127,6 @@ TEST_F(PageFrameTest, FirstPageOfAThreadFindsTheSiteAndLoadsTheSettings) {
     EXPECT_EQ(Site().SettingsLoaded, found);
     EXPECT_EQ(Site().AdminUserName, found ? "admin" : "");
     EXPECT_EQ(Site().RequestedDate, "12/7/2003");
-  }
-}
-
-TEST_F(PageFrameTest, SitePathNeedsASeparatorPastTheFirstCharacter) {
-  for (const auto& [path, site] : {std::pair{"C:\\Inetpub\\calendar\\CalendarMonth.asp", "C:\\Inetpub\\calendar\\"},
-                                   {"/srv/site/CalendarMonth.asp", "/srv/site/"}, {"/CalendarMonth.asp", ""},
-                                   {"CalendarMonth.asp", ""}, {"", ""}}) {
-    context_->Variable("PATH_TRANSLATED", path);
-    GetCurrentPath();
-    EXPECT_EQ(Site().SitePath, site) << path;
   }
 }
 

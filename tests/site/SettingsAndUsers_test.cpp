@@ -137,8 +137,8 @@ TEST_F(SettingsTest, CleanUpKeepsListedUsersInOrder) {
     UserList users, kept;
     const char* logged;
   } cases[] = {
-      {true, {"dave", "alice", "CAROL"}, {"alice|Alice", "bob|Bob", "carol|Carol", "dave|Dave", "erin|Erin"},
-       {"alice|Alice", "carol|Carol", "dave|Dave"}, ""},
+      {true, {"dave", "alice", "CAROL"}, {"alice|Alice", "bob|Bob", "Carol|Carol", "dave|Dave", "erin|Erin"},
+       {"alice|Alice", "Carol|Carol", "dave|Dave"}, ""},
       {true, {}, {"x|X", "y|Y", "z|Z"}, {"z|Z"}, "Routine : AdminStuff.CleanUpUsers, 9"},
       {true, {"alice", "dave"}, {"alice|Alice", "bob|Bob", "o'neill|Sean", "dave|Dave"},
        {"alice|Alice", "o'neill|Sean", "dave|Dave"}, "Routine : AdminStuff.CleanUpUsers, 3001"},
