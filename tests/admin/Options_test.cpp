@@ -41,12 +41,10 @@ class OptionsPageTest : public site::testing::SiteFixture {
     return *options_;
   }
   static std::vector<std::pair<std::string, std::string>> SettingsForm(const std::string& add_user) {
-    return {{"action", "Save Changes"},      {"cstrExchangeDomain", "mail.example"},
-            {"cstrExchangeConnectionMethod", "False"}, {"cstrShowLocation", "no"},
-            {"cstrLocationEntry", "Here"},   {"cstrLocationNoEntry", "Nowhere"},
-            {"cstrUserUserName", "staff"},   {"cstrUserPassword", "s3cret"},
-            {"cstrAdminUserName", "boss"},   {"cstrAdminPassword", "b0ss"},
-            {"AddUser", add_user}};
+    return {{"action", "Save Changes"}, {"cstrExchangeDomain", "mail.example"}, {"cstrExchangeConnectionMethod", "False"},
+            {"cstrShowLocation", "no"}, {"cstrLocationEntry", "Here"}, {"cstrLocationNoEntry", "Nowhere"},
+            {"cstrUserUserName", "staff"}, {"cstrUserPassword", "s3cret"}, {"cstrAdminUserName", "boss"},
+            {"cstrAdminPassword", "b0ss"}, {"AddUser", add_user}};
   }
   // The team password of the settings file and the one account of the users file, read as a
   // reader of both does.
@@ -166,17 +164,15 @@ TEST_F(OptionsPageTest, ConcurrentSavesLeaveEveryReaderAPairFromOneSave) {
   const std::string site_path = Site().SitePath;
   std::atomic<bool> saving{true};
   std::atomic<int> mixed{0}, reads{0};
+  // Save n writes the password "p<n>" and includes the account "u<n>" alone.
+  const auto read = [&] {
+    for (; saving; ++reads) {
+      const auto [password, account] = SavedPair();
+      if (password != "team" && "u" + password.substr(1) != account) ++mixed;
+    }
+  };
   std::vector<std::thread> readers;
-  for (int r = 0; r < 2; ++r) {
-    readers.emplace_back([&] {
-      while (saving) {
-        const auto [password, account] = SavedPair();
-        ++reads;
-        // Save n writes the password "p<n>" and includes the account "u<n>" alone.
-        if (password != "team" && "u" + password.substr(1) != account) ++mixed;
-      }
-    });
-  }
+  for (int r = 0; r < 2; ++r) readers.emplace_back(read);
   for (int round = 0; round < 3; ++round) {
     std::vector<std::thread> administrators;
     for (int n = 0; n < 20; ++n) {

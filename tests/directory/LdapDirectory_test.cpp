@@ -186,9 +186,6 @@ TEST_F(LdapServer, BindsWithTheCredentialsFile) {
     }
     EXPECT_EQ(status.description().find("hidden-word"), std::string::npos) << status.description();
   }
-  EXPECT_EQ(OpenDirectory(server_->Uri(), (server_->folder() / "none").string()).status().number(),
-            orbitel::errors::kPathNotFound);
-  EXPECT_FALSE(OpenDirectory(server_->Uri(), server_->folder().string()).ok());
 }
 
 // Request threads share one directory; a restart of the server costs the calls made while it
