@@ -37,12 +37,13 @@ TEST(OpenDirectory, OpensFileAddressesAndPlainPaths) {
 }
 
 // LDAP addresses open without connecting: the server is first asked by the calls, and a missing
-// credentials file by the opening (LdapDirectory_test.cpp). File sources have no use for one.
+// credentials file by the opening (ServeStartup_test.cpp). File sources have no use for one.
 TEST(OpenDirectory, OpensLdapAddressesWithoutConnecting) {
   for (const char* address : {"LDAP://dc01", "ldaps://dc01.orbitel.demo:636/DC=ORBITEL,DC=DEMO"}) {
     EXPECT_TRUE(OpenDirectory(address).ok()) << address;
   }
   EXPECT_TRUE(OpenDirectory("www/directory.ldif", "/no/such/credentials").ok());
+  EXPECT_EQ(OpenDirectory("ldap://[::1").status().number(), errors::kInvalidDirectoryAddress);
 }
 
 TEST(OpenDirectory, RefusesAddressesItHasNoSourceFor) {

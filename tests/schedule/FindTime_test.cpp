@@ -1,7 +1,5 @@
-// Finding a time, free/busy and the feed on one known week, read from the local store and from
-// a real Radicale server the suite starts: timed, all-day, multi-day (begun before the week),
-// a daily series with a cancelled and a moved occurrence, tentative, free, private and out of
-// office appointments. Both stores must give the same answers.
+// Finding a time, free/busy and the feed on one known week of every kind of appointment, read
+// from the local store and from a real Radicale server the suite starts: both give the same answers.
 #include "schedule/FindTime.h"
 
 #include <gtest/gtest.h>
@@ -9,30 +7,23 @@
 #include <map>
 #include <memory>
 #include <regex>
-#include <string>
-#include <vector>
 
-#include "data/CalDavClient.h"
 #include "data/ICalendar.h"
 #include "data/IcalSupport.h"
-#include "data/LocalStoreDatabase.h"
 #include "data/RadicaleServer.h"
-#include "data/StoreFixture.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FreeBusyText.h"
-#include "site/Clock.h"
-#include "site/SiteFixture.h"
 #include "site/SiteSettings.h"
-#include "site/SiteState.h"
-#include "site/TimeZone.h"
+#include "views/ViewFixture.h"
 
 namespace orbitel::schedule {
 namespace {
 
-using data::testing::Calendar;
-using data::testing::Event;
+using views::testing::AllDayEvent;
+using views::testing::Event;
+using views::testing::Timed;
 
 constexpr char kUser[] = "orbitel";
 constexpr char kPassword[] = "team";
@@ -41,25 +32,20 @@ constexpr char kDomain[] = "orbitel.demo";
 // The week of Monday 10 November 2003, New York standard time (UTC-5). cdiaz has an empty
 // calendar; dchen, in the directory too, has none at all.
 const std::vector<std::pair<std::string, std::string>> kCalendars = {
-    {"alice",
-     Event("a-trip", "SUMMARY:Trip\r\nDTSTART:20031108T120000\r\nDTEND:20031110T080000\r\n") +
-         Event("a-review", "SUMMARY:Review\r\nDTSTART:20031110T090000\r\nDTEND:20031110T103000\r\n") +
-         Event("a-optional", "SUMMARY:Optional\r\nDTSTART:20031110T110000\r\nDTEND:20031110T120000\r\n"
-                             "TRANSP:TRANSPARENT\r\n") +
-         Event("a-doctor", "SUMMARY:Doctor\r\nLOCATION:Clinic\r\nDTSTART:20031111T130000\r\n"
-                           "DTEND:20031111T140000\r\nCLASS:PRIVATE\r\n") +
-         Event("a-holiday", "SUMMARY:Holiday\r\nDTSTART;VALUE=DATE:20031112\r\nDTEND;VALUE=DATE:20031113\r\n") +
-         Event("a-away", "SUMMARY:Away\r\nDTSTART:20031114T130000\r\nDTEND:20031114T190000\r\n"
-                         "X-MICROSOFT-CDO-BUSYSTATUS:OOF\r\n")},
+    {"alice", Timed("a-trip", "20031108T120000", "20031110T080000") +
+                  Timed("a-review", "20031110T090000", "20031110T103000") +
+                  Timed("a-optional", "20031110T110000", "20031110T120000", "TRANSP:TRANSPARENT\r\n") +
+                  Event("a-doctor", "SUMMARY:Doctor\r\nLOCATION:Clinic\r\nDTSTART:20031111T130000\r\n"
+                                    "DTEND:20031111T140000\r\nCLASS:PRIVATE\r\n") +
+                  AllDayEvent("a-holiday", "20031112", "20031113") +
+                  Timed("a-away", "20031114T130000", "20031114T190000", "X-MICROSOFT-CDO-BUSYSTATUS:OOF\r\n")},
     {"bmartin",
-     Event("b-standup", "SUMMARY:Standup\r\nDTSTART:20031103T100000\r\nDTEND:20031103T103000\r\n"
-                        "RRULE:FREQ=DAILY;COUNT=20\r\nEXDATE:20031111T100000\r\n") +
-         Event("b-standup", "RECURRENCE-ID:20031113T100000\r\nDTSTART:20031113T160000\r\n"
-                            "DTEND:20031113T163000\r\nSUMMARY:Standup (moved)\r\n") +
-         Event("b-sync", "SUMMARY:Sync\r\nDTSTART:20031110T101500\r\nDTEND:20031110T110000\r\n") +
-         Event("b-maybe", "SUMMARY:Maybe\r\nDTSTART:20031111T140000\r\nDTEND:20031111T150000\r\n"
-                          "STATUS:TENTATIVE\r\n") +
-         Event("b-call", "SUMMARY:Call\r\nDTSTART:20031111T143000\r\nDTEND:20031111T150000\r\n")},
+     Timed("b-standup", "20031103T100000", "20031103T103000",
+           "RRULE:FREQ=DAILY;COUNT=20\r\nEXDATE:20031111T100000\r\n") +
+         Timed("b-standup", "20031113T160000", "20031113T163000", "RECURRENCE-ID:20031113T100000\r\n") +  // moved
+         Timed("b-sync", "20031110T101500", "20031110T110000") +
+         Timed("b-maybe", "20031111T140000", "20031111T150000", "STATUS:TENTATIVE\r\n") +
+         Timed("b-call", "20031111T143000", "20031111T150000")},
     {"cdiaz", ""},
 };
 
@@ -93,7 +79,7 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
     data::ConfigureStores(stores);
-    if (!caldav) FillLocalStore();
+    if (!caldav) data::testing::FillMailboxes(stores.store_root, kDomain, data::testing::CalendarTexts(kCalendars));
     site::GetSiteVars();
     ASSERT_TRUE(site::Site().SettingsLoaded);
   }
@@ -126,17 +112,13 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     page.OnStartPage(context_);
     page.GenerateFindTime();
     const std::string html = page.PrintGenerateErrors() + page.PrintFreeTimes();
-    std::string text = std::regex_replace(html, std::regex("<li><a href=\"CalendarDay\\.asp\\?DAY=(\\d+)&MONTH=11&YEAR=2003&USER=\">[^<]*</a>"), "|$1");
+    static const std::regex time_link(R"(<li><a href="CalendarDay\.asp\?DAY=(\d+)&MONTH=11&YEAR=2003&USER=">[^<]*</a>)");
+    std::string text = std::regex_replace(html, time_link, "|$1");
     return std::regex_replace(text, std::regex("<[^>]*>"), "");
   }
 
   static inline std::unique_ptr<data::testing::RadicaleServer> server_;
   static inline std::string startup_error_;
-
- private:
-  void FillLocalStore() {
-    data::testing::FillMailboxes((folder_ / "store").string(), kDomain, data::testing::CalendarTexts(kCalendars));
-  }
 };
 
 TEST_P(FindTimeTest, BusyPeriodsMergeByKindAndClipToTheSpan) {
@@ -205,18 +187,13 @@ TEST_P(FindTimeTest, BadInputIsNamedAndNothingIsSearched) {
 TEST_P(FindTimeTest, FreeBusyAndFeedParseAndTellNothingPrivate) {
   const std::string freebusy = FreeBusyText("mailto:alice@orbitel.demo", Utc(10, 0), Utc(15, 0),
                                             MergeBusy(Items("alice"), Utc(10, 0), Utc(15, 0)), Utc(10, 7));
-  data::ical::Component parsed = data::ical::ParseComponent(freebusy);
-  ASSERT_TRUE(parsed) << freebusy;
-  icalcomponent* vfreebusy = icalcomponent_get_first_component(parsed.get(), ICAL_VFREEBUSY_COMPONENT);
-  ASSERT_NE(vfreebusy, nullptr);
+  ASSERT_TRUE(data::ical::ParseComponent(freebusy)) << freebusy;
+  static const std::regex period("\r\n(FREEBUSY;[^\r]*)");
   std::vector<std::string> lines;
-  for (icalproperty* line = icalcomponent_get_first_property(vfreebusy, ICAL_FREEBUSY_PROPERTY); line;
-       line = icalcomponent_get_next_property(vfreebusy, ICAL_FREEBUSY_PROPERTY)) {
-    lines.push_back(icalproperty_as_ical_string(line));
-  }
+  for (std::sregex_iterator it(freebusy.begin(), freebusy.end(), period), end; it != end; ++it) lines.push_back((*it)[1]);
   ASSERT_EQ(lines.size(), 5u) << freebusy;
-  EXPECT_EQ(lines[0], "FREEBUSY;FBTYPE=BUSY:20031110T050000Z/20031110T130000Z\r\n");
-  EXPECT_EQ(lines[4], "FREEBUSY;FBTYPE=BUSY-UNAVAILABLE:20031114T180000Z/20031115T000000Z\r\n");
+  EXPECT_EQ(lines[0], "FREEBUSY;FBTYPE=BUSY:20031110T050000Z/20031110T130000Z");
+  EXPECT_EQ(lines[4], "FREEBUSY;FBTYPE=BUSY-UNAVAILABLE:20031114T180000Z/20031115T000000Z");
 
   const std::string feed = FeedText("Alice Walker", Items("alice", true), PrivateInFeed::kAsBusy, Utc(10, 7));
   auto events = data::ParseCalendar(feed);
@@ -232,7 +209,7 @@ TEST_P(FindTimeTest, FreeBusyAndFeedParseAndTellNothingPrivate) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, FindTimeTest, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) { return info.param ? "CalDav" : "LocalStore"; });
+                         [](const auto& info) { return info.param ? "CalDav" : "LocalStore"; });
 
 }  // namespace
 }  // namespace orbitel::schedule

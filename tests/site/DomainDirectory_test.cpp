@@ -32,7 +32,7 @@ TEST_F(DomainDirectoryTest, ListsTheDomainsEnabledPeopleInDirectoryOrder) {
   UserList users;
   GetFolderPaths(users);
   EXPECT_EQ(users, (UserList{"zadams|Zoe Adams", "rblanc|Ren\xC3\xA9" "e Blanc", "pat|Pat Lee",
-                             "both|Both Names", "hex|", "unlocked|"}));
+                             "both|Both Names", "hex|"}));
 }
 
 TEST_F(DomainDirectoryTest, NoDomainSetsTheMessageAndLogs) {
@@ -51,15 +51,6 @@ TEST_F(DomainDirectoryTest, NoDomainSetsTheMessageAndLogs) {
   users = {"kept|Kept"};
   GetFolderPaths(users);
   EXPECT_EQ(users, (UserList{"kept|Kept"}));
-}
-
-TEST_F(DomainDirectoryTest, MailDomainIsTheStoreRootsLastFolderLowerCased) {
-  EXPECT_EQ(GetDomainNameFromMDrive(), "");
-  std::filesystem::create_directories(folder_ / "store" / "Corp.Example");
-  EXPECT_EQ(GetDomainNameFromMDrive(), "corp.example");
-  SetServices({});
-  EXPECT_EQ(GetDomainNameFromMDrive(), "");
-  EXPECT_NE(ErrorLog().find("Routine : AdminStuff.GetDomainNameFromMDrive"), std::string::npos);
 }
 
 }  // namespace

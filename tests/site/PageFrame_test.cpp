@@ -1,30 +1,24 @@
-// The page frame through a small page class: the requested-date rules with their keywords,
-// the date links and their one-character rule, the shared methods and the page start.
+// The page frame through small page classes: the requested-date rules with their keywords, the
+// date links and their one-character rule, the shared methods and the page start.
 #include <gtest/gtest.h>
 
 #include "runtime/Conversions.h"
 #include "site/Clock.h"
 #include "site/DateNavigation.h"
 #include "site/PageFrame.h"
-#include "site/SitePath.h"
 #include "SiteFixture.h"
 
 namespace orbitel::site {
 namespace {
 
-// A month page as the views declare theirs.
-class MonthPage : public DatedPage {
- public:
+// Pages as the views declare theirs.
+struct MonthPage : DatedPage {
   MonthPage() : DatedPage({"CalendarMonth.asp", DateStep::kMonth, 1}) {}
 };
-
-class WeekPage : public DatedPage {
- public:
+struct WeekPage : DatedPage {
   WeekPage() : DatedPage({"CalendarWeek.asp", DateStep::kWeek, 1}) {}
 };
-
-class ItemPage : public PageFrame {
- public:
+struct ItemPage : PageFrame {
   ItemPage() : PageFrame({"CalendarItem.asp", DateStep::kNone, 2, false}) {}
 };
 
@@ -69,7 +63,6 @@ TEST_F(PageFrameTest, RequestedDateRules) {
       {{{"YEAR", "previousyear"}}, "12/1/2002"},
       {{{"MONTH", "NextMonth"}}, "12/1/2003"},                            // keywords are exact
       {{{"MONTH", "abc"}}, "12/1/2003"},
-      {{{"MONTH", ""}}, "12/1/2003"},
       {{{"MONTH", "2.5"}, {"DAY", "3.5"}}, "2/4/2003"},                   // half to even
       {{{"YEAR", "3"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/2003"},        // two-digit year
       {{{"YEAR", "99"}, {"MONTH", "5"}, {"DAY", "1"}}, "5/1/1999"},
@@ -80,20 +73,26 @@ TEST_F(PageFrameTest, RequestedDateRules) {
   }
 }
 
-TEST_F(PageFrameTest, OverflowKeepsThePreviousDate) {
+// A date past the calendar's range, and the appointment page (which has no date), keep the one before.
+TEST_F(PageFrameTest, OverflowAndTheAppointmentPageKeepThePreviousDate) {
   EXPECT_EQ(Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"MONTH", "40000"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"YEAR", "32767"}}), "3/5/2003");
-  EXPECT_EQ(Requested({{"DAY", "-32769"}}), "3/5/2003");
+  for (const auto& [key, value] : {std::pair{"MONTH", "40000"}, {"YEAR", "32767"}, {"DAY", "-32769"}}) {
+    EXPECT_EQ(Requested({{key, value}}), "3/5/2003") << key;
+  }
+  auto context = std::make_shared<MemoryPageContext>();
+  context->Query("DAY", "9");
+  ItemPage item;
+  item.OnStartPage(context);
+  EXPECT_EQ(Site().RequestedDate, "3/5/2003");
+  EXPECT_EQ(Site().PageContext, context);
 }
 
 TEST_F(PageFrameTest, DateLinkCarriesTheRequestUserUnlessGivenALongerOne) {
   context_->Query("USER", "mbrown");
   const Date date = Day(2003, 3, 5);
-  EXPECT_EQ(BuildDateLinkQuery(date, "alice"), "?DAY=5&MONTH=3&YEAR=2003&USER=alice");
-  EXPECT_EQ(BuildDateLinkQuery(date, "al"), "?DAY=5&MONTH=3&YEAR=2003&USER=al");
-  EXPECT_EQ(BuildDateLinkQuery(date, "a"), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
-  EXPECT_EQ(BuildDateLinkQuery(date, ""), "?DAY=5&MONTH=3&YEAR=2003&USER=mbrown");
+  for (const auto& [given, used] : {std::pair{"alice", "alice"}, {"al", "al"}, {"a", "mbrown"}, {"", "mbrown"}}) {
+    EXPECT_EQ(BuildDateLinkQuery(date, given), std::string("?DAY=5&MONTH=3&YEAR=2003&USER=") + used) << given;
+  }
 
   Site().PageContext = std::make_shared<MemoryPageContext>();  // no USER at all
   EXPECT_EQ(BuildDateLinkQuery(date, "x"), "?DAY=5&MONTH=3&YEAR=2003&USER=");
@@ -108,7 +107,6 @@ TEST_F(PageFrameTest, SharedMethodsMoveByThePageStep) {
   EXPECT_EQ(month.ShowNextDate(), "CalendarMonth.asp?DAY=29&MONTH=2&YEAR=2004&USER=mbrown");
   EXPECT_EQ(month.ShowPreviousDate(), "CalendarMonth.asp?DAY=31&MONTH=12&YEAR=2003&USER=mbrown");
   EXPECT_EQ(month.ShowCurrentDate(), "Saturday, January 31, 2004");
-  EXPECT_EQ(month.ShowCurrentVersion(), "7.3");
 
   WeekPage week;
   week.OnStartPage(context);
@@ -116,55 +114,19 @@ TEST_F(PageFrameTest, SharedMethodsMoveByThePageStep) {
   EXPECT_EQ(week.ShowPreviousDate(), "CalendarWeek.asp?DAY=24&MONTH=1&YEAR=2004&USER=mbrown");
 }
 
-TEST_F(PageFrameTest, AppointmentPageLeavesTheRequestedDateAlone) {
-  Requested({{"DAY", "5"}, {"MONTH", "3"}, {"YEAR", "2003"}});
-  auto context = std::make_shared<MemoryPageContext>();
-  context->Query("DAY", "9");
-  ItemPage item;
-  item.OnStartPage(context);
-  EXPECT_EQ(Site().RequestedDate, "3/5/2003");
-  EXPECT_EQ(Site().PageContext, context);
-}
-
+// A thread's first page finds the site by its own path and loads the settings; no site, still a date.
 TEST_F(PageFrameTest, FirstPageOfAThreadFindsTheSiteAndLoadsTheSettings) {
-  Site().SitePath.clear();
-  auto context = std::make_shared<MemoryPageContext>();
-  context->Variable("PATH_TRANSLATED", (folder_ / "CalendarMonth.asp").string());
-  MonthPage page;
-  page.OnStartPage(context);
-  EXPECT_EQ(Site().SitePath, folder_.string() + "/");
-  EXPECT_TRUE(Site().SettingsLoaded);
-  EXPECT_EQ(Site().AdminUserName, "admin");
-}
-
-TEST_F(PageFrameTest, PageStartSurvivesAMissingSite) {
-  Site().SitePath.clear();
-  auto context = std::make_shared<MemoryPageContext>();
-  context->Variable("PATH_TRANSLATED", "/nowhere/at/all/CalendarMonth.asp").Query("DAY", "7");
-  MonthPage page;
-  page.OnStartPage(context);
-  EXPECT_EQ(Site().SitePath, "/nowhere/at/all/");
-  EXPECT_FALSE(Site().SettingsLoaded);
-  EXPECT_EQ(Site().RequestedDate, "12/7/2003");
-}
-
-TEST_F(PageFrameTest, SitePathNeedsASeparatorPastTheFirstCharacter) {
-  struct Case {
-    const char* path;
-    const char* site;
-  } cases[] = {
-      {"C:\\Inetpub\\wwwroot\\calendar\\CalendarMonth.asp", "C:\\Inetpub\\wwwroot\\calendar\\"},
-      {"/srv/site/CalendarMonth.asp", "/srv/site/"},
-      {"/CalendarMonth.asp", ""},
-      {"CalendarMonth.asp", ""},
-      {"", ""},
-  };
-  for (const Case& c : cases) {
+  for (const std::string& site : {folder_.string() + "/", std::string("/nowhere/at/all/")}) {
+    Site() = SiteState();
     auto context = std::make_shared<MemoryPageContext>();
-    context->Variable("PATH_TRANSLATED", c.path);
-    Site().PageContext = context;
-    GetCurrentPath();
-    EXPECT_EQ(Site().SitePath, c.site) << c.path;
+    context->Variable("PATH_TRANSLATED", site + "CalendarMonth.asp").Query("DAY", "7");
+    MonthPage page;
+    page.OnStartPage(context);
+    EXPECT_EQ(Site().SitePath, site);
+    const bool found = site != "/nowhere/at/all/";
+    EXPECT_EQ(Site().SettingsLoaded, found);
+    EXPECT_EQ(Site().AdminUserName, found ? "admin" : "");
+    EXPECT_EQ(Site().RequestedDate, "12/7/2003");
   }
 }
 

@@ -12,7 +12,10 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "data/RowsetFile.h"
 #include "directory/Directory.h"
 #include "site/MemoryPageContext.h"
 #include "site/SiteServices.h"
@@ -27,6 +30,18 @@ inline std::string ReadFile(const std::filesystem::path& path) {
 
 inline void WriteFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
+}
+
+using People = std::vector<std::pair<std::string, std::string>>;  // account, full name
+
+// A directory export of the domain orbitel.demo with one enabled user per person.
+inline std::string Ldif(const People& people) {
+  std::string text = "dn: DC=ORBITEL,DC=DEMO\nobjectClass: domain\n";
+  for (const auto& [account, name] : people) {
+    text += "\ndn: CN=" + account + ",DC=ORBITEL,DC=DEMO\nobjectClass: user\nsAMAccountName: " + account +
+            (name.empty() ? "" : "\ndisplayName: " + name) + "\n";
+  }
+  return text;
 }
 
 class SiteFixture : public ::testing::Test {
@@ -60,6 +75,20 @@ class SiteFixture : public ::testing::Test {
       services.directory = *directory;
     }
     SetServices(services);
+  }
+
+  void UseDirectory(const People& people) {
+    WriteFile(File("people.ldif"), Ldif(people));
+    ConnectDirectory(File("people.ldif").string());
+  }
+
+  // The users file's "Users" values in order.
+  std::vector<std::string> UsersInFile() const {
+    data::Recordset users;
+    EXPECT_TRUE(data::OpenRowsetFile(File("OrbitelUsers.xml"), users).ok());
+    std::vector<std::string> names;
+    for (; !users.IsEOF(); users.MoveNext()) names.push_back(users.Field("Users")->Text());
+    return names;
   }
 
   std::filesystem::path File(const char* name) const { return folder_ / name; }

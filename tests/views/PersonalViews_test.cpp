@@ -14,10 +14,6 @@ using namespace views::testing;
 
 class PersonalViews : public ViewFixture {
  protected:
-  void SetUp() override {
-    ViewFixture::SetUp();
-    Mailboxes();
-  }
   // The blocks in order, as "time text|subject|location", each day's cell starting with '/'.
   static std::string Blocks(const std::string& html) {
     static const std::regex block(
@@ -87,13 +83,13 @@ TEST_F(PersonalViews, MonthRunsInSevensFromTheFirst) {
 
 TEST_F(PersonalViews, TheRequestsUserIsEscapedWhereverItIsWritten) {
   auto context = std::make_shared<site::MemoryPageContext>();
-  context->Query("USER", "<b>x</b>");
+  context->Query("USER", "<b>\"x\"</b>");
   PerDay page;
   page.OnStartPage(context);
   page.GenerateCalendar();
-  EXPECT_NE(page.PrintCalendar().find("&nbsp;&lt;b&gt;x&lt;/b&gt; - "), std::string::npos);
-  EXPECT_EQ(page.PrintCalendar().find("<b>x</b>"), std::string::npos);
-  EXPECT_EQ(page.ShowNewCalendarItemLink(), "CalendarItem.asp?UserName=&lt;b&gt;x&lt;/b&gt;&Method=New");
+  EXPECT_NE(page.PrintCalendar().find("&nbsp;&lt;b&gt;&quot;x&quot;&lt;/b&gt; - "), std::string::npos);
+  EXPECT_EQ(page.PrintCalendar().find("<b>\"x\"</b>"), std::string::npos);
+  EXPECT_EQ(page.ShowNewCalendarItemLink(), "CalendarItem.asp?UserName=&lt;b&gt;&quot;x&quot;&lt;/b&gt;&Method=New");
 }
 
 }  // namespace
