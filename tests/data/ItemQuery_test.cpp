@@ -1,3 +1,4 @@
+// Keeping, ordering and typing the items a store gathered, as every store's queries do.
 #include "data/ItemQuery.h"
 
 #include <gtest/gtest.h>
@@ -21,17 +22,8 @@ Date At(int year, int month, int day, int hour = 0, int minute = 0) {
 
 StoreItem Item(const std::string& uid, Date start, Date end, const std::string& busy = "BUSY",
                int sensitivity = 0) {
-  StoreItem item;
-  item.uid = uid;
-  item.displayname = uid + ".ics";
-  item.href = std::string(kFolder) + item.displayname;
-  item.subject = "Subject " + uid;
-  item.location = "Room " + uid;
-  item.dtstart = start;
-  item.dtend = end;
-  item.busystatus = busy;
-  item.sensitivity = sensitivity;
-  return item;
+  return StoreItem{std::string(kFolder) + uid + ".ics", uid + ".ics", uid, "Subject " + uid, "Room " + uid,
+                   start, end, false, busy, sensitivity, "", std::nullopt};
 }
 
 SelectStatement Parse(const std::string& columns, const std::string& tail) {
@@ -41,14 +33,13 @@ SelectStatement Parse(const std::string& columns, const std::string& tail) {
   return std::move(parsed).value();
 }
 
-// The uid column of every row, in order.
-std::vector<std::string> Uids(Recordset& rows) {
+// The uids the query keeps, in its order.
+std::vector<std::string> Uids(const std::string& tail, const std::vector<StoreItem>& items) {
+  Recordset rows;
+  const Status run = RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", tail), items, rows);
+  EXPECT_TRUE(run.ok()) << run.description();
   std::vector<std::string> uids;
-  if (!rows.MoveFirst().ok()) return uids;
-  while (!rows.IsEOF()) {
-    uids.push_back(rows.Field("urn:schemas:calendar:uid")->Text());
-    EXPECT_TRUE(rows.MoveNext().ok());
-  }
+  for (const auto& row : rows.rows()) uids.push_back(row[0].Text());
   return uids;
 }
 
@@ -74,14 +65,8 @@ const char kPeriodWhere[] =
     "(\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2) AND "
     "(\"urn:schemas:calendar:busystatus\" <> 'Free')";
 
-struct WhereCase {
-  const char* name;
-  std::string where;
-  std::vector<std::string> uids;
-};
-
 TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
-  const WhereCase cases[] = {
+  const std::tuple<const char*, std::string, std::vector<std::string>> cases[] = {
       {"the period query: wholly inside, not private, not free", kPeriodWhere,
        {"inside", "on-bounds", "confidential", "tentative"}},
       {"no WHERE keeps all in order", "",
@@ -100,63 +85,46 @@ TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
        "WHERE CAST(\"2003-11-07T00:00:00Z\" as 'dateTime') < \"urn:schemas:calendar:dtstart\"",
        {"ends-after", "tentative"}},
   };
-  for (const WhereCase& c : cases) {
-    SCOPED_TRACE(c.name);
-    Recordset rows;
-    ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", c.where), Week(), rows).ok());
-    EXPECT_EQ(Uids(rows), c.uids);
-  }
+  for (const auto& [name, where, uids] : cases) EXPECT_EQ(Uids(where, Week()), uids) << name;
 }
 
+// A property the store does not know in the WHERE or ORDER BY fails the query, even over no
+// items, and leaves the recordset as it was.
 TEST(ItemQueryWhere, AnUnknownPropertyFailsEvenOverNoItems) {
-  for (const std::vector<StoreItem>& items : {Week(), std::vector<StoreItem>{}}) {
-    Recordset rows({{"kept"}}, {{Value("unchanged")}});
-    Status status = RunItemQuery(
-        Parse("\"DAV:href\"", "WHERE \"urn:schemas:calendar:nosuch\" = 1"), items, rows);
-    EXPECT_EQ(status.number(), errors::kItemNotFoundInCollection);
-    ASSERT_TRUE(rows.MoveFirst().ok());  // left as it was
-    EXPECT_EQ(rows.Field("kept")->Text(), "unchanged");
+  for (const char* tail : {"WHERE \"urn:schemas:calendar:nosuch\" = 1", "ORDER BY \"nosuch\""}) {
+    for (const std::vector<StoreItem>& items : {Week(), std::vector<StoreItem>{}}) {
+      Recordset rows({{"kept"}}, {{Value("unchanged")}});
+      EXPECT_EQ(RunItemQuery(Parse("\"DAV:href\"", tail), items, rows).number(),
+                errors::kItemNotFoundInCollection) << tail;
+      EXPECT_EQ(rows.rows(), (std::vector<std::vector<Value>>{{Value("unchanged")}}));
+    }
   }
 }
 
 TEST(ItemQueryColumns, HoldExactlyTheSelectedPropertiesTyped) {
+  const std::vector<std::string> typed = {
+      "urn:schemas:calendar:dtstart dateTime", "DAV:href string", "urn:schemas:calendar:alldayevent boolean",
+      "urn:schemas:x:unknown string", "urn:schemas:calendar:recurrenceid dateTime",
+      "http://schemas.microsoft.com/exchange/sensitivity int", "urn:schemas:httpmail:textdescription string"};
+  std::string columns;
+  for (const std::string& column : typed) {
+    columns += (columns.empty() ? "\"" : ", \"") + column.substr(0, column.rfind(' ')) + "\"";
+  }
   std::vector<StoreItem> items = {Item("a", At(2003, 11, 4, 9), At(2003, 11, 4, 10))};
   items[0].alldayevent = true;
   items[0].textdescription = "Notes";
   Recordset rows;
-  ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:dtstart\", \"DAV:href\", "
-                                 "\"urn:schemas:calendar:alldayevent\", \"urn:schemas:x:unknown\", "
-                                 "\"urn:schemas:calendar:recurrenceid\", "
-                                 "\"http://schemas.microsoft.com/exchange/sensitivity\", "
-                                 "\"urn:schemas:httpmail:textdescription\"",
-                                 ""),
-                           items, rows)
-                  .ok());
+  ASSERT_TRUE(RunItemQuery(Parse(columns, ""), items, rows).ok());
   std::vector<std::string> fields;
   for (const FieldInfo& field : rows.fields()) fields.push_back(field.name + " " + field.type);
-  EXPECT_EQ(fields, (std::vector<std::string>{
-                        "urn:schemas:calendar:dtstart dateTime", "DAV:href string",
-                        "urn:schemas:calendar:alldayevent boolean", "urn:schemas:x:unknown string",
-                        "urn:schemas:calendar:recurrenceid dateTime",
-                        "http://schemas.microsoft.com/exchange/sensitivity int",
-                        "urn:schemas:httpmail:textdescription string"}));
-  ASSERT_TRUE(rows.MoveFirst().ok());
-  EXPECT_EQ(*rows.Field("urn:schemas:calendar:dtstart"), Value(At(2003, 11, 4, 9)));
-  EXPECT_EQ(*rows.Field("DAV:href"), Value(std::string(kFolder) + "a.ics"));
-  EXPECT_EQ(*rows.Field("urn:schemas:calendar:alldayevent"), Value(true));
-  EXPECT_TRUE(rows.Field("urn:schemas:x:unknown")->IsEmpty());
-  EXPECT_TRUE(rows.Field("urn:schemas:calendar:recurrenceid")->IsEmpty());
-  EXPECT_EQ(*rows.Field("http://schemas.microsoft.com/exchange/sensitivity"), Value(0));
-  EXPECT_EQ(*rows.Field("urn:schemas:httpmail:textdescription"), Value("Notes"));
+  EXPECT_EQ(fields, typed);
+  EXPECT_EQ(rows.rows(), (std::vector<std::vector<Value>>{{Value(At(2003, 11, 4, 9)),
+                                                          Value(std::string(kFolder) + "a.ics"), Value(true),
+                                                          Value(), Value(), Value(0), Value("Notes")}}));
   // A property that was not selected is not in the recordset.
   EXPECT_EQ(rows.Field("urn:schemas:httpmail:subject").status().number(),
             errors::kItemNotFoundInCollection);
 }
-
-struct OrderCase {
-  const char* order_by;
-  std::vector<std::string> uids;
-};
 
 TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
   std::vector<StoreItem> items = {
@@ -166,7 +134,7 @@ TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
       Item("d", At(2003, 11, 2, 9), At(2003, 11, 4, 10)),
   };
   items[3].recurrenceid = At(2003, 11, 2, 9);
-  const OrderCase cases[] = {
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"ORDER BY \"urn:schemas:calendar:dtstart\"", {"d", "A", "b", "c"}},
       {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC, \"urn:schemas:calendar:dtend\" DESC",
        {"c", "b", "A", "d"}},
@@ -175,16 +143,7 @@ TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
       {"ORDER BY \"urn:schemas:calendar:uid\"", {"A", "b", "c", "d"}},  // text without case
       {"ORDER BY \"urn:schemas:calendar:recurrenceid\" DESC", {"d", "b", "A", "c"}},
   };
-  for (const OrderCase& c : cases) {
-    SCOPED_TRACE(c.order_by);
-    Recordset rows;
-    ASSERT_TRUE(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", c.order_by), items, rows).ok());
-    EXPECT_EQ(Uids(rows), c.uids);
-  }
-  Recordset rows;
-  EXPECT_EQ(RunItemQuery(Parse("\"urn:schemas:calendar:uid\"", "ORDER BY \"nosuch\""), {}, rows)
-                .number(),
-            errors::kItemNotFoundInCollection);
+  for (const auto& [order_by, uids] : cases) EXPECT_EQ(Uids(order_by, items), uids) << order_by;
 }
 
 TEST(ItemQueryWindow, TakesTheBoundsOfTopLevelAndedComparisons) {

@@ -5,10 +5,8 @@
 // account may create collections at any depth. The server goes down with the process, however
 // that ends.
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,19 +20,10 @@ namespace orbitel::data::testing {
 
 using orbitel::testing::FreePort;
 
-inline std::string FindOnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::stringstream folders(path != nullptr ? path : "/usr/bin:/bin");
-  std::string folder;
-  while (std::getline(folders, folder, ':')) {
-    const std::string candidate = folder + "/" + program;
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return {};
-}
-
 class RadicaleServer {
  public:
+  static constexpr char kProgram[] = "/usr/bin/radicale";
+
   RadicaleServer() = default;
   ~RadicaleServer() { Stop(); }
   RadicaleServer(const RadicaleServer&) = delete;
@@ -42,30 +31,24 @@ class RadicaleServer {
 
   // Starts the server with the one account; empty once it answers, else why it did not start.
   std::string Start(const std::string& user, const std::string& password) {
-    credentials_ = data::StoreCredentials{user, password};
-    const std::string radicale = FindOnPath("radicale");
-    if (radicale.empty()) {
-      return "The CalDAV tests need a Radicale server, and radicale is not on the PATH; "
-             "scripts/setup --tests installs it";
+    if (::access(kProgram, X_OK) != 0) {
+      return std::string(kProgram) + " is missing: install radicale (scripts/setup --tests)";
     }
+    credentials_ = data::StoreCredentials{user, password};
     folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav");
-    const int port = FreePort();
-    if (port == 0) return "No free local port for Radicale";
-    port_ = port;
-    base_url_ = "http://127.0.0.1:" + std::to_string(port) + "/";
+    port_ = FreePort();
+    base_url_ = "http://127.0.0.1:" + std::to_string(port_) + "/";
     std::ofstream(folder_ / "users") << user << ":" << password << "\n";
     // The account reads and writes collections at any depth (the site's calendars live at
     // /exchange/<account>/calendar/); anonymous requests are refused.
     std::ofstream(folder_ / "rights") << "[account]\nuser: .+\ncollection: .*\npermissions: RrWw\n";
     std::ofstream(folder_ / "config")
-        << "[server]\nhosts = 127.0.0.1:" << port << "\n"
+        << "[server]\nhosts = 127.0.0.1:" << port_ << "\n"
         << "[auth]\ntype = htpasswd\nhtpasswd_filename = " << (folder_ / "users").string()
         << "\nhtpasswd_encryption = plain\ndelay = 0\n"
         << "[rights]\ntype = from_file\nfile = " << (folder_ / "rights").string() << "\n"
         << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
-        << "[web]\ntype = none\n"
-        << "[logging]\nlevel = warning\n";
-    radicale_ = radicale;
+        << "[web]\ntype = none\n[logging]\nlevel = warning\n";
     return Resume();
   }
 
@@ -73,7 +56,7 @@ class RadicaleServer {
   void Pause() { orbitel::testing::StopServer(pid_); }
   std::string Resume() {
     std::string why;
-    pid_ = orbitel::testing::StartServer({radicale_, "--config", (folder_ / "config").string()},
+    pid_ = orbitel::testing::StartServer({kProgram, "--config", (folder_ / "config").string()},
                                          (folder_ / "radicale.log").string(), port_, why);
     return pid_ > 0 ? std::string() : why;
   }
@@ -131,7 +114,6 @@ class RadicaleServer {
   std::filesystem::path folder_;
   std::string base_url_;
   data::StoreCredentials credentials_;
-  std::string radicale_;
   int port_ = 0;
   pid_t pid_ = -1;
 };

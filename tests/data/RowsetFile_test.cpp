@@ -1,47 +1,38 @@
+// The users and settings files in ADO's persisted-rowset layout: read, written back, and saved
+// whole or not at all.
 #include "data/RowsetFile.h"
 
 #include <gtest/gtest.h>
-
-#include "TempFolder.h"
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
+#include "ServerProcess.h"
+#include "TempFolder.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
 namespace fs = std::filesystem;
+using orbitel::testing::ReadWholeFile;
 
 // The shipped users file, as ADO writes it, holding one user.
 std::string UsersFile() {
-  std::stringstream shipped;
-  shipped << std::ifstream("www/OrbitelUsers.xml", std::ios::binary).rdbuf();
-  std::string text = shipped.str();
+  std::string text = ReadWholeFile("www/OrbitelUsers.xml");
   return text.insert(text.find("</rs:data>"), "\t<z:row Users='alice'/>\n");
 }
 
 class RowsetFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = orbitel::testing::MakeTempFolder("orbitel-rowset");
-  }
+  void SetUp() override { folder = orbitel::testing::MakeTempFolder("orbitel-rowset"); }
   void TearDown() override { fs::remove_all(folder); }
 
   fs::path Write(const std::string& name, const std::string& content) {
     std::ofstream(folder / name, std::ios::binary) << content;
     return folder / name;
-  }
-  static std::string Read(const fs::path& path) {
-    std::stringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
   }
   std::vector<std::string> Entries() const {
     std::vector<std::string> names;
@@ -64,7 +55,7 @@ TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
   ASSERT_TRUE(OpenRowsetFile(path, users).ok());
   EXPECT_EQ(users.Field("Users")->Text(), "alice");
   ASSERT_TRUE(SaveRowsetFile(users, path).ok());
-  EXPECT_EQ(Read(path), UsersFile());
+  EXPECT_EQ(ReadWholeFile(path), UsersFile());
   EXPECT_EQ(Entries(), (std::vector<std::string>{"OrbitelUsers.xml", "OrbitelUsers.xml.lock"}));
   ASSERT_TRUE(users.AddNew().ok());
   ASSERT_TRUE(users.SetField("Users", std::string("bob")).ok());
@@ -153,47 +144,39 @@ TEST_F(RowsetFileTest, AFailedSaveLeavesTheTargetAndNoTemporaryFile) {
   Write("users.xml/keep", "x");
   EXPECT_EQ(SaveRowsetFile(users, blocked).number(), errors::kPermissionDenied);
   EXPECT_EQ(Entries(), (std::vector<std::string>{"users.xml", "users.xml.lock"}));
-  EXPECT_EQ(Read(blocked / "keep"), "x");
+  EXPECT_EQ(ReadWholeFile(blocked / "keep"), "x");
 }
 
 // Two writers save different lists over and over while a reader keeps loading: every load
 // succeeds and sees one writer's whole list.
 TEST_F(RowsetFileTest, ConcurrentWritersNeverShowAPartialFile) {
   const fs::path path = folder / "users.xml";
-  auto list = [](const std::string& prefix, int count) {
-    std::vector<std::vector<Value>> rows;
-    for (int i = 0; i < count; ++i) rows.push_back({Value(prefix + std::to_string(i))});
-    return rows;
-  };
-  const auto first = list("first-", 40);
-  const auto second = list("second-", 300);
-  {
-    Recordset initial({FieldInfo{"Users"}}, first);
-    ASSERT_TRUE(SaveRowsetFile(initial, path).ok());
+  std::vector<std::vector<Value>> lists[2];
+  for (int i = 0; i < 300; ++i) {
+    if (i < 40) lists[0].push_back({Value("first-" + std::to_string(i))});
+    lists[1].push_back({Value("second-" + std::to_string(i))});
   }
-
+  Recordset initial({FieldInfo{"Users"}}, lists[0]);
+  ASSERT_TRUE(SaveRowsetFile(initial, path).ok());
   std::atomic<bool> writing{true};
-  std::atomic<int> failed_saves{0};
-  auto writer = [&](const std::vector<std::vector<Value>>& rows) {
-    Recordset recordset({FieldInfo{"Users"}}, rows);
-    for (int i = 0; i < 200; ++i) {
-      if (!SaveRowsetFile(recordset, path).ok()) ++failed_saves;
-    }
-  };
-  std::thread one(writer, std::cref(first));
-  std::thread two(writer, std::cref(second));
-  int loads = 0;
+  std::atomic<int> failed_saves{0}, loads{0};
+  std::vector<std::thread> writers;
+  for (const auto& rows : lists) {
+    writers.emplace_back([&path, &failed_saves, rows] {
+      Recordset recordset({FieldInfo{"Users"}}, rows);
+      for (int i = 0; i < 200; ++i) failed_saves += !SaveRowsetFile(recordset, path).ok();
+    });
+  }
   std::thread reader([&] {
     while (writing) {
       Recordset loaded;
-      Status status = OpenRowsetFile(path, loaded);
+      const Status status = OpenRowsetFile(path, loaded);
       ASSERT_TRUE(status.ok()) << status.description();
-      ASSERT_TRUE(loaded.rows() == first || loaded.rows() == second);
+      ASSERT_TRUE(loaded.rows() == lists[0] || loaded.rows() == lists[1]);
       ++loads;
     }
   });
-  one.join();
-  two.join();
+  for (std::thread& writer : writers) writer.join();
   writing = false;
   reader.join();
   EXPECT_EQ(failed_saves, 0);
