@@ -42,14 +42,14 @@ TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
   EXPECT_EQ((*items)[1].ics.find("Left out"), std::string::npos);
 
   // The item's own VTIMEZONE places its times: 12:00 at +03:00 is 09:00 UTC.
-  auto occurrences = ExpandItem((*items)[0].ics, UtcOfDate(Utc("2026-11-01T00:00:00Z")),
-                                UtcOfDate(Utc("2026-12-01T00:00:00Z")));
+  auto occurrences = ExpandItem((*items)[0].ics, UtcOfDate(At("2026-11-01T00:00:00Z")),
+                                UtcOfDate(At("2026-12-01T00:00:00Z")));
   ASSERT_TRUE(occurrences.ok());
   ASSERT_EQ(occurrences->size(), 3u);
-  EXPECT_EQ((*occurrences)[0].dtstart, Utc("2026-11-10T09:00:00Z"));
+  EXPECT_EQ((*occurrences)[0].dtstart, At("2026-11-10T09:00:00Z"));
   EXPECT_EQ((*occurrences)[1].subject, "Changed");
-  EXPECT_EQ((*occurrences)[1].dtstart, Utc("2026-11-11T10:00:00Z"));
-  EXPECT_EQ(*(*occurrences)[1].recurrenceid, Utc("2026-11-11T09:00:00Z"));
+  EXPECT_EQ((*occurrences)[1].dtstart, At("2026-11-11T10:00:00Z"));
+  EXPECT_EQ(*(*occurrences)[1].recurrenceid, At("2026-11-11T09:00:00Z"));
 }
 
 TEST_F(ICalendarTest, MalformedTextIsRefusedWithItsLine) {
@@ -90,8 +90,8 @@ TEST_F(ICalendarTest, SpanOfARecurringItem) {
       "x", "DTSTART:20261110T120000Z\nDTEND:20261110T130000Z\nRRULE:FREQ=WEEKLY;COUNT=3\n")));
   ASSERT_TRUE(finite.ok());
   EXPECT_TRUE(finite->recurring);
-  EXPECT_EQ(finite->span_start, UtcOfDate(Utc("2026-11-10T12:00:00Z")));
-  EXPECT_EQ(finite->span_end, UtcOfDate(Utc("2026-11-24T13:00:00Z")));
+  EXPECT_EQ(finite->span_start, UtcOfDate(At("2026-11-10T12:00:00Z")));
+  EXPECT_EQ(finite->span_end, UtcOfDate(At("2026-11-24T13:00:00Z")));
   auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
   ASSERT_TRUE(endless.ok());
   EXPECT_FALSE(endless->span_end.has_value());
@@ -99,10 +99,10 @@ TEST_F(ICalendarTest, SpanOfARecurringItem) {
   // A period holds the occurrences that overlap it, the one begun the night before included.
   auto overlapping = ExpandItem(
       Calendar(Event("x", "DTSTART:20261110T230000Z\nDTEND:20261111T010000Z\nRRULE:FREQ=DAILY;COUNT=3\n")),
-      UtcOfDate(Utc("2026-11-11T00:00:00Z")), UtcOfDate(Utc("2026-11-11T12:00:00Z")));
+      UtcOfDate(At("2026-11-11T00:00:00Z")), UtcOfDate(At("2026-11-11T12:00:00Z")));
   ASSERT_TRUE(overlapping.ok());
   ASSERT_EQ(overlapping->size(), 1u);
-  EXPECT_EQ((*overlapping)[0].dtstart, Utc("2026-11-10T23:00:00Z"));
+  EXPECT_EQ((*overlapping)[0].dtstart, At("2026-11-10T23:00:00Z"));
 }
 
 TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
@@ -132,8 +132,8 @@ TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   edit.times = EventTimes{*ParseIsoDate("2026-11-12T10:00"), *ParseIsoDate("2026-11-12T11:30"), false};
   auto moved = SummarizeItem(*EditEventCalendar(original, edit));
   ASSERT_TRUE(moved.ok());
-  EXPECT_EQ(moved->master.dtstart, Utc("2026-11-12T15:00:00Z"));
-  EXPECT_EQ(moved->master.dtend, Utc("2026-11-12T16:30:00Z"));
+  EXPECT_EQ(moved->master.dtstart, At("2026-11-12T15:00:00Z"));
+  EXPECT_EQ(moved->master.dtend, At("2026-11-12T16:30:00Z"));
 }
 
 }  // namespace

@@ -163,7 +163,7 @@ struct StatementCase {
 TEST(StatementParse, ReadsTheColumnsScopeWhereAndOrder) {
   const StatementCase cases[] = {
       // The queries exactly as the pages send them.
-      {kPeriodQuery,
+      {PeriodQuery(),
        {"DAV:href", "urn:schemas:httpmail:subject", "urn:schemas:calendar:alldayevent",
         "urn:schemas:calendar:location", "urn:schemas:calendar:dtstart",
         "urn:schemas:calendar:dtend", "urn:schemas:calendar:uid"},
@@ -173,7 +173,7 @@ TEST(StatementParse, ReadsTheColumnsScopeWhereAndOrder) {
        "(<> http://schemas.microsoft.com/exchange/sensitivity 2) "
        "(<> urn:schemas:calendar:busystatus 'Free'))",
        {}},
-      {kLoadQuery,
+      {LoadQuery(),
        {"DAV:href", "urn:schemas:httpmail:subject", "DAV:displayname",
         "urn:schemas:calendar:busystatus", "urn:schemas:calendar:location",
         "urn:schemas:calendar:dtstart", "urn:schemas:calendar:dtend",
@@ -182,7 +182,7 @@ TEST(StatementParse, ReadsTheColumnsScopeWhereAndOrder) {
        "http://mail/exchange/alice/calendar/", "(= DAV:displayname 'O'Brien.ics')", {}},
       {kUpdateQuery, {"DAV:href", "urn:schemas:calendar:location"}, kLocalFolder,
        "(= DAV:displayname 'abc.ics')", {}},
-      {kDeleteQuery, {"DAV:href", "urn:schemas:calendar:uid"}, kLocalFolder,
+      {DeleteQuery(), {"DAV:href", "urn:schemas:calendar:uid"}, kLocalFolder,
        "(= DAV:displayname 'O'Brien.ics')", {}},
       // The statement's other forms.
       {"  SELECT\t\"a\" ,\"b\"\r\nFROM   scope ( 'Deep  Traversal OF \"u/v/\"' )  ", {"a", "b"},

@@ -61,7 +61,8 @@ class StoreFixture : public ::testing::Test {
     FillMailboxes(root_, domain, {{account, ics}});
   }
 
-  static Date Utc(const char* iso) { return *ParseIsoDate(iso); }
+  // The date and time an ISO text names (a Z or an offset turns it into UTC).
+  static Date At(const char* iso) { return *ParseIsoDate(iso); }
 
   std::string root_;
 };

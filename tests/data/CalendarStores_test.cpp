@@ -1,0 +1,343 @@
+// What the pages rely on from a calendar store, checked alike against the local store on real
+// SQLite files and the CalDAV store on a real Radicale the test starts: the period and load
+// queries through a connection, items written only over the version they were read at, and the
+// appointment object saving through the store.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "data/Appointment.h"
+#include "data/Connection.h"
+#include "data/IsoDate.h"
+#include "data/RadicaleServer.h"
+#include "data/StoreFixture.h"
+#include "data/StoreQueries.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+using namespace testing;
+
+enum class Store { kLocal, kCalDav };
+void PrintTo(Store store, std::ostream* out) { *out << (store == Store::kLocal ? "sqlite" : "radicale"); }
+constexpr char kDomain[] = "corp.example.com";
+
+class CalendarStoreTest : public StoreFixture, public ::testing::WithParamInterface<Store> {
+ protected:
+  void SetUp() override {
+    StoreFixture::SetUp();
+    if (GetParam() == Store::kLocal) return;
+    if (const std::string why = server_.Start("orbitel", "team"); !why.empty()) GTEST_FAIL() << why;
+    StoreSettings settings{root_};
+    settings.credentials = StoreCredentials{"orbitel", "team"};
+    ConfigureStores(settings);
+  }
+
+  // The accounts' calendars, each holding the calendar text given; once a test.
+  void Fill(const std::vector<std::pair<std::string, std::string>>& calendars) {
+    if (GetParam() == Store::kLocal) return FillMailboxes(root_, kDomain, calendars);
+    ASSERT_EQ(server_.StoreSiteCalendars(calendars), "");
+  }
+  std::string FolderOf(const std::string& account) const {
+    return GetParam() == Store::kLocal ? FolderUrlOf(kDomain, account)
+                                       : server_.base_url() + "exchange/" + account + "/calendar/";
+  }
+  std::unique_ptr<StoreFolder> Folder(const std::string& account) {
+    auto folder = (*ProviderForUrl(FolderOf(account)))->OpenFolder(FolderOf(account));
+    EXPECT_TRUE(folder.ok()) << folder.status().description();
+    return folder.ok() ? std::move(folder).value() : nullptr;
+  }
+  Connection Connect(const std::string& account) {
+    Connection connection;
+    connection.Provider = GetParam() == Store::kLocal ? "ExOLEDB.DataSource" : "MSDAIPP.DSO";
+    const Status opened = connection.Open(FolderOf(account));
+    EXPECT_TRUE(opened.ok()) << opened.description();
+    return connection;
+  }
+
+  // The period query's rows as "<start> <end> <subject>" (UTC), sorted, with " @<location>" if
+  // it has one, " all day" for an all-day item, and for an occurrence of a series " #", or
+  // " #<its start in the series>" once moved. Each row's href names its item.
+  std::vector<std::string> Period(const std::string& account, const std::string& from = "2026-11-01",
+                                  const std::string& to = "2026-12-01") {
+    Connection connection = Connect(account);
+    std::string statement = PeriodQuery(FolderOf(account), from + "T00:00:00Z", to + "T00:00:00Z");
+    statement.insert(statement.find("  FROM"), ", \"urn:schemas:calendar:recurrenceid\"");
+    Recordset rows;
+    const Status queried = OpenRecordset(rows, statement, connection);
+    EXPECT_TRUE(queried.ok()) << queried.description();
+    std::vector<std::string> result;
+    for (Status at = rows.MoveFirst(); at.ok() && !rows.IsEOF(); at = rows.MoveNext()) {
+      const auto field = [&rows](const char* name) { return *rows.Field(std::string("urn:schemas:calendar:") + name); };
+      const Date start = *field("dtstart").AsDate();
+      std::string row = FormatIsoDate(start) + " " + FormatIsoDate(*field("dtend").AsDate()) + " " +
+                        rows.Field("urn:schemas:httpmail:subject")->Text();
+      if (!field("location").Text().empty()) row += " @" + field("location").Text();
+      if (field("alldayevent") == Value(true)) row += " all day";
+      const Value series = field("recurrenceid");
+      if (series.AsDate()) row += " #" + (*series.AsDate() == start ? "" : FormatIsoDate(*series.AsDate()));
+      EXPECT_EQ(rows.Field("DAV:href")->Text(), FolderOf(account) + field("uid").Text() + ".ics");
+      result.push_back(row);
+    }
+    std::sort(result.begin(), result.end());
+    return result;
+  }
+
+  RadicaleServer server_;
+};
+
+// November 2026 in New York, as the period query reads it from each kind of calendar item.
+TEST_P(CalendarStoreTest, PeriodQueryReadsEachKindOfItem) {
+  const std::string times = "DTSTART:20261110T140000Z\nDTEND:20261110T150000Z\n";
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      {Event("inside", "SUMMARY:Inside\nLOCATION:Room 1\n" + times) +
+           Event("early", "SUMMARY:Starts before\nDTSTART:20261031T230000Z\nDTEND:20261101T010000Z\n") +
+           Event("late", "SUMMARY:Ends after\nDTSTART:20261130T230000Z\nDTEND:20261201T010000Z\n") +
+           Event("edges", "SUMMARY:On both edges\nDTSTART:20261101T000000Z\nDTEND:20261201T000000Z\n"),
+       {"2026-11-01T00:00:00 2026-12-01T00:00:00 On both edges",
+        "2026-11-10T14:00:00 2026-11-10T15:00:00 Inside @Room 1"}},
+      // Private and free items are left out.
+      {Event("a", "SUMMARY:Private\nCLASS:PRIVATE\n" + times) +
+           Event("b", "SUMMARY:Confidential\nCLASS:CONFIDENTIAL\n" + times) +
+           Event("c", "SUMMARY:Transparent\nTRANSP:TRANSPARENT\n" + times) +
+           Event("d", "SUMMARY:Free by Outlook\nX-MICROSOFT-CDO-BUSYSTATUS:FREE\n" + times) +
+           Event("e", "SUMMARY:Busy\nTRANSP:TRANSPARENT\nX-MICROSOFT-CDO-BUSYSTATUS:BUSY\n" + times) +
+           Event("f", "SUMMARY:Tentative\nSTATUS:TENTATIVE\n" + times),
+       {"2026-11-10T14:00:00 2026-11-10T15:00:00 Busy",
+        "2026-11-10T14:00:00 2026-11-10T15:00:00 Confidential",
+        "2026-11-10T14:00:00 2026-11-10T15:00:00 Tentative"}},
+      // All-day items span local days (New York midnights in November are 05:00 UTC).
+      {Event("day", "SUMMARY:Holiday\nDTSTART;VALUE=DATE:20261126\n") +
+           Event("weekend", "SUMMARY:Weekend\nDTSTART;VALUE=DATE:20261107\nDTEND;VALUE=DATE:20261109\n"
+                            "RRULE:FREQ=WEEKLY;COUNT=2\n") +
+           Event("days", "SUMMARY:Two days\nDTSTART;VALUE=DATE:20261118\nDURATION:P2D\n"),
+       {"2026-11-07T05:00:00 2026-11-09T05:00:00 Weekend all day #",
+        "2026-11-14T05:00:00 2026-11-16T05:00:00 Weekend all day #",
+        "2026-11-18T05:00:00 2026-11-20T05:00:00 Two days all day",
+        "2026-11-26T05:00:00 2026-11-27T05:00:00 Holiday all day"}},
+      // An end before the start is the start; floating times are the server's local time.
+      {Event("backwards", "SUMMARY:Backwards\nDTSTART:20261110T150000Z\nDTEND:20261110T140000Z\n") +
+           Event("no-end", "SUMMARY:No end\nDTSTART:20261111T150000Z\n") +
+           Event("duration", "SUMMARY:Duration\nDTSTART:20261112T150000Z\nDURATION:PT1H30M\n") +
+           Event("floating", "SUMMARY:Floating\nDTSTART:20261113T090000\nDTEND:20261113T100000\n") +
+           Event("monthly", "SUMMARY:Endless\nDTSTART:20200115T150000Z\nDTEND:20200115T160000Z\n"
+                            "RRULE:FREQ=MONTHLY\n"),
+       {"2026-11-10T15:00:00 2026-11-10T15:00:00 Backwards",
+        "2026-11-11T15:00:00 2026-11-11T15:00:00 No end",
+        "2026-11-12T15:00:00 2026-11-12T16:30:00 Duration",
+        "2026-11-13T14:00:00 2026-11-13T15:00:00 Floating",
+        "2026-11-15T15:00:00 2026-11-15T16:00:00 Endless #"}},
+      // A series with an excluded occurrence, one moved within the day and one moved out.
+      {Event("series", "SUMMARY:Standup\nDTSTART:20261102T150000Z\nDTEND:20261102T151500Z\n"
+                       "RRULE:FREQ=DAILY;COUNT=5\nEXDATE:20261104T150000Z\n") +
+           Event("series", "RECURRENCE-ID:20261103T150000Z\nSUMMARY:Late\n"
+                           "DTSTART:20261103T170000Z\nDTEND:20261103T171500Z\n") +
+           Event("series", "RECURRENCE-ID:20261105T150000Z\nSUMMARY:Moved out\n"
+                           "DTSTART:20261210T170000Z\nDTEND:20261210T171500Z\n"),
+       {"2026-11-02T15:00:00 2026-11-02T15:15:00 Standup #",
+        "2026-11-03T17:00:00 2026-11-03T17:15:00 Late #2026-11-03T15:00:00",
+        "2026-11-06T15:00:00 2026-11-06T15:15:00 Standup #"}},
+  };
+  std::vector<std::pair<std::string, std::string>> calendars;
+  for (const auto& [events, rows] : cases) calendars.emplace_back("case" + std::to_string(calendars.size()), Calendar(events));
+  // The same weekly meeting in the New York zone and in floating time.
+  calendars.emplace_back(
+      "weekly", Calendar(Event("zoned", "SUMMARY:Weekly\nDTSTART;TZID=America/New_York:20261019T090000\n"
+                                        "DTEND;TZID=America/New_York:20261019T100000\nRRULE:FREQ=WEEKLY;COUNT=4\n") +
+                         Event("floating", "SUMMARY:Weekly\nDTSTART:20261019T090000\nDTEND:20261019T100000\n"
+                                           "RRULE:FREQ=WEEKLY;UNTIL=20261109T235959Z\n")));
+  Fill(calendars);
+  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(Period(calendars[i].first), cases[i].second) << cases[i].first;
+  EXPECT_EQ(Period("case4", "2026-12-01", "2027-01-01"),
+            std::vector<std::string>{"2026-12-10T17:00:00 2026-12-10T17:15:00 Moved out #2026-11-05T15:00:00"});
+
+  // Both keep 9:00 local across the change to standard time: 13:00 UTC, from 1 November 14:00.
+  const auto twice = [](std::initializer_list<const char*> rows) {
+    std::vector<std::string> doubled;
+    for (const char* row : rows) doubled.insert(doubled.end(), 2, std::string(row) + " Weekly #");
+    return doubled;
+  };
+  EXPECT_EQ(Period("weekly", "2026-10-01"),
+            twice({"2026-10-19T13:00:00 2026-10-19T14:00:00", "2026-10-26T13:00:00 2026-10-26T14:00:00",
+                   "2026-11-02T14:00:00 2026-11-02T15:00:00", "2026-11-09T14:00:00 2026-11-09T15:00:00"}));
+  EXPECT_EQ(Period("weekly", "2026-10-26", "2026-11-03"),
+            twice({"2026-10-26T13:00:00 2026-10-26T14:00:00", "2026-11-02T14:00:00 2026-11-02T15:00:00"}));
+}
+
+// Each series keeps its own occurrences, and an edited one shows its new ones on the next query
+// (the local store keeps expanded series between queries).
+TEST_P(CalendarStoreTest, EachSeriesHasItsOwnOccurrencesAndAnEditShowsAtOnce) {
+  const auto weekly = [](const std::string& subject, const std::string& day) {
+    return Calendar(Event("series", "SUMMARY:" + subject + "\nDTSTART:202611" + day + "T150000Z\nDTEND:202611" +
+                                        day + "T160000Z\nRRULE:FREQ=WEEKLY;COUNT=2\n"));
+  };
+  Fill({{"alice", weekly("Planning", "02")}, {"bob", weekly("Review", "03")}});
+  EXPECT_EQ(Period("alice").at(0), "2026-11-02T15:00:00 2026-11-02T16:00:00 Planning #");
+  EXPECT_EQ(Period("bob").at(0), "2026-11-03T15:00:00 2026-11-03T16:00:00 Review #");
+  auto folder = Folder("alice");
+  auto series = folder->ReadItem(FolderOf("alice") + "series.ics");
+  ASSERT_TRUE(series.ok()) << series.status().description();
+  ASSERT_TRUE(folder->ReplaceItem(series->href, weekly("Planning moved", "04"), series->etag).ok());
+  EXPECT_EQ(Period("alice").at(0), "2026-11-04T15:00:00 2026-11-04T16:00:00 Planning moved #");
+}
+
+TEST_P(CalendarStoreTest, TheLoadAndDeleteQueriesFindTheOneItemOfThatName) {
+  Fill({{"alice", Calendar(Event("O'Brien", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\nSUMMARY:Lunch\n"
+                                            "DESCRIPTION:Bring the menu\n") +
+                           Event("weekly", "DTSTART:20031020T150000Z\nDTEND:20031020T160000Z\n"
+                                           "RRULE:FREQ=WEEKLY;COUNT=8\nEXDATE:20031110T150000Z\n"))}});
+  const std::string folder = FolderOf("alice");
+  Connection connection = Connect("alice");
+  Recordset rows;
+  ASSERT_TRUE(OpenRecordset(rows, LoadQuery(folder), connection).ok());
+  ASSERT_EQ(rows.rows().size(), 1u);
+  EXPECT_EQ(rows.Field("DAV:displayname")->Text(), "O'Brien.ics");
+  EXPECT_EQ(rows.Field("DAV:href")->Text(), folder + "O'Brien.ics");
+  EXPECT_EQ(rows.Field("urn:schemas:httpmail:subject")->Text(), "Lunch");
+  EXPECT_EQ(rows.Field("urn:schemas:httpmail:textdescription")->Text(), "Bring the menu");
+  EXPECT_EQ(rows.Field("urn:schemas:calendar:busystatus")->Text(), "BUSY");
+  EXPECT_TRUE(rows.Field("urn:schemas:calendar:recurrenceid")->IsEmpty());
+  // A name that is not there is no row, not an error; a series by name is all its occurrences.
+  ASSERT_TRUE(OpenRecordset(rows, LoadQuery(folder, "nobody.ics"), connection).ok());
+  EXPECT_TRUE(rows.rows().empty());
+  ASSERT_TRUE(OpenRecordset(rows, LoadQuery(folder, "weekly.ics"), connection).ok());
+  EXPECT_EQ(rows.rows().size(), 7u);
+
+  // Deleting the delete page's row removes the item; gone, it is the store's "cannot open" error.
+  ASSERT_TRUE(OpenRecordset(rows, DeleteQuery(folder), connection).ok());
+  ASSERT_TRUE(rows.MoveFirst().ok());
+  ASSERT_TRUE(rows.Delete().ok());
+  ASSERT_TRUE(rows.Update().ok());
+  ASSERT_TRUE(OpenRecordset(rows, LoadQuery(folder), connection).ok());
+  EXPECT_TRUE(rows.rows().empty());
+  EXPECT_EQ(connection.folder()->DeleteItem(folder + "O'Brien.ics").number(), errors::kCannotOpenFolder);
+}
+
+TEST_P(CalendarStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {
+  Fill({{"alice", Calendar("")}});
+  const std::string url = FolderOf("alice");
+  const std::unique_ptr<StoreFolder> store = Folder("alice");
+  ASSERT_TRUE(store);
+  const std::string ics = Calendar(Event("same-uid", "SUMMARY:First\nDTSTART:20261110T140000Z\n"));
+  auto first = store->CreateItem(ics);
+  ASSERT_TRUE(first.ok()) << first.status().description();
+  EXPECT_EQ(*first, url + "same-uid.ics");
+  // The same UID again is stored under a fresh one rather than over the first.
+  auto second = store->CreateItem(ics);
+  ASSERT_TRUE(second.ok());
+  EXPECT_NE(*second, *first);
+
+  auto read = store->ReadItem(*first);
+  ASSERT_TRUE(read.ok());
+  EXPECT_NE(read->ics.find("SUMMARY:First"), std::string::npos);
+  const std::string changed = Calendar(Event("same-uid", "SUMMARY:Changed\nDTSTART:20261110T140000Z\n"));
+  ASSERT_TRUE(store->ReplaceItem(*first, changed, read->etag).ok());
+  // The old tag no longer matches: someone else's change is not overwritten.
+  Status stale = store->ReplaceItem(*first, ics, read->etag);
+  EXPECT_EQ(stale.number(), kItemChanged);
+  EXPECT_NE(stale.description().find("changed by someone else"), std::string::npos);
+  EXPECT_NE(store->ReadItem(*first)->ics.find("SUMMARY:Changed"), std::string::npos);
+
+  ASSERT_TRUE(store->DeleteItem(*first).ok());
+  EXPECT_EQ(store->ReadItem(*first).status().number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(store->DeleteItem(*first).number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(store->ReadItem(url + "../bob/calendar/x.ics").status().number(), errors::kCannotOpenFolder);
+}
+
+// Saved as local times or local dates, read back through a fresh object as they were set, blanks
+// and line breaks typed into the texts included.
+TEST_P(CalendarStoreTest, SavedAppointmentsReadBackAsTheyWereSet) {
+  Fill({{"alice", Calendar("")}});
+  const std::string url = FolderOf("alice");
+  Appointment timed;
+  timed.Subject = "  Budget\treview ";
+  timed.Location = " Room 7 ";
+  timed.BusyStatus = "Tentative";
+  timed.StartTime = At("2026-11-10T09:00");
+  timed.EndTime = At("2026-11-10T10:30");
+  timed.TextBody = "  first line\n\tsecond  ";
+  ASSERT_TRUE(timed.DataSource().SaveToContainer(url).ok());
+  Appointment all_day;
+  all_day.AllDayEvent = true;
+  all_day.StartTime = At("2026-11-10");
+  all_day.EndTime = At("2026-11-12");
+  ASSERT_TRUE(all_day.DataSource().SaveToContainer(url).ok());
+
+  const std::pair<Appointment*, std::vector<const char*>> saved[] = {
+      {&timed, {"DTSTART:20261110T140000Z", "DTEND:20261110T153000Z",
+                "X-MICROSOFT-CDO-BUSYSTATUS:TENTATIVE", "STATUS:TENTATIVE"}},
+      {&all_day, {"DTSTART;VALUE=DATE:20261110", "DTEND;VALUE=DATE:20261112"}},
+  };
+  for (const auto& [appointment, lines] : saved) {
+    const std::string href = appointment->DataSource().href();
+    auto item = Folder("alice")->ReadItem(href);
+    ASSERT_TRUE(item.ok());
+    for (const char* line : lines) EXPECT_NE(item->ics.find(line), std::string::npos) << line << item->ics;
+    Appointment read;
+    ASSERT_TRUE(read.DataSource().Open(href).ok());
+    EXPECT_EQ(std::tie(read.Subject, read.Location, read.TextBody, read.AllDayEvent),
+              std::tie(appointment->Subject, appointment->Location, appointment->TextBody,
+                       appointment->AllDayEvent));
+    EXPECT_EQ(std::tie(read.StartTime, read.EndTime), std::tie(appointment->StartTime, appointment->EndTime));
+  }
+  Appointment read;
+  ASSERT_TRUE(read.DataSource().Open(timed.DataSource().href()).ok());
+  EXPECT_EQ(read.BusyStatus, "TENTATIVE");
+}
+
+// Saving an opened item keeps every property the object does not edit, and never overwrites a
+// change someone else saved since it was opened.
+TEST_P(CalendarStoreTest, SavingAnOpenedItemKeepsWhatItDoesNotEditAndOthersChanges) {
+  Fill({{"alice", Calendar(Event("meeting", "SUMMARY:Planning\nDTSTART;TZID=America/New_York:20261110T090000\n"
+                                            "DTEND;TZID=America/New_York:20261110T100000\n"
+                                            "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue,Green\n"
+                                            "X-CUSTOM-FLAG:keep me\nRRULE:FREQ=WEEKLY;COUNT=3\n"))}});
+  const std::string href = FolderOf("alice") + "meeting.ics";
+  Appointment appointment;
+  ASSERT_TRUE(appointment.DataSource().Open(href).ok());
+  EXPECT_EQ(appointment.StartTime, At("2026-11-10T09:00"));
+  appointment.Subject = "Planning (agenda attached)";
+  ASSERT_TRUE(appointment.DataSource().Save().ok());
+  auto saved = Folder("alice")->ReadItem(href);
+  ASSERT_TRUE(saved.ok());
+  for (const char* kept : {"ATTENDEE;CN=Bob:mailto:bob@example.com", "CATEGORIES:Blue", "CATEGORIES:Green",
+                           "X-CUSTOM-FLAG:keep me", "RRULE:FREQ=WEEKLY;COUNT=3",
+                           "DTSTART;TZID=America/New_York:20261110T090000",
+                           "SUMMARY:Planning (agenda attached)"}) {
+    EXPECT_NE(saved->ics.find(kept), std::string::npos) << kept << "\n" << saved->ics;
+  }
+
+  // The same object saves again from its new version, over the head of one opened before.
+  Appointment stale;
+  ASSERT_TRUE(stale.DataSource().Open(href).ok());
+  appointment.Location = "Room 3";
+  ASSERT_TRUE(appointment.DataSource().Save().ok());
+  stale.Subject = "Planning (stale)";
+  EXPECT_EQ(stale.DataSource().Save().number(), kItemChanged);
+  EXPECT_NE(Folder("alice")->ReadItem(href)->ics.find("LOCATION:Room 3"), std::string::npos);
+  // Opened afresh, it saves.
+  ASSERT_TRUE(stale.DataSource().Open(href).ok());
+  stale.Subject = "Planning (fresh)";
+  EXPECT_TRUE(stale.DataSource().Save().ok());
+}
+
+TEST_P(CalendarStoreTest, MissingItemsAndFolders) {
+  Fill({{"alice", Calendar("")}});
+  Appointment appointment;
+  EXPECT_EQ(appointment.DataSource().Open(FolderOf("alice") + "none.ics").number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(appointment.DataSource().SaveToContainer(FolderOf("nobody")).number(), errors::kCannotOpenFolder);
+  EXPECT_FALSE(appointment.DataSource().Save().ok());  // nothing was opened
+}
+
+INSTANTIATE_TEST_SUITE_P(LocalStore, CalendarStoreTest, ::testing::Values(Store::kLocal));
+INSTANTIATE_TEST_SUITE_P(CalDav, CalendarStoreTest, ::testing::Values(Store::kCalDav));
+
+}  // namespace
+}  // namespace orbitel::data
