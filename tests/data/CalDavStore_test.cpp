@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -19,8 +18,6 @@
 #include "TempFolder.h"
 #include "data/CalDavClient.h"
 #include "data/CalDavXml.h"
-#include "data/Connection.h"
-#include "data/RadicaleServer.h"
 #include "data/StoreFixture.h"
 #include "data/StoreQueries.h"
 #include "runtime/ErrorNumbers.h"
@@ -28,72 +25,25 @@
 namespace orbitel::data {
 namespace {
 
-using testing::Calendar;
-using testing::Event;
-using testing::FreePort;
-using testing::RadicaleServer;
+using namespace testing;
 
-constexpr char kUser[] = "orbitel";
-constexpr char kPassword[] = "team:calendars";  // a colon, as basic authentication allows
-
-// Alice's calendar: two appointments inside the pages' period.
-const std::string kAlice =
-    Calendar(Event("inside", "DTSTART:20031104T140000Z\nDTEND:20031104T150000Z\nSUMMARY:Review\n") +
-             Event("lunch", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\nSUMMARY:Lunch\n"));
-
-class CalDavStoreTest : public ::testing::Test {
+// Alice's calendar holds two appointments inside the pages' period; bob's and dave's are empty.
+class CalDavStoreTest : public EitherStoreFixture {
  protected:
-  static void SetUpTestSuite() {
-    setenv("TZ", "America/New_York", 1);
-    tzset();
-    server_ = std::make_unique<RadicaleServer>();
-    startup_error_ = server_->Start(kUser, kPassword);
-    if (startup_error_.empty()) {
-      startup_error_ = server_->StoreSiteCalendars(
-          {{"alice", kAlice}, {"bob", Calendar("")}, {"dave", Calendar("")}});
-    }
-  }
-
-  static void TearDownTestSuite() { server_.reset(); }
-
+  CalDavStoreTest() : EitherStoreFixture(Store::kCalDav) {}
   void SetUp() override {
-    if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
-    ConfigureStores(Settings(kPassword));
+    EitherStoreFixture::SetUp();
+    Fill({{"alice", Calendar(Event("inside", "DTSTART:20031104T140000Z\nDTEND:20031104T150000Z\n") +
+                             Event("lunch", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\n"))},
+          {"bob", Calendar("")},
+          {"dave", Calendar("")}});
   }
-
-  static StoreSettings Settings(const std::string& password) {
-    StoreSettings settings;
-    settings.credentials = StoreCredentials{kUser, password};
-    return settings;
-  }
-
-  static std::string FolderOf(const std::string& account) {
-    return server_->base_url() + "exchange/" + account + "/calendar/";
-  }
-
   static std::vector<std::vector<Value>> Query(Connection& connection, const std::string& statement) {
     Recordset rows;
     const Status opened = OpenRecordset(rows, statement, connection);
     EXPECT_TRUE(opened.ok()) << opened.description();
     return rows.rows();
   }
-
-  static Connection Open(const std::string& url) {
-    Connection connection;
-    connection.Provider = "MSDAIPP.DSO";
-    const Status opened = connection.Open(url);
-    EXPECT_TRUE(opened.ok()) << opened.description();
-    return connection;
-  }
-
-  static Status TryOpen(const std::string& url) {
-    Connection connection;
-    connection.Provider = "MSDAIPP.DSO";
-    return connection.Open(url);
-  }
-
-  static inline std::unique_ptr<RadicaleServer> server_;
-  static inline std::string startup_error_;
 };
 
 // Servers answer the properties they lack in a propstat of their own (404) that may follow the
@@ -118,7 +68,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
   const std::string closed = "http://127.0.0.1:" + std::to_string(FreePort()) + "/";
   const std::pair<std::string, const char*> folders[] = {
       {FolderOf("carol"), "404"},
-      {server_->base_url() + "exchange/alice/", "not a calendar"},
+      {server_.base_url() + "exchange/alice/", "not a calendar"},
       {closed + "alice/calendar/", "cannot be reached"},
       {"ftp://127.0.0.1/alice/calendar/", "not a CalDAV calendar"},
       {FolderOf("alice") + "has space/", ""},  // not a URL curl takes
@@ -128,7 +78,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
   // each folder that opens.
   const auto outcomes = [&folders](bool prefetching) {
     std::vector<FolderQuery> queries;
-    for (const auto& [folder, reason] : folders) queries.push_back({folder, testing::PeriodQuery(folder)});
+    for (const auto& [folder, reason] : folders) queries.push_back({folder, PeriodQuery(folder)});
     std::optional<PrefetchScope> prefetch;
     if (prefetching) prefetch.emplace("MSDAIPP.DSO", queries);
     std::vector<std::string> results;
@@ -149,7 +99,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
   ASSERT_EQ(alone.size(), std::size(folders) + 1);
   EXPECT_EQ(outcomes(true), alone);
   EXPECT_EQ(alone.back(), "0 2");
-  ConfigureStores(Settings("wrong"));
+  SignIn("wrong");
   const std::vector<std::string> refused = outcomes(false);
   EXPECT_EQ(outcomes(true), refused);
   for (std::size_t i = 0; i < std::size(folders); ++i) {
@@ -160,23 +110,23 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
     EXPECT_NE(outcome.find(folders[i].second), std::string::npos) << outcome;
   }
   auto provider = FindProvider("MSDAIPP.DSO");
-  ConfigureStores(Settings(kPassword));
-  EXPECT_TRUE((*provider)->ProbeService(server_->base_url()).ok());
+  SignIn(kPassword);
+  EXPECT_TRUE((*provider)->ProbeService(server_.base_url()).ok());
   EXPECT_EQ((*provider)->ProbeService(closed).number(), errors::kCannotOpenFolder);
 }
 
 TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
   // Another program dropped files into the calendar's storage behind the server's back; the
   // server answers with an error, whether the item is read by name or in a period.
-  Connection connection = Open(FolderOf("dave"));
+  Connection connection = Connect("dave");
   const std::filesystem::path calendar =
-      server_->storage() / "collection-root" / "exchange" / "dave" / "calendar";
+      server_.storage() / "collection-root" / "exchange" / "dave" / "calendar";
   ASSERT_TRUE(std::filesystem::is_directory(calendar));
   const std::tuple<const char*, std::string, std::string> files[] = {
       {"undated.ics", Calendar("BEGIN:VEVENT\r\nUID:undated\r\nSUMMARY:Some day\r\nEND:VEVENT\r\n"),
-       testing::LoadQuery(FolderOf("dave"), "undated.ics")},  // an event without a start
+       LoadQuery(FolderOf("dave"), "undated.ics")},  // an event without a start
       {"broken.ics", "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nno colon here\r\n",  // not iCalendar
-       testing::PeriodQuery(FolderOf("dave"))},
+       PeriodQuery(FolderOf("dave"))},
   };
   for (const auto& [name, text, statement] : files) {
     SCOPED_TRACE(name);
@@ -189,13 +139,13 @@ TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
 }
 
 TEST_F(CalDavStoreTest, RequestThreadsQueryAtTheSameTime) {
-  const std::string statement = testing::PeriodQuery(FolderOf("alice"));
+  const std::string statement = PeriodQuery(FolderOf("alice"));
   std::vector<std::size_t> counts(6);
   std::vector<std::thread> threads;
   for (std::size_t t = 0; t < counts.size(); ++t) {
     threads.emplace_back([&, t] {
       for (int round = 0; round < 3; ++round) {
-        Connection connection = Open(FolderOf("alice"));
+        Connection connection = Connect("alice");
         counts[t] += Query(connection, statement).size();
       }
     });
@@ -223,14 +173,19 @@ TEST_F(CalDavStoreTest, SendAllHoldsNoMoreThanTheBatchMay) {
 }
 
 TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce) {
-  const std::string alice = testing::PeriodQuery(FolderOf("alice"));
-  const std::string bob = testing::PeriodQuery(FolderOf("bob"));
-  Connection fresh = Open(FolderOf("alice"));
+  const std::string alice = PeriodQuery(FolderOf("alice"));
+  const std::string bob = PeriodQuery(FolderOf("bob"));
+  Connection fresh = Connect("alice");
   const auto expected = Query(fresh, alice);
   ASSERT_FALSE(expected.empty());
   const auto refused = [](const Status& status) {
     return status.number() == errors::kCannotOpenFolder &&
            status.description().find("401") != std::string::npos;
+  };
+  const auto opens = [this](const char* account) {
+    Status status = Status::Ok();
+    Connect(account, &status);
+    return status;
   };
   {
     const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice},
@@ -238,43 +193,41 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
                                                  {FolderOf("dave"), bob}});
     // From here on the server refuses whatever this program sends: only what was fetched ahead
     // can succeed.
-    ConfigureStores(Settings("wrong"));
-    Connection connection = Open(FolderOf("alice"));
+    SignIn("wrong");
+    Connection connection = Connect("alice");
     EXPECT_EQ(Query(connection, alice), expected);
 
     // Another thread is asked afresh, and refused.
     Status elsewhere = Status::Ok();
-    std::thread([&elsewhere] { elsewhere = TryOpen(FolderOf("bob")); }).join();
+    std::thread([&] { elsewhere = opens("bob"); }).join();
     EXPECT_TRUE(refused(elsewhere)) << elsewhere.description();
 
     // Each answer serves once.
-    EXPECT_TRUE(refused(TryOpen(FolderOf("alice"))));
+    EXPECT_TRUE(refused(opens("alice")));
     Recordset rows;
     EXPECT_TRUE(refused(OpenRecordset(rows, alice, connection)));
 
     // A statement other than the one fetched for the folder goes to the server.
-    Connection bobs = Open(FolderOf("bob"));
-    std::string narrower = bob;
-    narrower.replace(narrower.find("2003-10-25"), 10, "2003-10-26");
-    EXPECT_TRUE(refused(OpenRecordset(rows, narrower, bobs)));
+    Connection bobs = Connect("bob");
+    EXPECT_TRUE(refused(OpenRecordset(rows, PeriodQuery(FolderOf("bob"), "2003-10-26T13:00:01Z"), bobs)));
     EXPECT_TRUE(OpenRecordset(rows, bob, bobs).ok());
 
     // dave's folder was fetched for a statement naming bob's: its open is served, the statement
     // was never fetched.
-    EXPECT_EQ(Open(FolderOf("dave")).State(), kStateOpen);
+    EXPECT_EQ(Connect("dave").State(), kStateOpen);
   }
 
   // Nothing fetched outlives its scope; switched off, the prefetch fetches nothing; the local
   // store and an unknown provider accept the list and change nothing.
-  ConfigureStores(Settings(kPassword));
+  SignIn(kPassword);
   { const PrefetchScope ended("MSDAIPP.DSO", {{FolderOf("alice"), alice}}); }
   SetCalDavPrefetch(false);
   const PrefetchScope off("MSDAIPP.DSO", {{FolderOf("alice"), alice}});
   SetCalDavPrefetch(true);
   const PrefetchScope local("ExOLEDB.DataSource", {{FolderOf("alice"), alice}});
   const PrefetchScope unknown("No.Such.Provider", {{FolderOf("alice"), alice}});
-  ConfigureStores(Settings("wrong"));
-  EXPECT_TRUE(refused(TryOpen(FolderOf("alice"))));
+  SignIn("wrong");
+  EXPECT_TRUE(refused(opens("alice")));
 }
 
 TEST(StoreCredentialsFile, ReadsTheUserAndPassword) {

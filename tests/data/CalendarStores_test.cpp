@@ -6,16 +6,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "data/Appointment.h"
-#include "data/Connection.h"
-#include "data/IsoDate.h"
-#include "data/RadicaleServer.h"
 #include "data/StoreFixture.h"
 #include "data/StoreQueries.h"
 #include "runtime/ErrorNumbers.h"
@@ -25,42 +21,9 @@ namespace {
 
 using namespace testing;
 
-enum class Store { kLocal, kCalDav };
-void PrintTo(Store store, std::ostream* out) { *out << (store == Store::kLocal ? "sqlite" : "radicale"); }
-constexpr char kDomain[] = "corp.example.com";
-
-class CalendarStoreTest : public StoreFixture, public ::testing::WithParamInterface<Store> {
+class CalendarStoreTest : public EitherStoreFixture, public ::testing::WithParamInterface<Store> {
  protected:
-  void SetUp() override {
-    StoreFixture::SetUp();
-    if (GetParam() == Store::kLocal) return;
-    if (const std::string why = server_.Start("orbitel", "team"); !why.empty()) GTEST_FAIL() << why;
-    StoreSettings settings{root_};
-    settings.credentials = StoreCredentials{"orbitel", "team"};
-    ConfigureStores(settings);
-  }
-
-  // The accounts' calendars, each holding the calendar text given; once a test.
-  void Fill(const std::vector<std::pair<std::string, std::string>>& calendars) {
-    if (GetParam() == Store::kLocal) return FillMailboxes(root_, kDomain, calendars);
-    ASSERT_EQ(server_.StoreSiteCalendars(calendars), "");
-  }
-  std::string FolderOf(const std::string& account) const {
-    return GetParam() == Store::kLocal ? FolderUrlOf(kDomain, account)
-                                       : server_.base_url() + "exchange/" + account + "/calendar/";
-  }
-  std::unique_ptr<StoreFolder> Folder(const std::string& account) {
-    auto folder = (*ProviderForUrl(FolderOf(account)))->OpenFolder(FolderOf(account));
-    EXPECT_TRUE(folder.ok()) << folder.status().description();
-    return folder.ok() ? std::move(folder).value() : nullptr;
-  }
-  Connection Connect(const std::string& account) {
-    Connection connection;
-    connection.Provider = GetParam() == Store::kLocal ? "ExOLEDB.DataSource" : "MSDAIPP.DSO";
-    const Status opened = connection.Open(FolderOf(account));
-    EXPECT_TRUE(opened.ok()) << opened.description();
-    return connection;
-  }
+  CalendarStoreTest() : EitherStoreFixture(GetParam()) {}
 
   // The period query's rows as "<start> <end> <subject>" (UTC), sorted, with " @<location>" if
   // it has one, " all day" for an all-day item, and for an occurrence of a series " #", or
@@ -89,8 +52,6 @@ class CalendarStoreTest : public StoreFixture, public ::testing::WithParamInterf
     std::sort(result.begin(), result.end());
     return result;
   }
-
-  RadicaleServer server_;
 };
 
 // November 2026 in New York, as the period query reads it from each kind of calendar item.

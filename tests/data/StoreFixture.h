@@ -1,28 +1,32 @@
 #pragma once
-// A local store in a fresh temporary root, in the America/New_York zone so local-time rules
-// (all-day midnights, floating times, daylight-saving changes) give known UTC values. Items go
-// in the way the store command imports them.
+// The calendar stores the tests fill: a local store in a fresh temporary root, or beside it the
+// CalDAV store on a real Radicale the test starts. The zone is America/New_York, so local-time
+// rules (all-day midnights, floating times, daylight-saving changes) give known UTC values.
 
 #include <gtest/gtest.h>
-
-#include "TempFolder.h"
 
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "TempFolder.h"
+#include "data/Connection.h"
 #include "data/ICalendar.h"
 #include "data/IsoDate.h"
 #include "data/LocalStoreDatabase.h"
+#include "data/RadicaleServer.h"
 #include "data/StoreProvider.h"
 #include "data/StoreUrl.h"
 
 namespace orbitel::data::testing {
 
-// Each account's mailbox in the local store under root, holding the calendar text given.
+// Each account's mailbox in the local store under root, holding the calendar text given, put in
+// the way the store command imports it.
 inline void FillMailboxes(const std::string& root, const std::string& domain,
                           const std::vector<std::pair<std::string, std::string>>& calendars) {
   auto database = LocalStoreDatabase::OpenOrCreate(root, domain);
@@ -65,6 +69,59 @@ class StoreFixture : public ::testing::Test {
   static Date At(const char* iso) { return *ParseIsoDate(iso); }
 
   std::string root_;
+};
+
+enum class Store { kLocal, kCalDav };
+inline void PrintTo(Store store, std::ostream* out) { *out << (store == Store::kLocal ? "sqlite" : "radicale"); }
+
+// The same accounts in either store. Radicale's account has a password holding a colon, as basic
+// authentication allows.
+class EitherStoreFixture : public StoreFixture {
+ protected:
+  static constexpr char kDomain[] = "corp.example.com";
+  static constexpr char kUser[] = "orbitel";
+  static constexpr char kPassword[] = "team:calendars";
+
+  explicit EitherStoreFixture(Store store) : store_(store) {}
+  void SetUp() override {
+    StoreFixture::SetUp();
+    if (store_ == Store::kLocal) return;
+    if (const std::string why = server_.Start(kUser, kPassword); !why.empty()) GTEST_FAIL() << why;
+    SignIn(kPassword);
+  }
+  // Signs the CalDAV store in to Radicale with this password.
+  void SignIn(const std::string& password) {
+    StoreSettings settings{root_};
+    settings.credentials = StoreCredentials{kUser, password};
+    ConfigureStores(settings);
+  }
+
+  // The accounts' calendars, each holding the calendar text given; once a test.
+  void Fill(const std::vector<std::pair<std::string, std::string>>& calendars) {
+    if (store_ == Store::kLocal) return FillMailboxes(root_, kDomain, calendars);
+    ASSERT_EQ(server_.StoreSiteCalendars(calendars), "");
+  }
+  std::string FolderOf(const std::string& account) const {
+    return store_ == Store::kLocal ? FolderUrlOf(kDomain, account)
+                                   : server_.base_url() + "exchange/" + account + "/calendar/";
+  }
+  std::unique_ptr<StoreFolder> Folder(const std::string& account) {
+    auto folder = (*ProviderForUrl(FolderOf(account)))->OpenFolder(FolderOf(account));
+    EXPECT_TRUE(folder.ok()) << folder.status().description();
+    return folder.ok() ? std::move(folder).value() : nullptr;
+  }
+  // A connection to the account's folder: its open's status goes to opened, else must be good.
+  Connection Connect(const std::string& account, Status* opened = nullptr) {
+    Connection connection;
+    connection.Provider = store_ == Store::kLocal ? "ExOLEDB.DataSource" : "MSDAIPP.DSO";
+    const Status status = connection.Open(FolderOf(account));
+    if (opened != nullptr) *opened = status;
+    EXPECT_TRUE(opened != nullptr || status.ok()) << status.description();
+    return connection;
+  }
+
+  const Store store_;
+  RadicaleServer server_;
 };
 
 // A calendar of the given VEVENT bodies (each a block of content lines).
