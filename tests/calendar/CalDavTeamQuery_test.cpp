@@ -42,20 +42,16 @@ const data::UtcSeconds kToday = data::UtcOfDate(*Date::FromParts(2003, 11, 5)) +
 // The people with calendars, and what is in them: floating and UTC times, all day, a series
 // with an exception, and the private and free items the pages leave out.
 const std::vector<std::pair<std::string, std::string>> kCalendars = {
-    {"alice", Event("a-review", "SUMMARY:Review\r\nDTSTART:20031104T090000\r\nDTEND:20031104T103000\r\n"
-                                "LOCATION:Room 1\r\n") +
-                  Event("a-lunch", "SUMMARY:Lunch\r\nDTSTART:20031105T170000Z\r\nDTEND:20031105T180000Z\r\n") +
-                  Event("a-holiday", "SUMMARY:Thanksgiving\r\nDTSTART;VALUE=DATE:20031127\r\n"
-                                     "DTEND;VALUE=DATE:20031129\r\n") +
-                  Event("a-private", "SUMMARY:Doctor\r\nDTSTART:20031106T090000\r\n"
-                                     "DTEND:20031106T100000\r\nCLASS:PRIVATE\r\n")},
-    {"bob", Event("b-standup", "SUMMARY:Standup\r\nDTSTART:20031020T100000\r\nDTEND:20031020T103000\r\n"
-                               "RRULE:FREQ=WEEKLY;COUNT=8\r\nEXDATE:20031110T100000\r\n") +
-                Event("b-standup", "RECURRENCE-ID:20031117T100000\r\nDTSTART:20031118T140000\r\n"
-                                   "DTEND:20031118T143000\r\nSUMMARY:Standup (moved)\r\n") +
-                Event("b-optional", "SUMMARY:Optional\r\nDTSTART:20031105T100000\r\n"
-                                    "DTEND:20031105T110000\r\nTRANSP:TRANSPARENT\r\n")},
-    {"erin", Event("e-now", "SUMMARY:Workshop\r\nDTSTART:20031105T090000\r\nDTEND:20031105T120000\r\n")},
+    {"alice", Event("a-review", "SUMMARY:Review\nDTSTART:20031104T090000\nDTEND:20031104T103000\nLOCATION:Room 1\n") +
+                  Event("a-lunch", "SUMMARY:Lunch\nDTSTART:20031105T170000Z\nDTEND:20031105T180000Z\n") +
+                  Event("a-holiday", "SUMMARY:Thanksgiving\nDTSTART;VALUE=DATE:20031127\nDTEND;VALUE=DATE:20031129\n") +
+                  Event("a-private", "SUMMARY:Doctor\nDTSTART:20031106T090000\nDTEND:20031106T100000\nCLASS:PRIVATE\n")},
+    {"bob", Event("b-standup", "SUMMARY:Standup\nDTSTART:20031020T100000\nDTEND:20031020T103000\n"
+                               "RRULE:FREQ=WEEKLY;COUNT=8\nEXDATE:20031110T100000\n") +
+                Event("b-standup", "RECURRENCE-ID:20031117T100000\nDTSTART:20031118T140000\n"
+                                   "DTEND:20031118T143000\nSUMMARY:Standup (moved)\n") +
+                Event("b-optional", "SUMMARY:Optional\nDTSTART:20031105T100000\nDTEND:20031105T110000\nTRANSP:TRANSPARENT\n")},
+    {"erin", Event("e-now", "SUMMARY:Workshop\nDTSTART:20031105T090000\nDTEND:20031105T120000\n")},
 };
 
 // carol has no calendar at all, dan a plain collection where the calendar should be, and
@@ -66,8 +62,7 @@ const site::UserList kNobody = {"carol|Carol Nobody", "bad name|Bad Name"};
 
 struct Period {
   const char* name;
-  int days, fields;
-  int year, month, day;  // the calendar date the view passes
+  int days, fields, year, month, day;  // the grid's bounds, and the calendar date the view passes
 };
 const Period kPeriods[] = {
     {"31", 31, 1, 2003, 11, 1}, {"7", 8, 36, 2003, 11, 3},  {"1", 3, 24, 2003, 11, 5},
@@ -180,7 +175,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
   // An hour's appointment on that day of November 2003; put straight on the server by Put.
   static std::string HourOn(const std::string& uid, int day) {
     const std::string date = "200311" + std::to_string(100 + day).substr(1);
-    return Calendar(Event(uid, "SUMMARY:" + uid + "\r\nDTSTART:" + date + "T090000\r\nDTEND:" + date + "T100000\r\n"));
+    return Calendar(Event(uid, "SUMMARY:" + uid + "\nDTSTART:" + date + "T090000\nDTEND:" + date + "T100000\n"));
   }
   static long Put(const site::UserList& person, const std::string& uid, int day) {
     return Send("PUT", PathOf(person) + uid + ".ics", HourOn(uid, day));
@@ -363,7 +358,7 @@ TEST_F(CalDavTeamQueryTest, MirrorHoldsACalendarOfOverAThousandItems) {
     const std::string uid = "big-" + std::to_string(n);
     const std::string date = "2003" + std::to_string(101 + n % 12).substr(1) + std::to_string(101 + n / 12 % 28).substr(1);
     site::testing::WriteFile(server_->storage() / "collection-root" / PathOf(person) / (uid + ".ics"),
-                             Calendar(Event(uid, "DTSTART:" + date + "T080000\r\nDTEND:" + date + "T083000\r\n")));
+                             Calendar(Event(uid, "DTSTART:" + date + "T080000\nDTEND:" + date + "T083000\n")));
   }
   Use(Store::kMirror);
   const data::MirrorRefreshOutcome refreshed = Refresh(person);
