@@ -91,7 +91,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     server_ = std::make_unique<data::testing::RadicaleServer>();
     startup_error_ = server_->Start(kUser, kPassword);
     if (startup_error_.empty()) startup_error_ = server_->StoreSiteCalendars(data::testing::CalendarTexts(kCalendars));
-    if (startup_error_.empty() && (Send("MKCOL", "exchange/dan/") != 201 || Send("MKCOL", "exchange/dan/calendar/") != 201)) {
+    if (startup_error_.empty() && (server_->Send("MKCOL", "exchange/dan/") != 201 || server_->Send("MKCOL", "exchange/dan/calendar/") != 201)) {
       startup_error_ = "Radicale did not create dan's plain collection";
     }
   }
@@ -165,8 +165,8 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
 
   // A calendar of one person made on the server for one test; the person as a team of one.
   static site::UserList MakePerson(const std::string& account) {
-    EXPECT_EQ(Send("MKCOL", "exchange/" + account + "/"), 201);
-    EXPECT_EQ(Send("MKCALENDAR", "exchange/" + account + "/calendar/"), 201);
+    EXPECT_EQ(server_->Send("MKCOL", "exchange/" + account + "/"), 201);
+    EXPECT_EQ(server_->Send("MKCALENDAR", "exchange/" + account + "/calendar/"), 201);
     return {account + "|" + account};
   }
   static std::string PathOf(const site::UserList& person) {
@@ -178,7 +178,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     return Calendar(Event(uid, "SUMMARY:" + uid + "\nDTSTART:" + date + "T090000\nDTEND:" + date + "T100000\n"));
   }
   static long Put(const site::UserList& person, const std::string& uid, int day) {
-    return Send("PUT", PathOf(person) + uid + ".ics", HourOn(uid, day));
+    return server_->Send("PUT", PathOf(person) + uid + ".ics", HourOn(uid, day));
   }
   // How many items of the account's calendar the mirror holds.
   std::size_t Mirrored(const std::string& account) const {
@@ -193,9 +193,6 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
       if (month.cells[d * 2] == "True") days.push_back(d);
     }
     return days;
-  }
-  static long Send(const std::string& method, const std::string& path, const std::string& body = "") {
-    return server_->Send(method, path, body);
   }
 
   static inline std::unique_ptr<data::testing::RadicaleServer> server_;
@@ -265,7 +262,7 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
     // was until one refresh brings it in step.
     ASSERT_LT(Put(person, "one", 20), 300);
     ASSERT_EQ(Put(person, "three", 14), 201);
-    ASSERT_LT(Send("DELETE", PathOf(person) + "two.ics"), 300);
+    ASSERT_LT(server_->Send("DELETE", PathOf(person) + "two.ics"), 300);
     EXPECT_EQ(Run(person, kMonth), before);
     ASSERT_EQ(Refresh(person, options).refreshed, 1u);
     EXPECT_EQ(BusyDays(person), (std::vector<int>{14, 20}));
@@ -344,7 +341,7 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
   // longer holds leaves the mirror.
   std::filesystem::remove_all(collection / ".Radicale.cache" / "sync-token");
   ASSERT_EQ(Put(person, "two", 12), 201);
-  ASSERT_LT(Send("DELETE", PathOf(person) + "one.ics"), 300);
+  ASSERT_LT(server_->Send("DELETE", PathOf(person) + "one.ics"), 300);
   ASSERT_EQ(Refresh(person).refreshed, 1u);
   EXPECT_EQ(BusyDays(person), (std::vector<int>{12}));
 }

@@ -12,15 +12,7 @@ namespace {
 using testing::Calendar;
 using testing::Event;
 
-class ICalendarTest : public testing::StoreFixture {};
-
-std::string ErrorOf(const std::string& text) {
-  auto parsed = ParseCalendar(text);
-  EXPECT_FALSE(parsed.ok());
-  if (parsed.ok()) return "";
-  EXPECT_EQ(parsed.status().number(), errors::kSyntaxError);
-  return parsed.status().description();
-}
+using ICalendarTest = testing::StoreFixture;
 
 TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
   const std::string zone =
@@ -53,19 +45,23 @@ TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
 }
 
 TEST_F(ICalendarTest, MalformedTextIsRefusedWithItsLine) {
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\n"
-                    "END:VCALENDAR\n"),
-            "line 6: END:VCALENDAR where BEGIN:VEVENT of line 3 is still open");
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nSUMMARY no colon here\nEND:VEVENT\n"
-                    "END:VCALENDAR\n"),
-            "line 4: a line without a colon");
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VEVENT\n"),
-            "line 5: BEGIN:VCALENDAR of line 1 is never ended");
-  EXPECT_EQ(ErrorOf(Calendar(Event("a", "SUMMARY:ok\n") + Event("b", "DTSTART:not a time\n"))),
-            "line 4: an event without a valid DTSTART");
-  // Folded lines count as the lines they occupy.
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nX-LONG:folded\n  over two lines\nbroken\nEND:VCALENDAR\n"),
-            "line 4: a line without a colon");
+  const std::pair<std::string, const char*> cases[] = {
+      {"BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VCALENDAR\n",
+       "line 6: END:VCALENDAR where BEGIN:VEVENT of line 3 is still open"},
+      {"BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nSUMMARY no colon here\nEND:VEVENT\nEND:VCALENDAR\n",
+       "line 4: a line without a colon"},
+      {"BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VEVENT\n",
+       "line 5: BEGIN:VCALENDAR of line 1 is never ended"},
+      {Calendar(Event("a", "SUMMARY:ok\n") + Event("b", "DTSTART:not a time\n")),
+       "line 4: an event without a valid DTSTART"},
+      // Folded lines count as the lines they occupy.
+      {"BEGIN:VCALENDAR\nX-LONG:folded\n  over two lines\nbroken\nEND:VCALENDAR\n", "line 4: a line without a colon"},
+  };
+  for (const auto& [text, error] : cases) {
+    auto parsed = ParseCalendar(text);
+    EXPECT_EQ(parsed.status().number(), errors::kSyntaxError) << text;
+    EXPECT_EQ(parsed.status().description(), error);
+  }
 }
 
 TEST_F(ICalendarTest, PropertiesInTheStoresTerms) {

@@ -25,7 +25,10 @@ class RadicaleServer {
   static constexpr char kProgram[] = "/usr/bin/radicale";
 
   RadicaleServer() = default;
-  ~RadicaleServer() { Stop(); }
+  ~RadicaleServer() {
+    orbitel::testing::StopServer(pid_);
+    if (!folder_.empty()) std::filesystem::remove_all(folder_);
+  }
   RadicaleServer(const RadicaleServer&) = delete;
   RadicaleServer& operator=(const RadicaleServer&) = delete;
 
@@ -59,12 +62,6 @@ class RadicaleServer {
     pid_ = orbitel::testing::StartServer({kProgram, "--config", (folder_ / "config").string()},
                                          (folder_ / "radicale.log").string(), port_, why);
     return pid_ > 0 ? std::string() : why;
-  }
-
-  void Stop() {
-    orbitel::testing::StopServer(pid_);
-    if (!folder_.empty()) std::filesystem::remove_all(folder_);
-    folder_.clear();
   }
 
   // A request as the account to a path under the server's root; its status, 0 when unanswered.
