@@ -1,19 +1,12 @@
-// A team's period queries over CalDAV, against a real Radicale server the suite starts: the
-// grid, the error text and the error log of GetUsersCalender are the same whether the folder
-// opens and queries are fetched ahead at once, asked one by one or read from the calendars'
-// mirror, and the same as the local store gives for the same appointments. The mirror keeps in
-// step with changes made on the server and through Orbitel, and through the server's troubles.
+// A team's period queries over CalDAV (a real Radicale): the grid, error text and error log are
+// the local store's, whether fetched ahead, asked one by one or read from the calendars' mirror;
+// the mirror keeps in step with the server and Orbitel's writes, and through the server's troubles.
 #include "calendar/CalendarQuery.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
-#include <memory>
 #include <ostream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "data/CalDavStore.h"
 #include "data/CalendarMirror.h"

@@ -1,21 +1,15 @@
-// What only the CalDAV store ("MSDAIPP.DSO") has to get right, against a real Radicale server
-// the suite starts: folders and items the server cannot serve, answers fetched ahead for a
-// request, and several request threads at once. The queries and writes both stores serve are in
-// CalendarStores_test.
+// What only the CalDAV store ("MSDAIPP.DSO") has to get right, against a real Radicale: folders
+// and items the server cannot serve, answers fetched ahead for a request, and request threads at
+// once. What both stores serve is in CalendarStores_test.
 #include "data/CalDavStore.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <optional>
-#include <string>
 #include <thread>
 #include <tuple>
-#include <utility>
-#include <vector>
 
-#include "TempFolder.h"
 #include "data/CalDavClient.h"
 #include "data/CalDavXml.h"
 #include "data/StoreFixture.h"

@@ -1,12 +1,10 @@
+// Connections choose their store by name or URL, and a recordset lives only while its connection
+// is open on its folder.
 #include "data/Connection.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "data/StoreFixture.h"
-#include "data/StoreProvider.h"
 #include "data/StoreQueries.h"
 #include "runtime/ErrorNumbers.h"
 

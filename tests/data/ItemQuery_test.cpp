@@ -4,31 +4,30 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "data/StoreItem.h"
+#include "data/StoreQueries.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
-const char kFolder[] = "file://./backofficestorage/orbitel.demo/MBX/alice/calendar/";
+using namespace std::string_literals;
+using testing::kLocalFolder;
 
 Date At(int year, int month, int day, int hour = 0, int minute = 0) {
   return *Date::FromParts(year, month, day)->AddMinutes(hour * 60 + minute);
 }
 
-StoreItem Item(const std::string& uid, Date start, Date end, const std::string& busy = "BUSY",
-               int sensitivity = 0) {
-  return StoreItem{std::string(kFolder) + uid + ".ics", uid + ".ics", uid, "Subject " + uid, "Room " + uid,
+StoreItem Item(const std::string& uid, Date start, Date end, const std::string& busy = "BUSY", int sensitivity = 0) {
+  return StoreItem{std::string(kLocalFolder) + uid + ".ics", uid + ".ics", uid, "Subject " + uid, "Room " + uid,
                    start, end, false, busy, sensitivity, "", std::nullopt};
 }
 
 SelectStatement Parse(const std::string& columns, const std::string& tail) {
-  auto parsed = ParseStatement("SELECT " + columns + " FROM scope('shallow traversal of \"" +
-                               kFolder + "\"') " + tail);
+  auto parsed = ParseStatement("SELECT " + columns + " FROM scope('shallow traversal of \"" + kLocalFolder +
+                               "\"') " + tail);
   EXPECT_TRUE(parsed.ok()) << parsed.status().description();
   return std::move(parsed).value();
 }
@@ -59,11 +58,9 @@ std::vector<StoreItem> Week() {
   };
 }
 
-const char kPeriodWhere[] =
-    "WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"2003-11-03T00:00:00Z\" as 'dateTime')) "
-    "AND (\"urn:schemas:calendar:dtend\" <=CAST(\"2003-11-09T00:00:00Z\" as 'dateTime')) AND "
-    "(\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2) AND "
-    "(\"urn:schemas:calendar:busystatus\" <> 'Free')";
+// The WHERE of the pages' period query of that week.
+const std::string kPeriodQuery = testing::PeriodQuery(kLocalFolder, "2003-11-03T00:00:00Z", "2003-11-09T00:00:00Z");
+const std::string kPeriodWhere = kPeriodQuery.substr(kPeriodQuery.find("WHERE"));
 
 TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
   const std::tuple<const char*, std::string, std::vector<std::string>> cases[] = {
@@ -72,10 +69,8 @@ TEST(ItemQueryWhere, KeepsTheItemsTheWhereAsksFor) {
       {"no WHERE keeps all in order", "",
        {"inside", "starts-before", "ends-after", "spans", "on-bounds", "private", "confidential",
         "free", "free-lower", "tentative"}},
-      {"free in any case", "WHERE \"urn:schemas:calendar:busystatus\" = 'FrEe'",
-       {"free", "free-lower"}},
-      {"busy status reads upper case", "WHERE \"urn:schemas:calendar:busystatus\" = 'TENTATIVE'",
-       {"tentative"}},
+      {"free in any case", "WHERE \"urn:schemas:calendar:busystatus\" = 'FrEe'", {"free", "free-lower"}},
+      {"busy status reads upper case", "WHERE \"urn:schemas:calendar:busystatus\" = 'TENTATIVE'", {"tentative"}},
       {"one by its file name", "WHERE (\"DAV:displayname\" = 'ends-after.ics')", {"ends-after"}},
       {"property names in any case", "WHERE \"dav:DisplayName\" = 'spans.ics'", {"spans"}},
       {"sensitivity as a number", "WHERE \"http://schemas.microsoft.com/exchange/sensitivity\" > 1",
@@ -94,8 +89,7 @@ TEST(ItemQueryWhere, AnUnknownPropertyFailsEvenOverNoItems) {
   for (const char* tail : {"WHERE \"urn:schemas:calendar:nosuch\" = 1", "ORDER BY \"nosuch\""}) {
     for (const std::vector<StoreItem>& items : {Week(), std::vector<StoreItem>{}}) {
       Recordset rows({{"kept"}}, {{Value("unchanged")}});
-      EXPECT_EQ(RunItemQuery(Parse("\"DAV:href\"", tail), items, rows).number(),
-                errors::kItemNotFoundInCollection) << tail;
+      EXPECT_EQ(RunItemQuery(Parse("\"DAV:href\"", tail), items, rows).number(), errors::kItemNotFoundInCollection);
       EXPECT_EQ(rows.rows(), (std::vector<std::vector<Value>>{{Value("unchanged")}}));
     }
   }
@@ -118,12 +112,10 @@ TEST(ItemQueryColumns, HoldExactlyTheSelectedPropertiesTyped) {
   std::vector<std::string> fields;
   for (const FieldInfo& field : rows.fields()) fields.push_back(field.name + " " + field.type);
   EXPECT_EQ(fields, typed);
-  EXPECT_EQ(rows.rows(), (std::vector<std::vector<Value>>{{Value(At(2003, 11, 4, 9)),
-                                                          Value(std::string(kFolder) + "a.ics"), Value(true),
-                                                          Value(), Value(), Value(0), Value("Notes")}}));
+  EXPECT_EQ(rows.rows(), (std::vector<std::vector<Value>>{{Value(At(2003, 11, 4, 9)), Value(kLocalFolder + "a.ics"s),
+                                                          Value(true), Value(), Value(), Value(0), Value("Notes")}}));
   // A property that was not selected is not in the recordset.
-  EXPECT_EQ(rows.Field("urn:schemas:httpmail:subject").status().number(),
-            errors::kItemNotFoundInCollection);
+  EXPECT_EQ(rows.Field("urn:schemas:httpmail:subject").status().number(), errors::kItemNotFoundInCollection);
 }
 
 TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
@@ -138,8 +130,7 @@ TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
       {"ORDER BY \"urn:schemas:calendar:dtstart\"", {"d", "A", "b", "c"}},
       {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC, \"urn:schemas:calendar:dtend\" DESC",
        {"c", "b", "A", "d"}},
-      {"ORDER BY \"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\" desc",
-       {"d", "b", "A", "c"}},
+      {"ORDER BY \"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\" desc", {"d", "b", "A", "c"}},
       {"ORDER BY \"urn:schemas:calendar:uid\"", {"A", "b", "c", "d"}},  // text without case
       {"ORDER BY \"urn:schemas:calendar:recurrenceid\" DESC", {"d", "b", "A", "c"}},
   };
@@ -148,15 +139,13 @@ TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
 
 TEST(ItemQueryWindow, TakesTheBoundsOfTopLevelAndedComparisons) {
   const std::optional<Date> open;
-  const Date x = At(2003, 10, 25, 13);
-  const Date y = At(2003, 12, 8, 13);
+  const Date x = At(2003, 10, 25, 13), y = At(2003, 12, 8, 13);
   const std::string cx = "CAST(\"2003-10-25T13:00:00Z\" as 'dateTime')";
   const std::string cy = "CAST(\"2003-12-08T13:00:00Z\" as 'dateTime')";
-  const std::string start = "\"urn:schemas:calendar:dtstart\"";
-  const std::string end = "\"URN:schemas:calendar:DTEND\"";
+  const std::string start = "\"urn:schemas:calendar:dtstart\"", end = "\"URN:schemas:calendar:DTEND\"";
   const std::string sensitivity = "\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2";
   const std::tuple<std::string, std::optional<Date>, std::optional<Date>> cases[] = {
-      {kPeriodWhere + 6, At(2003, 11, 3), At(2003, 11, 9)},
+      {kPeriodWhere.substr(6), At(2003, 11, 3), At(2003, 11, 9)},
       {cx + " <= " + start + " AND " + cy + " >= " + end, x, y},
       {cx + " < " + start + " AND " + cy + " > " + end, x, y},
       {start + " >= " + cx + " AND (" + end + " <= " + cy + " AND " + sensitivity + ")", x, y},

@@ -1,9 +1,7 @@
 #pragma once
-// A real Radicale CalDAV server for the tests and benchmarks of the CalDAV store: started on a
-// free local port with its own configuration, one account and a storage folder of its own under
-// the system's temporary folder, and stopped (its folder removed) when the object goes. The
-// account may create collections at any depth. The server goes down with the process, however
-// that ends.
+// A real Radicale CalDAV server for the CalDAV store's tests and benchmarks: on a free local port
+// with its own configuration, one account and a temporary storage folder, stopped (the folder
+// removed) when the object goes, and with the process however that ends.
 
 #include <filesystem>
 #include <fstream>

@@ -7,12 +7,8 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <memory>
 #include <ostream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "TempFolder.h"
 #include "data/Connection.h"
@@ -24,6 +20,16 @@
 #include "data/StoreUrl.h"
 
 namespace orbitel::data::testing {
+
+// A calendar of the given VEVENT bodies (each a block of content lines).
+inline std::string Calendar(const std::string& events) {
+  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\n" + events + "END:VCALENDAR\r\n";
+}
+
+inline std::string Event(const std::string& uid, const std::string& lines) {
+  return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines +
+         "END:VEVENT\r\n";
+}
 
 // Each account's mailbox in the local store under root, holding the calendar text given, put in
 // the way the store command imports it.
@@ -52,11 +58,9 @@ class StoreFixture : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(root_); }
 
+  // The account's mailbox, made empty when missing; its folder URL.
   std::string CreateMailbox(const std::string& domain, const std::string& account) {
-    auto database = LocalStoreDatabase::OpenOrCreate(root_, domain);
-    EXPECT_TRUE(database.ok()) << database.status().description();
-    auto folder = (*database)->CreateMailbox(account);
-    EXPECT_TRUE(folder.ok()) << folder.status().description();
+    FillMailboxes(root_, domain, {{account, Calendar("")}});
     return FolderUrlOf(domain, account);
   }
 
@@ -123,16 +127,6 @@ class EitherStoreFixture : public StoreFixture {
   const Store store_;
   RadicaleServer server_;
 };
-
-// A calendar of the given VEVENT bodies (each a block of content lines).
-inline std::string Calendar(const std::string& events) {
-  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\n" + events + "END:VCALENDAR\r\n";
-}
-
-inline std::string Event(const std::string& uid, const std::string& lines) {
-  return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines +
-         "END:VEVENT\r\n";
-}
 
 // The accounts' calendars as whole calendar texts, from the VEVENT bodies each holds.
 inline std::vector<std::pair<std::string, std::string>> CalendarTexts(

@@ -42,9 +42,4 @@ inline std::string DeleteQuery(const std::string& folder = kLocalFolder) {
          "(\"DAV:displayname\" = 'O''Brien.ics')";
 }
 
-inline constexpr char kUpdateQuery[] =
-    "SELECT \"DAV:href\", \"urn:schemas:calendar:location\" from scope('shallow traversal of "
-    "\"file://./backofficestorage/orbitel.demo/MBX/alice/calendar/\"') WHERE "
-    "(\"DAV:displayname\" = 'abc.ics')";
-
 }  // namespace orbitel::data::testing
