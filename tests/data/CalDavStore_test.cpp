@@ -29,8 +29,7 @@ class CalDavStoreTest : public EitherStoreFixture {
     EitherStoreFixture::SetUp();
     Fill({{"alice", Calendar(Event("inside", "DTSTART:20031104T140000Z\nDTEND:20031104T150000Z\n") +
                              Event("lunch", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\n"))},
-          {"bob", Calendar("")},
-          {"dave", Calendar("")}});
+          {"bob", Calendar("")}, {"dave", Calendar("")}});
   }
   static std::vector<std::vector<Value>> Query(Connection& connection, const std::string& statement) {
     Recordset rows;
@@ -61,10 +60,8 @@ TEST(CalDavAnswers, PropertiesAnsweredNotFoundAreLeftOut) {
 TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrNot) {
   const std::string closed = "http://127.0.0.1:" + std::to_string(FreePort()) + "/";
   const std::pair<std::string, const char*> folders[] = {
-      {FolderOf("carol"), "404"},
-      {server_.base_url() + "exchange/alice/", "not a calendar"},
-      {closed + "alice/calendar/", "cannot be reached"},
-      {"ftp://127.0.0.1/alice/calendar/", "not a CalDAV calendar"},
+      {FolderOf("carol"), "404"}, {server_.base_url() + "exchange/alice/", "not a calendar"},
+      {closed + "alice/calendar/", "cannot be reached"}, {"ftp://127.0.0.1/alice/calendar/", "not a CalDAV calendar"},
       {FolderOf("alice") + "has space/", ""},  // not a URL curl takes
       {FolderOf("alice"), "401"},              // with the wrong password
   };
@@ -113,8 +110,7 @@ TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
   // Another program dropped files into the calendar's storage behind the server's back; the
   // server answers with an error, whether the item is read by name or in a period.
   Connection connection = Connect("dave");
-  const std::filesystem::path calendar =
-      server_.storage() / "collection-root" / "exchange" / "dave" / "calendar";
+  const std::filesystem::path calendar = server_.storage() / "collection-root" / "exchange" / "dave" / "calendar";
   ASSERT_TRUE(std::filesystem::is_directory(calendar));
   const std::tuple<const char*, std::string, std::string> files[] = {
       {"undated.ics", Calendar("BEGIN:VEVENT\r\nUID:undated\r\nSUMMARY:Some day\r\nEND:VEVENT\r\n"),
@@ -155,8 +151,7 @@ TEST_F(CalDavStoreTest, SendAllHoldsNoMoreThanTheBatchMay) {
   ASSERT_TRUE(whole.ok() && !whole->body.empty());
   const std::size_t one = whole->body.size();
   // Room for one item and a half: the first is answered, the others refused.
-  const auto bounded =
-      SendAll({get, get, get}, StoreCredentials{kUser, kPassword}, 1, one + one / 2);
+  const auto bounded = SendAll({get, get, get}, StoreCredentials{kUser, kPassword}, 1, one + one / 2);
   ASSERT_EQ(bounded.size(), 3u);
   ASSERT_TRUE(bounded[0].ok()) << bounded[0].status().description();
   EXPECT_EQ(bounded[0]->body, whole->body);
@@ -173,8 +168,7 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
   const auto expected = Query(fresh, alice);
   ASSERT_FALSE(expected.empty());
   const auto refused = [](const Status& status) {
-    return status.number() == errors::kCannotOpenFolder &&
-           status.description().find("401") != std::string::npos;
+    return status.number() == errors::kCannotOpenFolder && status.description().find("401") != std::string::npos;
   };
   const auto opens = [this](const char* account) {
     Status status = Status::Ok();
@@ -182,8 +176,7 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
     return status;
   };
   {
-    const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice},
-                                                 {FolderOf("bob"), bob},
+    const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice}, {FolderOf("bob"), bob},
                                                  {FolderOf("dave"), bob}});
     // From here on the server refuses whatever this program sends: only what was fetched ahead
     // can succeed.
@@ -238,8 +231,7 @@ TEST(StoreCredentialsFile, ReadsTheUserAndPassword) {
                            "password: only\n", "login: orbitel\n"}) {
     EXPECT_EQ(read(text).status().number(), errors::kSyntaxError) << text;
   }
-  EXPECT_EQ(ReadStoreCredentials((folder / "missing").string()).status().number(),
-            errors::kPathNotFound);
+  EXPECT_EQ(ReadStoreCredentials((folder / "missing").string()).status().number(), errors::kPathNotFound);
   std::filesystem::remove_all(folder);
 }
 

@@ -1,6 +1,6 @@
 // What the pages rely on from a calendar store, checked alike on the local store (real SQLite
-// files) and the CalDAV store (a real Radicale): the period and load queries, writes made only
-// over the version read, and the appointment object saving through the store.
+// files) and the CalDAV store (a real Radicale): connections and their recordsets, the period and
+// load queries, writes made only over the version read, and the appointment object saving.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -75,10 +75,8 @@ TEST_P(CalendarStoreTest, PeriodQueryReadsEachKindOfItem) {
            Event("floating", "SUMMARY:Floating\nDTSTART:20261113T090000\nDTEND:20261113T100000\n") +
            Event("monthly", "SUMMARY:Endless\nDTSTART:20200115T150000Z\nDTEND:20200115T160000Z\n"
                             "RRULE:FREQ=MONTHLY\n"),
-       {"2026-11-10T15:00:00 2026-11-10T15:00:00 Backwards",
-        "2026-11-11T15:00:00 2026-11-11T15:00:00 No end",
-        "2026-11-12T15:00:00 2026-11-12T16:30:00 Duration",
-        "2026-11-13T14:00:00 2026-11-13T15:00:00 Floating",
+       {"2026-11-10T15:00:00 2026-11-10T15:00:00 Backwards", "2026-11-11T15:00:00 2026-11-11T15:00:00 No end",
+        "2026-11-12T15:00:00 2026-11-12T16:30:00 Duration", "2026-11-13T14:00:00 2026-11-13T15:00:00 Floating",
         "2026-11-15T15:00:00 2026-11-15T16:00:00 Endless #"}},
       // A series with an excluded occurrence, one moved within the day and one moved out.
       {"series", Event("series", "SUMMARY:Standup\nDTSTART:20261102T150000Z\nDTEND:20261102T151500Z\n"
@@ -149,6 +147,47 @@ TEST_P(CalendarStoreTest, TheLoadAndDeleteQueriesFindTheOneItemOfThatName) {
   EXPECT_EQ(connection.folder()->DeleteItem(folder + "O'Brien.ics").number(), errors::kCannotOpenFolder);
 }
 
+// A row is deleted by its href, through its connection while that stays open on its folder; a
+// failed open leaves the recordset closed, and a connection queries only its own folder.
+TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFolder) {
+  Fill({{"alice", Calendar(Event("O'Brien", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\n"))},
+        {"bob", Calendar("")}});
+  const std::string scope = InFolder(FolderOf("alice"));
+  Connection connection = Connect("alice");
+  const auto opened = [&](const std::string& column) {
+    Recordset rows;
+    EXPECT_TRUE(OpenRecordset(rows, "SELECT " + column + " " + scope + "(\"DAV:displayname\" = 'O''Brien.ics')",
+                              connection).ok());
+    EXPECT_TRUE(rows.MoveFirst().ok());
+    return rows;
+  };
+  EXPECT_EQ(opened("\"urn:schemas:calendar:uid\"").Delete().number(), errors::kItemNotFoundInCollection);
+  Recordset rows = opened("\"DAV:href\"");
+  connection.Close();
+  EXPECT_EQ(rows.Delete().number(), errors::kOperationOnClosedObject);
+  ASSERT_TRUE(connection.Open(FolderOf("alice")).ok());
+  // A recordset of the earlier opening stays cut off from the reopened folder.
+  EXPECT_EQ(rows.Delete().number(), errors::kOperationOnClosedObject);
+  EXPECT_EQ(opened("\"DAV:href\"").rows().size(), 1u);
+
+  const std::pair<std::string, long> failures[] = {
+      {"SELECT \"DAV:href\" " + scope + "(\"DAV:displayname\" = 'O'Brien.ics')", errors::kSyntaxError},
+      {"", errors::kSyntaxError},
+      {"SELECT \"DAV:href\" " + scope + "\"urn:x:nosuch\" = 1", errors::kItemNotFoundInCollection},
+      {PeriodQuery(FolderOf("bob")), errors::kCannotOpenFolder},
+  };
+  for (const auto& [statement, number] : failures) {
+    Recordset kept({{"x"}}, {{Value(1)}});
+    EXPECT_EQ(OpenRecordset(kept, statement, connection).number(), number) << statement;
+    EXPECT_FALSE(kept.IsOpen());
+  }
+  // Opened again on bob's folder, it queries bob's only; opening a missing folder closes it.
+  ASSERT_TRUE(connection.Open(FolderOf("bob")).ok());
+  EXPECT_EQ(OpenRecordset(rows, PeriodQuery(FolderOf("alice")), connection).number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(connection.Open(FolderOf("carol")).number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(connection.State(), kStateClosed);
+}
+
 // Items are replaced only over the version read, so someone else's change is never overwritten;
 // each series keeps its own occurrences, an edited one showing its new ones on the next query
 // (the local store keeps expanded series between queries).
@@ -217,8 +256,7 @@ TEST_P(CalendarStoreTest, SavedAppointmentsReadBackAsTheyWereSet) {
     Appointment read;
     ASSERT_TRUE(read.DataSource().Open(href).ok());
     EXPECT_EQ(std::tie(read.Subject, read.Location, read.TextBody, read.AllDayEvent),
-              std::tie(appointment->Subject, appointment->Location, appointment->TextBody,
-                       appointment->AllDayEvent));
+              std::tie(appointment->Subject, appointment->Location, appointment->TextBody, appointment->AllDayEvent));
     EXPECT_EQ(std::tie(read.StartTime, read.EndTime), std::tie(appointment->StartTime, appointment->EndTime));
   }
   Appointment read;
@@ -264,6 +302,40 @@ TEST_P(CalendarStoreTest, SavingAnOpenedItemKeepsWhatItDoesNotEditAndOthersChang
   ASSERT_TRUE(stale.DataSource().Open(href).ok());
   stale.Subject = "Planning (fresh)";
   EXPECT_TRUE(stale.DataSource().Save().ok());
+}
+
+TEST(ConnectionProviders, FoundByNameInAnyCaseAndChosenByTheUrlsForm) {
+  for (const char* name : {"exoledb.datasource", "MSDAIPP.DSO"}) EXPECT_TRUE(FindProvider(name).ok());
+  for (const char* name : {"SQLOLEDB", "", "ExOLEDB.DataSource "}) {
+    EXPECT_EQ(FindProvider(name).status().number(), errors::kProviderNotFound) << name;
+  }
+  const std::pair<const char*, const char*> urls[] = {
+      {"FILE://./BackOfficeStorage/orbitel.demo/MBX/bob/calendar/", "ExOLEDB.DataSource"},
+      {"HTTPS://mail/", "MSDAIPP.DSO"}, {"http://mail/exchange/alice/calendar/", "MSDAIPP.DSO"},
+      {"file://./otherstorage/orbitel.demo/MBX/alice/calendar/", nullptr}, {"ftp://mail/alice/", nullptr},
+  };
+  for (const auto& [url, name] : urls) {
+    auto provider = ProviderForUrl(url);
+    if (name == nullptr) {
+      EXPECT_EQ(provider.status().number(), errors::kCannotOpenFolder) << url;
+    } else {
+      EXPECT_EQ(provider.value_or(nullptr), *FindProvider(name)) << url;
+    }
+  }
+}
+
+TEST(ConnectionOpen, FailsWithTheProvidersStatusAndStaysClosed) {
+  const std::pair<const char*, long> cases[] = {{"SQLOLEDB", errors::kProviderNotFound},
+                                                {"MSDAIPP.DSO", errors::kCannotOpenFolder}};
+  for (const auto& [provider, number] : cases) {
+    Connection connection;
+    connection.Provider = provider;
+    EXPECT_EQ(connection.Open(kLocalFolder).number(), number);
+    EXPECT_EQ(connection.State(), kStateClosed);
+    Recordset rows({{"DAV:href"}}, {{Value("x")}});
+    EXPECT_EQ(OpenRecordset(rows, PeriodQuery(), connection).number(), errors::kOperationOnClosedObject);
+    EXPECT_FALSE(rows.IsOpen());
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(LocalStore, CalendarStoreTest, ::testing::Values(Store::kLocal));

@@ -15,11 +15,9 @@ using testing::Event;
 using ICalendarTest = testing::StoreFixture;
 
 TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
-  const std::string zone =
-      "BEGIN:VTIMEZONE\nTZID:Custom/Zone\nBEGIN:STANDARD\nDTSTART:19700101T000000\n"
+  const std::string zone = "BEGIN:VTIMEZONE\nTZID:Custom/Zone\nBEGIN:STANDARD\nDTSTART:19700101T000000\n"
       "TZOFFSETFROM:+0300\nTZOFFSETTO:+0300\nEND:STANDARD\nEND:VTIMEZONE\n";
-  auto items = ParseCalendar(
-      "BEGIN:VCALENDAR\nVERSION:2.0\n" + zone +
+  auto items = ParseCalendar("BEGIN:VCALENDAR\nVERSION:2.0\n" + zone +
       Event("one", "SUMMARY:Series\nDTSTART;TZID=Custom/Zone:20261110T120000\nRRULE:FREQ=DAILY;COUNT=3\n") +
       Event("two", "SUMMARY:Single\nDTSTART:20261110T120000Z\n") +
       Event("one", "RECURRENCE-ID;TZID=Custom/Zone:20261111T120000\nSUMMARY:Changed\n"
@@ -104,8 +102,7 @@ TEST_F(ICalendarTest, SpanOfARecurringItem) {
 TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   const std::string original = Calendar(Event(
       "x", "SUMMARY:Old\nDTSTART;TZID=America/New_York:20261110T090000\nDURATION:PT1H\n"
-           "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue\nX-CUSTOM:kept\n"
-           "STATUS:TENTATIVE\n"));
+           "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue\nX-CUSTOM:kept\nSTATUS:TENTATIVE\n"));
   EventEdit edit;
   edit.subject = "New";
   edit.busystatus = "Busy";

@@ -120,16 +120,13 @@ TEST(ItemQueryColumns, HoldExactlyTheSelectedPropertiesTyped) {
 
 TEST(ItemQueryOrder, SortsByTheOrderByKeys) {
   std::vector<StoreItem> items = {
-      Item("b", At(2003, 11, 4, 9), At(2003, 11, 4, 10)),
-      Item("A", At(2003, 11, 3, 9), At(2003, 11, 4, 10)),
-      Item("c", At(2003, 11, 4, 9), At(2003, 11, 4, 11)),
-      Item("d", At(2003, 11, 2, 9), At(2003, 11, 4, 10)),
+      Item("b", At(2003, 11, 4, 9), At(2003, 11, 4, 10)), Item("A", At(2003, 11, 3, 9), At(2003, 11, 4, 10)),
+      Item("c", At(2003, 11, 4, 9), At(2003, 11, 4, 11)), Item("d", At(2003, 11, 2, 9), At(2003, 11, 4, 10)),
   };
   items[3].recurrenceid = At(2003, 11, 2, 9);
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"ORDER BY \"urn:schemas:calendar:dtstart\"", {"d", "A", "b", "c"}},
-      {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC, \"urn:schemas:calendar:dtend\" DESC",
-       {"c", "b", "A", "d"}},
+      {"ORDER BY \"urn:schemas:calendar:dtstart\" DESC, \"urn:schemas:calendar:dtend\" DESC", {"c", "b", "A", "d"}},
       {"ORDER BY \"urn:schemas:calendar:dtend\", \"urn:schemas:calendar:uid\" desc", {"d", "b", "A", "c"}},
       {"ORDER BY \"urn:schemas:calendar:uid\"", {"A", "b", "c", "d"}},  // text without case
       {"ORDER BY \"urn:schemas:calendar:recurrenceid\" DESC", {"d", "b", "A", "c"}},
@@ -151,8 +148,7 @@ TEST(ItemQueryWindow, TakesTheBoundsOfTopLevelAndedComparisons) {
       {start + " >= " + cx + " AND (" + end + " <= " + cy + " AND " + sensitivity + ")", x, y},
       {start + " >= " + cx + " AND " + start + " >= " + cy, y, open},  // the tighter bound
       {end + " <= " + cy + " AND " + end + " <= " + cx, open, x},
-      {start + " >= " + cx + " OR " + end + " <= " + cy, open, open},
-      {"NOT " + start + " >= " + cx, open, open},
+      {start + " >= " + cx + " OR " + end + " <= " + cy, open, open}, {"NOT " + start + " >= " + cx, open, open},
       {start + " <= " + cx + " AND " + end + " >= " + cy, open, open},  // wrong way round
       {start + " >= '2003-10-25'", open, open},  // only date values bound a scan
   };

@@ -62,8 +62,7 @@ TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
     sqlite::Transaction transaction((*database)->handle());
     ASSERT_TRUE(transaction.began());
     ASSERT_TRUE((*database)
-                    ->Put(folder, "first.ics",
-                          Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n")))
+                    ->Put(folder, "first.ics", Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n")))
                     .ok());
     EXPECT_FALSE((*database)->Put(folder, "second.ics", Calendar(Event("second", "SUMMARY:No start\n"))).ok());
   }

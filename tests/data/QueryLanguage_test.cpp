@@ -33,21 +33,18 @@ std::string Show(const Expression* expression) {
            Show(expression->left) + " " + Show(expression->right) + ")";
   }
   std::string out = expression->kind == Expression::Kind::kAnd  ? "(AND"
-                    : expression->kind == Expression::Kind::kOr ? "(OR"
-                                                                : "(NOT";
+                    : expression->kind == Expression::Kind::kOr ? "(OR" : "(NOT";
   for (const auto& child : expression->children) out += " " + Show(child.get());
   return out + ")";
 }
 
 TEST(ExpressionParse, BuildsTheTreeTheTextMeans) {
   const std::pair<const char*, const char*> cases[] = {
-      {"Users = 'o''brien'", "(= Users 'o'brien')"},
-      {"\tUsers\r\n=  'alice'  ", "(= Users 'alice')"},
+      {"Users = 'o''brien'", "(= Users 'o'brien')"}, {"\tUsers\r\n=  'alice'  ", "(= Users 'alice')"},
       {"\"urn:schemas:calendar:dtstart\" >= CAST(\"2003-11-03T00:00:01Z\" as 'dateTime')",
        "(>= urn:schemas:calendar:dtstart #2003-11-03T00:00:01#)"},
       {"d < cAsT('2003-11-03T10:00:00+01:00' As \"dateTime.tz\")", "(< d #2003-11-03T09:00:00#)"},
-      {"[First Name] <= 'x'", "(<= First Name 'x')"},
-      {"\"DAV:ishidden\" = false AND \"DAV:isfolder\" = True",
+      {"[First Name] <= 'x'", "(<= First Name 'x')"}, {"\"DAV:ishidden\" = false AND \"DAV:isfolder\" = True",
        "(AND (= DAV:ishidden FALSE) (= DAV:isfolder TRUE))"},
       {"n > -1.5e2 and m < +.5 AnD k >= 7", "(AND (> n -150) (< m 0.5) (>= k 7))"},
       {"a = 1 and b <> 2 OR c < 3 or d > 4", "(OR (AND (= a 1) (<> b 2)) (< c 3) (> d 4))"},
@@ -115,8 +112,7 @@ TEST(ExpressionEvaluate, JudgesARowOfEveryKindOfValue) {
       {true, "Number < 10"},  // numerically, though "9" > "10" as text
       {true, "Number = '9'"}, {false, "Word = 5"}, {false, "Word <> 5"}, {false, "Word < 5 OR Word > 5"},
       {true, "Flag = 'True' AND Flag = TRUE AND Flag <> 'false'"}, {false, "Flag = 'yes' OR Flag <> 'yes'"},
-      {true, "FlagText = false"},
-      {true, "dtstart > CAST(\"2003-11-03T00:00:01Z\" as 'dateTime')"},
+      {true, "FlagText = false"}, {true, "dtstart > CAST(\"2003-11-03T00:00:01Z\" as 'dateTime')"},
       {true, "dtstart = CAST(\"2003-11-03T10:00:00+01:00\" as 'dateTime')"},
       {true, "dtstart < CAST(\"2003-11-04\" as 'dateTime')"},
       {true, "text = CAST(\"2003-11-03T09:00:00Z\" as 'dateTime')"},
@@ -147,23 +143,18 @@ struct StatementCase {
 TEST(StatementParse, ReadsTheColumnsScopeWhereAndOrder) {
   const StatementCase cases[] = {
       // The period query exactly as the pages send it; their other queries run in the stores' tests.
-      {PeriodQuery(),
-       {"DAV:href", "urn:schemas:httpmail:subject", "urn:schemas:calendar:alldayevent",
+      {PeriodQuery(), {"DAV:href", "urn:schemas:httpmail:subject", "urn:schemas:calendar:alldayevent",
         "urn:schemas:calendar:location", "urn:schemas:calendar:dtstart",
-        "urn:schemas:calendar:dtend", "urn:schemas:calendar:uid"},
-       kLocalFolder,
+        "urn:schemas:calendar:dtend", "urn:schemas:calendar:uid"}, kLocalFolder,
        "(AND (>= urn:schemas:calendar:dtstart #2003-10-25T13:00:01#) "
        "(<= urn:schemas:calendar:dtend #2003-12-08T13:00:01#) "
        "(<> http://schemas.microsoft.com/exchange/sensitivity 2) "
-       "(<> urn:schemas:calendar:busystatus 'Free'))",
-       {}},
+       "(<> urn:schemas:calendar:busystatus 'Free'))", {}},
       // The statement's other forms.
-      {"  SELECT\t\"a\" ,\"b\"\r\nFROM   scope ( 'Deep  Traversal OF \"u/v/\"' )  ", {"a", "b"},
-       "u/v/", "", {}},
+      {"  SELECT\t\"a\" ,\"b\"\r\nFROM   scope ( 'Deep  Traversal OF \"u/v/\"' )  ", {"a", "b"}, "u/v/", "", {}},
       {"SELECT [a b], c:d FROM scope('shallow traversal of \"u\"') WHERE c:d = 1", {"a b", "c:d"},
        "u", "(= c:d 1)", {}},
-      {"SELECT \"a\" FROM scope('shallow traversal of \"u\"') WHERE (a = 'x') OR b <> 2 "
-       "order by \"a\" DESC, b asc, c",
+      {"SELECT \"a\" FROM scope('shallow traversal of \"u\"') WHERE (a = 'x') OR b <> 2 order by \"a\" DESC, b asc, c",
        {"a"}, "u", "(OR (= a 'x') (<> b 2))", {"a DESC", "b", "c"}},
   };
   for (const StatementCase& c : cases) {
@@ -186,15 +177,11 @@ TEST(StatementParse, RejectsMalformedTextAtTheFaultyPosition) {
   const std::size_t after = scoped.size() + 2;  // the first token after scoped and a blank
   const std::pair<std::string, std::size_t> cases[] = {
       // 'O' ends the text; the lone apostrophe after the name opens a text that never closes.
-      {unescaped, unescaped.rfind('\'') + 1},
-      {"SELECT \"a\" scope('shallow traversal of \"u\"')", 12},
-      {"SELECT \"a\", FROM scope('shallow traversal of \"u\"')", 13},
-      {"", 1},
+      {unescaped, unescaped.rfind('\'') + 1}, {"SELECT \"a\" scope('shallow traversal of \"u\"')", 12},
+      {"SELECT \"a\", FROM scope('shallow traversal of \"u\"')", 13}, {"", 1},
       {"SELECT \"a\" FROM scope('wide traversal of \"u\"')", 23},
-      {"SELECT \"a\" FROM scope('shallow traversal of \"\"')", 23},
-      {"SELECT \"a\" FROM \"u\"", 17},
-      {scoped + " WHERE a = 1 b", after + 12},
-      {scoped + " ORDER BY", after + 8},
+      {"SELECT \"a\" FROM scope('shallow traversal of \"\"')", 23}, {"SELECT \"a\" FROM \"u\"", 17},
+      {scoped + " WHERE a = 1 b", after + 12}, {scoped + " ORDER BY", after + 8},
   };
   for (const auto& [text, position] : cases) {
     auto parsed = ParseStatement(text);

@@ -27,8 +27,7 @@ inline std::string Calendar(const std::string& events) {
 }
 
 inline std::string Event(const std::string& uid, const std::string& lines) {
-  return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines +
-         "END:VEVENT\r\n";
+  return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20260101T000000Z\r\n" + lines + "END:VEVENT\r\n";
 }
 
 // Each account's mailbox in the local store under root, holding the calendar text given, put in
