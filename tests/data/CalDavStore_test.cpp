@@ -1,6 +1,6 @@
 // What only the CalDAV store ("MSDAIPP.DSO") has to get right, against a real Radicale: folders
-// and items the server cannot serve, answers fetched ahead for a request, and request threads at
-// once. What both stores serve is in CalendarStores_test.
+// and items the server cannot serve, and answers fetched ahead for a request. What both stores
+// serve is in CalendarStores_test.
 #include "data/CalDavStore.h"
 
 #include <gtest/gtest.h>
@@ -31,16 +31,9 @@ class CalDavStoreTest : public EitherStoreFixture {
                              Event("lunch", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\n"))},
           {"bob", Calendar("")}, {"dave", Calendar("")}});
   }
-  static std::vector<std::vector<Value>> Query(Connection& connection, const std::string& statement) {
-    Recordset rows;
-    const Status opened = OpenRecordset(rows, statement, connection);
-    EXPECT_TRUE(opened.ok()) << opened.description();
-    return rows.rows();
-  }
 };
 
-// Servers answer the properties they lack in a propstat of their own (404) that may follow the
-// found ones; its empty values must not replace what was found.
+// A 404 propstat of the properties a server lacks, after the found ones, must not blank them.
 TEST(CalDavAnswers, PropertiesAnsweredNotFoundAreLeftOut) {
   auto resources = ParseMultistatus(
       "<d:multistatus xmlns:d=\"DAV:\" xmlns:c=\"urn:ietf:params:xml:ns:caldav\"><d:response>"
@@ -55,8 +48,7 @@ TEST(CalDavAnswers, PropertiesAnsweredNotFoundAreLeftOut) {
   EXPECT_EQ((*resources)[0].calendar_data, "BEGIN:VCALENDAR");
 }
 
-// Each folder fails to open with the store's error, and fails the same way when it was fetched
-// ahead in one batch with others, the one that works included. So does the service probe.
+// Each folder fails to open with the store's error, the same when fetched ahead; so does the probe.
 TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrNot) {
   const std::string closed = "http://127.0.0.1:" + std::to_string(FreePort()) + "/";
   const std::pair<std::string, const char*> folders[] = {
@@ -65,8 +57,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
       {FolderOf("alice") + "has space/", ""},  // not a URL curl takes
       {FolderOf("alice"), "401"},              // with the wrong password
   };
-  // "<number> <state> <description>" of each open, and "<number> <rows>" of the period query of
-  // each folder that opens.
+  // "<number> <state> <description>" of each open; "<number> <rows>" of each folder that opens.
   const auto outcomes = [&folders](bool prefetching) {
     std::vector<FolderQuery> queries;
     for (const auto& [folder, reason] : folders) queries.push_back({folder, PeriodQuery(folder)});
@@ -107,8 +98,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
 }
 
 TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
-  // Another program dropped files into the calendar's storage behind the server's back; the
-  // server answers with an error, whether the item is read by name or in a period.
+  // Files dropped into the server's storage that it cannot serve, read by name or in a period.
   Connection connection = Connect("dave");
   const std::filesystem::path calendar = server_.storage() / "collection-root" / "exchange" / "dave" / "calendar";
   ASSERT_TRUE(std::filesystem::is_directory(calendar));
@@ -128,23 +118,6 @@ TEST_F(CalDavStoreTest, ItemsTheServerCannotServeFailTheQueryCleanly) {
   }
 }
 
-TEST_F(CalDavStoreTest, RequestThreadsQueryAtTheSameTime) {
-  const std::string statement = PeriodQuery(FolderOf("alice"));
-  std::vector<std::size_t> counts(6);
-  std::vector<std::thread> threads;
-  for (std::size_t t = 0; t < counts.size(); ++t) {
-    threads.emplace_back([&, t] {
-      for (int round = 0; round < 3; ++round) {
-        Connection connection = Connect("alice");
-        counts[t] += Query(connection, statement).size();
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(counts, std::vector<std::size_t>(counts.size(), 3 * 2));
-}
-
-// SendAll's answers are compared with Send's through the prefetched folders above; here, its bound.
 TEST_F(CalDavStoreTest, SendAllHoldsNoMoreThanTheBatchMay) {
   const HttpRequest get{"GET", FolderOf("alice") + "inside.ics", "", "", {}};
   const Result<HttpResponse> whole = CalDavClient(StoreCredentials{kUser, kPassword}).Send(get);
@@ -165,24 +138,25 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
   const std::string alice = PeriodQuery(FolderOf("alice"));
   const std::string bob = PeriodQuery(FolderOf("bob"));
   Connection fresh = Connect("alice");
-  const auto expected = Query(fresh, alice);
-  ASSERT_FALSE(expected.empty());
+  Recordset expected, rows;
+  ASSERT_TRUE(OpenRecordset(expected, alice, fresh).ok());
+  ASSERT_FALSE(expected.rows().empty());
   const auto refused = [](const Status& status) {
     return status.number() == errors::kCannotOpenFolder && status.description().find("401") != std::string::npos;
   };
   const auto opens = [this](const char* account) {
-    Status status = Status::Ok();
-    Connect(account, &status);
-    return status;
+    Connection connection;
+    connection.Provider = "MSDAIPP.DSO";
+    return connection.Open(FolderOf(account));
   };
   {
     const PrefetchScope prefetch("MSDAIPP.DSO", {{FolderOf("alice"), alice}, {FolderOf("bob"), bob},
                                                  {FolderOf("dave"), bob}});
-    // From here on the server refuses whatever this program sends: only what was fetched ahead
-    // can succeed.
+    // From here on the server refuses this program: only what was fetched ahead can succeed.
     SignIn("wrong");
     Connection connection = Connect("alice");
-    EXPECT_EQ(Query(connection, alice), expected);
+    ASSERT_TRUE(OpenRecordset(rows, alice, connection).ok());
+    EXPECT_EQ(rows.rows(), expected.rows());
 
     // Another thread is asked afresh, and refused.
     Status elsewhere = Status::Ok();
@@ -191,7 +165,6 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
 
     // Each answer serves once.
     EXPECT_TRUE(refused(opens("alice")));
-    Recordset rows;
     EXPECT_TRUE(refused(OpenRecordset(rows, alice, connection)));
 
     // A statement other than the one fetched for the folder goes to the server.
@@ -199,8 +172,7 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
     EXPECT_TRUE(refused(OpenRecordset(rows, PeriodQuery(FolderOf("bob"), "2003-10-26T13:00:01Z"), bobs)));
     EXPECT_TRUE(OpenRecordset(rows, bob, bobs).ok());
 
-    // dave's folder was fetched for a statement naming bob's: its open is served, the statement
-    // was never fetched.
+    // dave's folder was fetched for a statement naming bob's: its open is served, not the query.
     EXPECT_EQ(Connect("dave").State(), kStateOpen);
   }
 

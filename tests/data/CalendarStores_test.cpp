@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
 #include <tuple>
 
 #include "data/Appointment.h"
@@ -32,16 +33,14 @@ class CalendarStoreTest : public EitherStoreFixture, public ::testing::WithParam
     const Status queried = OpenRecordset(rows, statement, connection);
     EXPECT_TRUE(queried.ok()) << queried.description();
     std::vector<std::string> result;
-    for (Status at = rows.MoveFirst(); at.ok() && !rows.IsEOF(); at = rows.MoveNext()) {
-      const auto field = [&rows](const char* name) { return *rows.Field(std::string("urn:schemas:calendar:") + name); };
-      const Date start = *field("dtstart").AsDate();
-      std::string row = FormatIsoDate(start) + " " + FormatIsoDate(*field("dtend").AsDate()) + " " +
-                        rows.Field("urn:schemas:httpmail:subject")->Text();
-      if (!field("location").Text().empty()) row += " @" + field("location").Text();
-      if (field("alldayevent") == Value(true)) row += " all day";
-      const Value series = field("recurrenceid");
-      if (series.AsDate()) row += " #" + (*series.AsDate() == start ? "" : FormatIsoDate(*series.AsDate()));
-      EXPECT_EQ(rows.Field("DAV:href")->Text(), FolderOf(account) + field("uid").Text() + ".ics");
+    // The columns: href, subject, all day, location, start, end, uid, start in the series.
+    for (const std::vector<Value>& r : rows.rows()) {
+      const Date start = *r[4].AsDate();
+      std::string row = FormatIsoDate(start) + " " + FormatIsoDate(*r[5].AsDate()) + " " + r[1].Text();
+      if (!r[3].Text().empty()) row += " @" + r[3].Text();
+      if (r[2] == Value(true)) row += " all day";
+      if (r[7].AsDate()) row += " #" + (*r[7].AsDate() == start ? "" : FormatIsoDate(*r[7].AsDate()));
+      EXPECT_EQ(r[0].Text(), FolderOf(account) + r[6].Text() + ".ics");
       result.push_back(row);
     }
     std::sort(result.begin(), result.end());
@@ -49,11 +48,11 @@ class CalendarStoreTest : public EitherStoreFixture, public ::testing::WithParam
   }
 };
 
-// November 2026 in New York, as the period query reads it from each kind of calendar item. Which
-// items are private or free is read by ICalendar_test and left out by ItemQuery_test.
+// November 2026 in New York from each kind of item (private and free ones: ItemQuery_test).
 TEST_P(CalendarStoreTest, PeriodQueryReadsEachKindOfItem) {
   const std::tuple<const char*, std::string, std::vector<std::string>> cases[] = {
-      {"window", Event("inside", "SUMMARY:Inside\nLOCATION:Room 1\nDTSTART:20261110T140000Z\nDTEND:20261110T150000Z\n") +
+      {"window", Event("inside", "SUMMARY:Inside\nLOCATION:Room 1\nDTSTART:20261110T140000Z\n"
+                                 "DTEND:20261110T150000Z\n") +
            Event("early", "SUMMARY:Starts before\nDTSTART:20261031T230000Z\nDTEND:20261101T010000Z\n") +
            Event("late", "SUMMARY:Ends after\nDTSTART:20261130T230000Z\nDTEND:20261201T010000Z\n") +
            Event("edges", "SUMMARY:On both edges\nDTSTART:20261101T000000Z\nDTEND:20261201T000000Z\n"),
@@ -98,7 +97,12 @@ TEST_P(CalendarStoreTest, PeriodQueryReadsEachKindOfItem) {
                          Event("floating", "SUMMARY:Weekly\nDTSTART:20261019T090000\nDTEND:20261019T100000\n"
                                            "RRULE:FREQ=WEEKLY;UNTIL=20261109T235959Z\n")));
   Fill(calendars);
-  for (const auto& [account, events, rows] : cases) EXPECT_EQ(Period(account), rows) << events;
+  // Asked at once, as a server's request threads ask.
+  std::vector<std::thread> threads;
+  for (const auto& c : cases) {
+    threads.emplace_back([&] { EXPECT_EQ(Period(std::get<0>(c)), std::get<2>(c)) << std::get<1>(c); });
+  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(Period("series", "2026-12-01", "2027-01-01"),
             std::vector<std::string>{"2026-12-10T17:00:00 2026-12-10T17:15:00 Moved out #2026-11-05T15:00:00"});
 
@@ -111,8 +115,6 @@ TEST_P(CalendarStoreTest, PeriodQueryReadsEachKindOfItem) {
   EXPECT_EQ(Period("weekly", "2026-10-01"),
             twice({"2026-10-19T13:00:00 2026-10-19T14:00:00", "2026-10-26T13:00:00 2026-10-26T14:00:00",
                    "2026-11-02T14:00:00 2026-11-02T15:00:00", "2026-11-09T14:00:00 2026-11-09T15:00:00"}));
-  EXPECT_EQ(Period("weekly", "2026-10-26", "2026-11-03"),
-            twice({"2026-10-26T13:00:00 2026-10-26T14:00:00", "2026-11-02T14:00:00 2026-11-02T15:00:00"}));
 }
 
 TEST_P(CalendarStoreTest, TheLoadAndDeleteQueriesFindTheOneItemOfThatName) {
@@ -147,8 +149,7 @@ TEST_P(CalendarStoreTest, TheLoadAndDeleteQueriesFindTheOneItemOfThatName) {
   EXPECT_EQ(connection.folder()->DeleteItem(folder + "O'Brien.ics").number(), errors::kCannotOpenFolder);
 }
 
-// A row is deleted by its href, through its connection while that stays open on its folder; a
-// failed open leaves the recordset closed, and a connection queries only its own folder.
+// A row is deleted by href, through its open connection; a connection queries its own folder only.
 TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFolder) {
   Fill({{"alice", Calendar(Event("O'Brien", "DTSTART:20031105T140000Z\nDTEND:20031105T150000Z\n"))},
         {"bob", Calendar("")}});
@@ -186,11 +187,11 @@ TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFol
   EXPECT_EQ(OpenRecordset(rows, PeriodQuery(FolderOf("alice")), connection).number(), errors::kCannotOpenFolder);
   EXPECT_EQ(connection.Open(FolderOf("carol")).number(), errors::kCannotOpenFolder);
   EXPECT_EQ(connection.State(), kStateClosed);
+  EXPECT_EQ(OpenRecordset(rows, PeriodQuery(FolderOf("alice")), connection).number(), errors::kOperationOnClosedObject);
 }
 
-// Items are replaced only over the version read, so someone else's change is never overwritten;
-// each series keeps its own occurrences, an edited one showing its new ones on the next query
-// (the local store keeps expanded series between queries).
+// Items are replaced only over the version read; each series keeps its own occurrences, an edited
+// one showing its new ones at once (the local store keeps expanded series between queries).
 TEST_P(CalendarStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {
   const auto weekly = [](const std::string& uid, const std::string& subject, const std::string& day) {
     return Calendar(Event(uid, "SUMMARY:" + subject + "\nDTSTART:202611" + day + "T150000Z\nDTEND:202611" +
@@ -224,8 +225,7 @@ TEST_P(CalendarStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {
   EXPECT_EQ(store->ReadItem(url + "../bob/calendar/x.ics").status().number(), errors::kCannotOpenFolder);
 }
 
-// Saved as local times or local dates, read back through a fresh object as they were set, blanks
-// and line breaks typed into the texts included.
+// Saved as local times or dates, read back through a fresh object as set, typed blanks included.
 TEST_P(CalendarStoreTest, SavedAppointmentsReadBackAsTheyWereSet) {
   Fill({{"alice", Calendar("")}});
   const std::string url = FolderOf("alice");
@@ -269,8 +269,7 @@ TEST_P(CalendarStoreTest, SavedAppointmentsReadBackAsTheyWereSet) {
   EXPECT_FALSE(none.DataSource().Save().ok());
 }
 
-// Saving an opened item keeps every property the object does not edit, and never overwrites a
-// change someone else saved since it was opened.
+// Saving keeps what the object does not edit, and never overwrites someone else's save.
 TEST_P(CalendarStoreTest, SavingAnOpenedItemKeepsWhatItDoesNotEditAndOthersChanges) {
   Fill({{"alice", Calendar(Event("meeting", "SUMMARY:Planning\nDTSTART;TZID=America/New_York:20261110T090000\n"
                                             "DTEND;TZID=America/New_York:20261110T100000\n"
@@ -280,13 +279,12 @@ TEST_P(CalendarStoreTest, SavingAnOpenedItemKeepsWhatItDoesNotEditAndOthersChang
   Appointment appointment;
   ASSERT_TRUE(appointment.DataSource().Open(href).ok());
   EXPECT_EQ(appointment.StartTime, At("2026-11-10T09:00"));
-  appointment.Subject = "Planning (agenda attached)";
+  appointment.Subject = "Planning (agenda)";
   ASSERT_TRUE(appointment.DataSource().Save().ok());
   auto saved = Folder("alice")->ReadItem(href);
   ASSERT_TRUE(saved.ok());
-  for (const char* kept : {"ATTENDEE;CN=Bob:mailto:bob@example.com", "CATEGORIES:Blue", "CATEGORIES:Green",
-                           "X-CUSTOM-FLAG:keep me", "RRULE:FREQ=WEEKLY;COUNT=3",
-                           "DTSTART;TZID=America/New_York:20261110T090000", "SUMMARY:Planning (agenda attached)"}) {
+  // Edited in place (ICalendar_test checks each kind of property the edit keeps).
+  for (const char* kept : {"X-CUSTOM-FLAG:keep me", "RRULE:FREQ=WEEKLY;COUNT=3", "SUMMARY:Planning (agenda)"}) {
     EXPECT_NE(saved->ics.find(kept), std::string::npos) << kept << "\n" << saved->ics;
   }
 
@@ -309,6 +307,9 @@ TEST(ConnectionProviders, FoundByNameInAnyCaseAndChosenByTheUrlsForm) {
   for (const char* name : {"SQLOLEDB", "", "ExOLEDB.DataSource "}) {
     EXPECT_EQ(FindProvider(name).status().number(), errors::kProviderNotFound) << name;
   }
+  Connection unknown;
+  unknown.Provider = "SQLOLEDB";
+  EXPECT_EQ(unknown.Open(kLocalFolder).number(), errors::kProviderNotFound);
   const std::pair<const char*, const char*> urls[] = {
       {"FILE://./BackOfficeStorage/orbitel.demo/MBX/bob/calendar/", "ExOLEDB.DataSource"},
       {"HTTPS://mail/", "MSDAIPP.DSO"}, {"http://mail/exchange/alice/calendar/", "MSDAIPP.DSO"},
@@ -316,25 +317,8 @@ TEST(ConnectionProviders, FoundByNameInAnyCaseAndChosenByTheUrlsForm) {
   };
   for (const auto& [url, name] : urls) {
     auto provider = ProviderForUrl(url);
-    if (name == nullptr) {
-      EXPECT_EQ(provider.status().number(), errors::kCannotOpenFolder) << url;
-    } else {
-      EXPECT_EQ(provider.value_or(nullptr), *FindProvider(name)) << url;
-    }
-  }
-}
-
-TEST(ConnectionOpen, FailsWithTheProvidersStatusAndStaysClosed) {
-  const std::pair<const char*, long> cases[] = {{"SQLOLEDB", errors::kProviderNotFound},
-                                                {"MSDAIPP.DSO", errors::kCannotOpenFolder}};
-  for (const auto& [provider, number] : cases) {
-    Connection connection;
-    connection.Provider = provider;
-    EXPECT_EQ(connection.Open(kLocalFolder).number(), number);
-    EXPECT_EQ(connection.State(), kStateClosed);
-    Recordset rows({{"DAV:href"}}, {{Value("x")}});
-    EXPECT_EQ(OpenRecordset(rows, PeriodQuery(), connection).number(), errors::kOperationOnClosedObject);
-    EXPECT_FALSE(rows.IsOpen());
+    EXPECT_EQ(provider.value_or(nullptr), name ? *FindProvider(name) : nullptr) << url;
+    EXPECT_TRUE(name || provider.status().number() == errors::kCannotOpenFolder) << url;
   }
 }
 

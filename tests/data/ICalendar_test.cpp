@@ -82,20 +82,18 @@ TEST_F(ICalendarTest, PropertiesInTheStoresTerms) {
 TEST_F(ICalendarTest, SpanOfARecurringItem) {
   auto finite = SummarizeItem(Calendar(Event(
       "x", "DTSTART:20261110T120000Z\nDTEND:20261110T130000Z\nRRULE:FREQ=WEEKLY;COUNT=3\n")));
-  ASSERT_TRUE(finite.ok());
+  auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
+  ASSERT_TRUE(finite.ok() && endless.ok());
   EXPECT_TRUE(finite->recurring);
   EXPECT_EQ(finite->span_start, UtcOfDate(At("2026-11-10T12:00:00Z")));
   EXPECT_EQ(finite->span_end, UtcOfDate(At("2026-11-24T13:00:00Z")));
-  auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
-  ASSERT_TRUE(endless.ok());
   EXPECT_FALSE(endless->span_end.has_value());
 
   // A period holds the occurrences that overlap it, the one begun the night before included.
   auto overlapping = ExpandItem(
       Calendar(Event("x", "DTSTART:20261110T230000Z\nDTEND:20261111T010000Z\nRRULE:FREQ=DAILY;COUNT=3\n")),
       UtcOfDate(At("2026-11-11T00:00:00Z")), UtcOfDate(At("2026-11-11T12:00:00Z")));
-  ASSERT_TRUE(overlapping.ok());
-  ASSERT_EQ(overlapping->size(), 1u);
+  ASSERT_EQ(overlapping.value_or({}).size(), 1u);
   EXPECT_EQ((*overlapping)[0].dtstart, At("2026-11-10T23:00:00Z"));
 }
 

@@ -61,9 +61,8 @@ TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
   {
     sqlite::Transaction transaction((*database)->handle());
     ASSERT_TRUE(transaction.began());
-    ASSERT_TRUE((*database)
-                    ->Put(folder, "first.ics", Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n")))
-                    .ok());
+    const std::string first = Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n"));
+    ASSERT_TRUE((*database)->Put(folder, "first.ics", first).ok());
     EXPECT_FALSE((*database)->Put(folder, "second.ics", Calendar(Event("second", "SUMMARY:No start\n"))).ok());
   }
   EXPECT_TRUE((*database)->All(folder)->empty());

@@ -40,8 +40,7 @@ class RadicaleServer {
     port_ = FreePort();
     base_url_ = "http://127.0.0.1:" + std::to_string(port_) + "/";
     std::ofstream(folder_ / "users") << user << ":" << password << "\n";
-    // The account reads and writes collections at any depth (the site's calendars live at
-    // /exchange/<account>/calendar/); anonymous requests are refused.
+    // The account reads and writes at any depth (sites use /exchange/<account>/calendar/), no one else.
     std::ofstream(folder_ / "rights") << "[account]\nuser: .+\ncollection: .*\npermissions: RrWw\n";
     std::ofstream(folder_ / "config")
         << "[server]\nhosts = 127.0.0.1:" << port_ << "\n"
@@ -69,8 +68,7 @@ class RadicaleServer {
     return answer.ok() ? answer->status : 0;
   }
 
-  // Empty calendars at /exchange/<account>/calendar/, where a site's store URLs point; empty
-  // once made, else why not.
+  // Empty calendars at /exchange/<account>/calendar/, where site URLs point; empty, else why not.
   std::string MakeSiteCalendars(const std::vector<std::string>& accounts) {
     if (Send("MKCOL", "exchange/") != 201) return "Radicale did not create /exchange/";
     for (const std::string& account : accounts) {
@@ -82,8 +80,7 @@ class RadicaleServer {
     return "";
   }
 
-  // The site calendars of these accounts, each holding the calendar text given; empty once
-  // stored, else why not.
+  // The accounts' site calendars holding the calendar texts given; empty, else why not.
   std::string StoreSiteCalendars(const std::vector<std::pair<std::string, std::string>>& calendars) {
     std::vector<std::string> accounts;
     for (const auto& [account, ics] : calendars) accounts.push_back(account);
@@ -99,7 +96,6 @@ class RadicaleServer {
     return "";
   }
 
-  // "http://127.0.0.1:<port>/"
   const std::string& base_url() const { return base_url_; }
   int port() const { return port_; }
   // Where the server keeps its collections: "<storage>/collection-root/<path>".
@@ -112,5 +108,4 @@ class RadicaleServer {
   int port_ = 0;
   pid_t pid_ = -1;
 };
-
 }  // namespace orbitel::data::testing

@@ -36,9 +36,7 @@ class RowsetFileTest : public ::testing::Test {
   }
   std::vector<std::string> Entries() const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      names.push_back(entry.path().filename().string());
-    }
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
   }
@@ -75,13 +73,11 @@ TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
   const fs::path path = Write("settings.xml", R"(<?xml version="1.0"?>
 <xml xmlns:a="uuid:BDC6E3F0-6DA3-11d1-A2A3-00AA00C14882" xmlns:b="urn:schemas-microsoft-com:rowset"
      xmlns:d="uuid:C2F41010-65B3-11d1-A29F-00AA00C14882" xmlns:r="#RowsetSchema">
-  <a:Schema id="RowsetSchema">
-    <a:ElementType name="row" content="eltOnly">
+  <a:Schema id="RowsetSchema"><a:ElementType name="row" content="eltOnly">
       <a:AttributeType name="c0" b:name="First Name"><a:datatype d:type="string"/></a:AttributeType>
       <a:AttributeType name="Age" d:type="int"/>
       <a:AttributeType name="Note"/>
-    </a:ElementType>
-  </a:Schema>
+  </a:ElementType></a:Schema>
   <b:data>
     <r:row c0="Ann" Age="31" Note="a&#xA;b"/>
     <b:insert><r:row c0="Ben"/></b:insert>
@@ -106,13 +102,12 @@ TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
 }
 
 TEST_F(RowsetFileTest, AnyTextSurvivesARoundTrip) {
-  const std::string tricky = "He said \"it's <b>5 & 6</b>\"\nnext line\r\n\ttab  and  spaces ";
   Recordset original({FieldInfo{"Users"}, FieldInfo{"Note"}},
-                     {{Value(tricky), Value("")}, {Value("o'brien"), Value()}});
-  const fs::path path = folder / "round.xml";
-  ASSERT_TRUE(SaveRowsetFile(original, path).ok());
+                     {{Value("He said \"it's <b>5 & 6</b>\"\nnext line\r\n\ttab  and  spaces "), Value("")},
+                      {Value("o'brien"), Value()}});
+  ASSERT_TRUE(SaveRowsetFile(original, folder / "round.xml").ok());
   Recordset loaded;
-  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
+  ASSERT_TRUE(OpenRowsetFile(folder / "round.xml", loaded).ok());
   EXPECT_EQ(loaded.rows(), original.rows());
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// The store statements exactly as the calendar pages and the appointment page send them, for the
-// tests that parse and run them; each of the folder given, alice's local calendar unless told.
+// The store statements exactly as the calendar and appointment pages send them, for the tests that
+// parse and run them; each of the folder given, alice's local calendar unless told.
 
 #include <string>
 
@@ -26,8 +26,7 @@ inline std::string PeriodQuery(const std::string& folder = kLocalFolder,
 }
 
 // The appointment page's query of one item by its file name, apostrophes doubled.
-inline std::string LoadQuery(const std::string& folder = "http://mail/exchange/alice/calendar/",
-                             const std::string& quoted_name = "O''Brien.ics") {
+inline std::string LoadQuery(const std::string& folder, const std::string& quoted_name = "O''Brien.ics") {
   return "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\", \"DAV:displayname\", "
          "\"urn:schemas:calendar:busystatus\", \"urn:schemas:calendar:location\", "
          "\"urn:schemas:calendar:dtstart\", \"urn:schemas:calendar:dtend\", "
@@ -41,5 +40,4 @@ inline std::string DeleteQuery(const std::string& folder = kLocalFolder) {
   return "SELECT \"DAV:href\",  \"urn:schemas:calendar:uid\"  " + InFolder(folder) +
          "(\"DAV:displayname\" = 'O''Brien.ics')";
 }
-
 }  // namespace orbitel::data::testing
