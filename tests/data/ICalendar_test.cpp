@@ -12,22 +12,12 @@ namespace {
 using testing::Calendar;
 using testing::Event;
 
-class ICalendarTest : public testing::StoreFixture {};
-
-std::string ErrorOf(const std::string& text) {
-  auto parsed = ParseCalendar(text);
-  EXPECT_FALSE(parsed.ok());
-  if (parsed.ok()) return "";
-  EXPECT_EQ(parsed.status().number(), errors::kSyntaxError);
-  return parsed.status().description();
-}
+using ICalendarTest = testing::StoreFixture;
 
 TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
-  const std::string zone =
-      "BEGIN:VTIMEZONE\nTZID:Custom/Zone\nBEGIN:STANDARD\nDTSTART:19700101T000000\n"
+  const std::string zone = "BEGIN:VTIMEZONE\nTZID:Custom/Zone\nBEGIN:STANDARD\nDTSTART:19700101T000000\n"
       "TZOFFSETFROM:+0300\nTZOFFSETTO:+0300\nEND:STANDARD\nEND:VTIMEZONE\n";
-  auto items = ParseCalendar(
-      "BEGIN:VCALENDAR\nVERSION:2.0\n" + zone +
+  auto items = ParseCalendar("BEGIN:VCALENDAR\nVERSION:2.0\n" + zone +
       Event("one", "SUMMARY:Series\nDTSTART;TZID=Custom/Zone:20261110T120000\nRRULE:FREQ=DAILY;COUNT=3\n") +
       Event("two", "SUMMARY:Single\nDTSTART:20261110T120000Z\n") +
       Event("one", "RECURRENCE-ID;TZID=Custom/Zone:20261111T120000\nSUMMARY:Changed\n"
@@ -42,30 +32,34 @@ TEST_F(ICalendarTest, EventsAreGroupedByUidWithTheZonesTheyUse) {
   EXPECT_EQ((*items)[1].ics.find("Left out"), std::string::npos);
 
   // The item's own VTIMEZONE places its times: 12:00 at +03:00 is 09:00 UTC.
-  auto occurrences = ExpandItem((*items)[0].ics, UtcOfDate(Utc("2026-11-01T00:00:00Z")),
-                                UtcOfDate(Utc("2026-12-01T00:00:00Z")));
+  auto occurrences = ExpandItem((*items)[0].ics, UtcOfDate(At("2026-11-01T00:00:00Z")),
+                                UtcOfDate(At("2026-12-01T00:00:00Z")));
   ASSERT_TRUE(occurrences.ok());
   ASSERT_EQ(occurrences->size(), 3u);
-  EXPECT_EQ((*occurrences)[0].dtstart, Utc("2026-11-10T09:00:00Z"));
+  EXPECT_EQ((*occurrences)[0].dtstart, At("2026-11-10T09:00:00Z"));
   EXPECT_EQ((*occurrences)[1].subject, "Changed");
-  EXPECT_EQ((*occurrences)[1].dtstart, Utc("2026-11-11T10:00:00Z"));
-  EXPECT_EQ(*(*occurrences)[1].recurrenceid, Utc("2026-11-11T09:00:00Z"));
+  EXPECT_EQ((*occurrences)[1].dtstart, At("2026-11-11T10:00:00Z"));
+  EXPECT_EQ(*(*occurrences)[1].recurrenceid, At("2026-11-11T09:00:00Z"));
 }
 
 TEST_F(ICalendarTest, MalformedTextIsRefusedWithItsLine) {
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\n"
-                    "END:VCALENDAR\n"),
-            "line 6: END:VCALENDAR where BEGIN:VEVENT of line 3 is still open");
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nSUMMARY no colon here\nEND:VEVENT\n"
-                    "END:VCALENDAR\n"),
-            "line 4: a line without a colon");
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VEVENT\n"),
-            "line 5: BEGIN:VCALENDAR of line 1 is never ended");
-  EXPECT_EQ(ErrorOf(Calendar(Event("a", "SUMMARY:ok\n") + Event("b", "DTSTART:not a time\n"))),
-            "line 4: an event without a valid DTSTART");
-  // Folded lines count as the lines they occupy.
-  EXPECT_EQ(ErrorOf("BEGIN:VCALENDAR\nX-LONG:folded\n  over two lines\nbroken\nEND:VCALENDAR\n"),
-            "line 4: a line without a colon");
+  const std::pair<std::string, const char*> cases[] = {
+      {"BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VCALENDAR\n",
+       "line 6: END:VCALENDAR where BEGIN:VEVENT of line 3 is still open"},
+      {"BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nSUMMARY no colon here\nEND:VEVENT\nEND:VCALENDAR\n",
+       "line 4: a line without a colon"},
+      {"BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:a\nDTSTART:20261110T120000Z\nEND:VEVENT\n",
+       "line 5: BEGIN:VCALENDAR of line 1 is never ended"},
+      {Calendar(Event("a", "SUMMARY:ok\n") + Event("b", "DTSTART:not a time\n")),
+       "line 4: an event without a valid DTSTART"},
+      // Folded lines count as the lines they occupy.
+      {"BEGIN:VCALENDAR\nX-LONG:folded\n  over two lines\nbroken\nEND:VCALENDAR\n", "line 4: a line without a colon"},
+  };
+  for (const auto& [text, error] : cases) {
+    auto parsed = ParseCalendar(text);
+    EXPECT_EQ(parsed.status().number(), errors::kSyntaxError) << text;
+    EXPECT_EQ(parsed.status().description(), error);
+  }
 }
 
 TEST_F(ICalendarTest, PropertiesInTheStoresTerms) {
@@ -88,28 +82,25 @@ TEST_F(ICalendarTest, PropertiesInTheStoresTerms) {
 TEST_F(ICalendarTest, SpanOfARecurringItem) {
   auto finite = SummarizeItem(Calendar(Event(
       "x", "DTSTART:20261110T120000Z\nDTEND:20261110T130000Z\nRRULE:FREQ=WEEKLY;COUNT=3\n")));
-  ASSERT_TRUE(finite.ok());
-  EXPECT_TRUE(finite->recurring);
-  EXPECT_EQ(finite->span_start, UtcOfDate(Utc("2026-11-10T12:00:00Z")));
-  EXPECT_EQ(finite->span_end, UtcOfDate(Utc("2026-11-24T13:00:00Z")));
   auto endless = SummarizeItem(Calendar(Event("x", "DTSTART:20261110T120000Z\nRRULE:FREQ=DAILY\n")));
-  ASSERT_TRUE(endless.ok());
+  ASSERT_TRUE(finite.ok() && endless.ok());
+  EXPECT_TRUE(finite->recurring);
+  EXPECT_EQ(finite->span_start, UtcOfDate(At("2026-11-10T12:00:00Z")));
+  EXPECT_EQ(finite->span_end, UtcOfDate(At("2026-11-24T13:00:00Z")));
   EXPECT_FALSE(endless->span_end.has_value());
 
   // A period holds the occurrences that overlap it, the one begun the night before included.
   auto overlapping = ExpandItem(
       Calendar(Event("x", "DTSTART:20261110T230000Z\nDTEND:20261111T010000Z\nRRULE:FREQ=DAILY;COUNT=3\n")),
-      UtcOfDate(Utc("2026-11-11T00:00:00Z")), UtcOfDate(Utc("2026-11-11T12:00:00Z")));
-  ASSERT_TRUE(overlapping.ok());
-  ASSERT_EQ(overlapping->size(), 1u);
-  EXPECT_EQ((*overlapping)[0].dtstart, Utc("2026-11-10T23:00:00Z"));
+      UtcOfDate(At("2026-11-11T00:00:00Z")), UtcOfDate(At("2026-11-11T12:00:00Z")));
+  ASSERT_EQ(overlapping.value_or({}).size(), 1u);
+  EXPECT_EQ((*overlapping)[0].dtstart, At("2026-11-10T23:00:00Z"));
 }
 
 TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   const std::string original = Calendar(Event(
       "x", "SUMMARY:Old\nDTSTART;TZID=America/New_York:20261110T090000\nDURATION:PT1H\n"
-           "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue\nX-CUSTOM:kept\n"
-           "STATUS:TENTATIVE\n"));
+           "ATTENDEE;CN=Bob:mailto:bob@example.com\nCATEGORIES:Blue\nX-CUSTOM:kept\nSTATUS:TENTATIVE\n"));
   EventEdit edit;
   edit.subject = "New";
   edit.busystatus = "Busy";
@@ -132,8 +123,8 @@ TEST_F(ICalendarTest, EditingKeepsEveryOtherProperty) {
   edit.times = EventTimes{*ParseIsoDate("2026-11-12T10:00"), *ParseIsoDate("2026-11-12T11:30"), false};
   auto moved = SummarizeItem(*EditEventCalendar(original, edit));
   ASSERT_TRUE(moved.ok());
-  EXPECT_EQ(moved->master.dtstart, Utc("2026-11-12T15:00:00Z"));
-  EXPECT_EQ(moved->master.dtend, Utc("2026-11-12T16:30:00Z"));
+  EXPECT_EQ(moved->master.dtstart, At("2026-11-12T15:00:00Z"));
+  EXPECT_EQ(moved->master.dtend, At("2026-11-12T16:30:00Z"));
 }
 
 }  // namespace

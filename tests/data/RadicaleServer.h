@@ -1,14 +1,10 @@
 #pragma once
-// A real Radicale CalDAV server for the tests and benchmarks of the CalDAV store: started on a
-// free local port with its own configuration, one account and a storage folder of its own under
-// the system's temporary folder, and stopped (its folder removed) when the object goes. The
-// account may create collections at any depth. The server goes down with the process, however
-// that ends.
+// A real Radicale CalDAV server for the CalDAV store's tests and benchmarks: on a free local port
+// with its own configuration, one account and a temporary storage folder, stopped (the folder
+// removed) when the object goes, and with the process however that ends.
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,50 +18,37 @@ namespace orbitel::data::testing {
 
 using orbitel::testing::FreePort;
 
-inline std::string FindOnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::stringstream folders(path != nullptr ? path : "/usr/bin:/bin");
-  std::string folder;
-  while (std::getline(folders, folder, ':')) {
-    const std::string candidate = folder + "/" + program;
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return {};
-}
-
 class RadicaleServer {
  public:
+  static constexpr char kProgram[] = "/usr/bin/radicale";
+
   RadicaleServer() = default;
-  ~RadicaleServer() { Stop(); }
+  ~RadicaleServer() {
+    orbitel::testing::StopServer(pid_);
+    if (!folder_.empty()) std::filesystem::remove_all(folder_);
+  }
   RadicaleServer(const RadicaleServer&) = delete;
   RadicaleServer& operator=(const RadicaleServer&) = delete;
 
   // Starts the server with the one account; empty once it answers, else why it did not start.
   std::string Start(const std::string& user, const std::string& password) {
-    credentials_ = data::StoreCredentials{user, password};
-    const std::string radicale = FindOnPath("radicale");
-    if (radicale.empty()) {
-      return "The CalDAV tests need a Radicale server, and radicale is not on the PATH; "
-             "scripts/setup --tests installs it";
+    if (::access(kProgram, X_OK) != 0) {
+      return std::string(kProgram) + " is missing: install radicale (scripts/setup --tests)";
     }
+    credentials_ = data::StoreCredentials{user, password};
     folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav");
-    const int port = FreePort();
-    if (port == 0) return "No free local port for Radicale";
-    port_ = port;
-    base_url_ = "http://127.0.0.1:" + std::to_string(port) + "/";
+    port_ = FreePort();
+    base_url_ = "http://127.0.0.1:" + std::to_string(port_) + "/";
     std::ofstream(folder_ / "users") << user << ":" << password << "\n";
-    // The account reads and writes collections at any depth (the site's calendars live at
-    // /exchange/<account>/calendar/); anonymous requests are refused.
+    // The account reads and writes at any depth (sites use /exchange/<account>/calendar/), no one else.
     std::ofstream(folder_ / "rights") << "[account]\nuser: .+\ncollection: .*\npermissions: RrWw\n";
     std::ofstream(folder_ / "config")
-        << "[server]\nhosts = 127.0.0.1:" << port << "\n"
+        << "[server]\nhosts = 127.0.0.1:" << port_ << "\n"
         << "[auth]\ntype = htpasswd\nhtpasswd_filename = " << (folder_ / "users").string()
         << "\nhtpasswd_encryption = plain\ndelay = 0\n"
         << "[rights]\ntype = from_file\nfile = " << (folder_ / "rights").string() << "\n"
         << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
-        << "[web]\ntype = none\n"
-        << "[logging]\nlevel = warning\n";
-    radicale_ = radicale;
+        << "[web]\ntype = none\n[logging]\nlevel = warning\n";
     return Resume();
   }
 
@@ -73,15 +56,9 @@ class RadicaleServer {
   void Pause() { orbitel::testing::StopServer(pid_); }
   std::string Resume() {
     std::string why;
-    pid_ = orbitel::testing::StartServer({radicale_, "--config", (folder_ / "config").string()},
+    pid_ = orbitel::testing::StartServer({kProgram, "--config", (folder_ / "config").string()},
                                          (folder_ / "radicale.log").string(), port_, why);
     return pid_ > 0 ? std::string() : why;
-  }
-
-  void Stop() {
-    orbitel::testing::StopServer(pid_);
-    if (!folder_.empty()) std::filesystem::remove_all(folder_);
-    folder_.clear();
   }
 
   // A request as the account to a path under the server's root; its status, 0 when unanswered.
@@ -91,8 +68,7 @@ class RadicaleServer {
     return answer.ok() ? answer->status : 0;
   }
 
-  // Empty calendars at /exchange/<account>/calendar/, where a site's store URLs point; empty
-  // once made, else why not.
+  // Empty calendars at /exchange/<account>/calendar/, where site URLs point; empty, else why not.
   std::string MakeSiteCalendars(const std::vector<std::string>& accounts) {
     if (Send("MKCOL", "exchange/") != 201) return "Radicale did not create /exchange/";
     for (const std::string& account : accounts) {
@@ -104,8 +80,7 @@ class RadicaleServer {
     return "";
   }
 
-  // The site calendars of these accounts, each holding the calendar text given; empty once
-  // stored, else why not.
+  // The accounts' site calendars holding the calendar texts given; empty, else why not.
   std::string StoreSiteCalendars(const std::vector<std::pair<std::string, std::string>>& calendars) {
     std::vector<std::string> accounts;
     for (const auto& [account, ics] : calendars) accounts.push_back(account);
@@ -121,7 +96,6 @@ class RadicaleServer {
     return "";
   }
 
-  // "http://127.0.0.1:<port>/"
   const std::string& base_url() const { return base_url_; }
   int port() const { return port_; }
   // Where the server keeps its collections: "<storage>/collection-root/<path>".
@@ -131,9 +105,7 @@ class RadicaleServer {
   std::filesystem::path folder_;
   std::string base_url_;
   data::StoreCredentials credentials_;
-  std::string radicale_;
   int port_ = 0;
   pid_t pid_ = -1;
 };
-
 }  // namespace orbitel::data::testing

@@ -97,9 +97,7 @@ TEST(RecordsetClosed, EveryOperationFails) {
                                closed->MoveFirst(), closed->MoveNext(), closed->Move(1),
                                closed->SetFilter("Users = 'a'"), closed->AddNew(),
                                closed->Delete(), closed->Update()};
-    for (const Status& status : statuses) {
-      EXPECT_EQ(status.number(), errors::kOperationOnClosedObject);
-    }
+    for (const Status& status : statuses) EXPECT_EQ(status.number(), errors::kOperationOnClosedObject);
   }
 }
 

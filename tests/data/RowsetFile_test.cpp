@@ -1,53 +1,42 @@
+// The users and settings files in ADO's persisted-rowset layout: read, written back, and saved
+// whole or not at all.
 #include "data/RowsetFile.h"
 
 #include <gtest/gtest.h>
-
-#include "TempFolder.h"
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
+#include "ServerProcess.h"
+#include "TempFolder.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
 namespace fs = std::filesystem;
+using orbitel::testing::ReadWholeFile;
 
 // The shipped users file, as ADO writes it, holding one user.
 std::string UsersFile() {
-  std::stringstream shipped;
-  shipped << std::ifstream("www/OrbitelUsers.xml", std::ios::binary).rdbuf();
-  std::string text = shipped.str();
+  std::string text = ReadWholeFile("www/OrbitelUsers.xml");
   return text.insert(text.find("</rs:data>"), "\t<z:row Users='alice'/>\n");
 }
 
 class RowsetFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = orbitel::testing::MakeTempFolder("orbitel-rowset");
-  }
+  void SetUp() override { folder = orbitel::testing::MakeTempFolder("orbitel-rowset"); }
   void TearDown() override { fs::remove_all(folder); }
 
   fs::path Write(const std::string& name, const std::string& content) {
     std::ofstream(folder / name, std::ios::binary) << content;
     return folder / name;
   }
-  static std::string Read(const fs::path& path) {
-    std::stringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-  }
   std::vector<std::string> Entries() const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-      names.push_back(entry.path().filename().string());
-    }
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
   }
@@ -64,7 +53,7 @@ TEST_F(RowsetFileTest, ReadsAndWritesTheAdoLayout) {
   ASSERT_TRUE(OpenRowsetFile(path, users).ok());
   EXPECT_EQ(users.Field("Users")->Text(), "alice");
   ASSERT_TRUE(SaveRowsetFile(users, path).ok());
-  EXPECT_EQ(Read(path), UsersFile());
+  EXPECT_EQ(ReadWholeFile(path), UsersFile());
   EXPECT_EQ(Entries(), (std::vector<std::string>{"OrbitelUsers.xml", "OrbitelUsers.xml.lock"}));
   ASSERT_TRUE(users.AddNew().ok());
   ASSERT_TRUE(users.SetField("Users", std::string("bob")).ok());
@@ -84,13 +73,11 @@ TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
   const fs::path path = Write("settings.xml", R"(<?xml version="1.0"?>
 <xml xmlns:a="uuid:BDC6E3F0-6DA3-11d1-A2A3-00AA00C14882" xmlns:b="urn:schemas-microsoft-com:rowset"
      xmlns:d="uuid:C2F41010-65B3-11d1-A29F-00AA00C14882" xmlns:r="#RowsetSchema">
-  <a:Schema id="RowsetSchema">
-    <a:ElementType name="row" content="eltOnly">
+  <a:Schema id="RowsetSchema"><a:ElementType name="row" content="eltOnly">
       <a:AttributeType name="c0" b:name="First Name"><a:datatype d:type="string"/></a:AttributeType>
       <a:AttributeType name="Age" d:type="int"/>
       <a:AttributeType name="Note"/>
-    </a:ElementType>
-  </a:Schema>
+  </a:ElementType></a:Schema>
   <b:data>
     <r:row c0="Ann" Age="31" Note="a&#xA;b"/>
     <b:insert><r:row c0="Ben"/></b:insert>
@@ -115,13 +102,12 @@ TEST_F(RowsetFileTest, ToleratesWhatOtherWritersPutInTheFile) {
 }
 
 TEST_F(RowsetFileTest, AnyTextSurvivesARoundTrip) {
-  const std::string tricky = "He said \"it's <b>5 & 6</b>\"\nnext line\r\n\ttab  and  spaces ";
   Recordset original({FieldInfo{"Users"}, FieldInfo{"Note"}},
-                     {{Value(tricky), Value("")}, {Value("o'brien"), Value()}});
-  const fs::path path = folder / "round.xml";
-  ASSERT_TRUE(SaveRowsetFile(original, path).ok());
+                     {{Value("He said \"it's <b>5 & 6</b>\"\nnext line\r\n\ttab  and  spaces "), Value("")},
+                      {Value("o'brien"), Value()}});
+  ASSERT_TRUE(SaveRowsetFile(original, folder / "round.xml").ok());
   Recordset loaded;
-  ASSERT_TRUE(OpenRowsetFile(path, loaded).ok());
+  ASSERT_TRUE(OpenRowsetFile(folder / "round.xml", loaded).ok());
   EXPECT_EQ(loaded.rows(), original.rows());
 }
 
@@ -153,47 +139,39 @@ TEST_F(RowsetFileTest, AFailedSaveLeavesTheTargetAndNoTemporaryFile) {
   Write("users.xml/keep", "x");
   EXPECT_EQ(SaveRowsetFile(users, blocked).number(), errors::kPermissionDenied);
   EXPECT_EQ(Entries(), (std::vector<std::string>{"users.xml", "users.xml.lock"}));
-  EXPECT_EQ(Read(blocked / "keep"), "x");
+  EXPECT_EQ(ReadWholeFile(blocked / "keep"), "x");
 }
 
 // Two writers save different lists over and over while a reader keeps loading: every load
 // succeeds and sees one writer's whole list.
 TEST_F(RowsetFileTest, ConcurrentWritersNeverShowAPartialFile) {
   const fs::path path = folder / "users.xml";
-  auto list = [](const std::string& prefix, int count) {
-    std::vector<std::vector<Value>> rows;
-    for (int i = 0; i < count; ++i) rows.push_back({Value(prefix + std::to_string(i))});
-    return rows;
-  };
-  const auto first = list("first-", 40);
-  const auto second = list("second-", 300);
-  {
-    Recordset initial({FieldInfo{"Users"}}, first);
-    ASSERT_TRUE(SaveRowsetFile(initial, path).ok());
+  std::vector<std::vector<Value>> lists[2];
+  for (int i = 0; i < 300; ++i) {
+    if (i < 40) lists[0].push_back({Value("first-" + std::to_string(i))});
+    lists[1].push_back({Value("second-" + std::to_string(i))});
   }
-
+  Recordset initial({FieldInfo{"Users"}}, lists[0]);
+  ASSERT_TRUE(SaveRowsetFile(initial, path).ok());
   std::atomic<bool> writing{true};
-  std::atomic<int> failed_saves{0};
-  auto writer = [&](const std::vector<std::vector<Value>>& rows) {
-    Recordset recordset({FieldInfo{"Users"}}, rows);
-    for (int i = 0; i < 200; ++i) {
-      if (!SaveRowsetFile(recordset, path).ok()) ++failed_saves;
-    }
-  };
-  std::thread one(writer, std::cref(first));
-  std::thread two(writer, std::cref(second));
-  int loads = 0;
+  std::atomic<int> failed_saves{0}, loads{0};
+  std::vector<std::thread> writers;
+  for (const auto& rows : lists) {
+    writers.emplace_back([&path, &failed_saves, rows] {
+      Recordset recordset({FieldInfo{"Users"}}, rows);
+      for (int i = 0; i < 200; ++i) failed_saves += !SaveRowsetFile(recordset, path).ok();
+    });
+  }
   std::thread reader([&] {
     while (writing) {
       Recordset loaded;
-      Status status = OpenRowsetFile(path, loaded);
+      const Status status = OpenRowsetFile(path, loaded);
       ASSERT_TRUE(status.ok()) << status.description();
-      ASSERT_TRUE(loaded.rows() == first || loaded.rows() == second);
+      ASSERT_TRUE(loaded.rows() == lists[0] || loaded.rows() == lists[1]);
       ++loads;
     }
   });
-  one.join();
-  two.join();
+  for (std::thread& writer : writers) writer.join();
   writing = false;
   reader.join();
   EXPECT_EQ(failed_saves, 0);
