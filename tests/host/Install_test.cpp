@@ -15,24 +15,23 @@ namespace {
 
 namespace fs = std::filesystem;
 using orbitel::testing::Quote;
-using orbitel::testing::ReadText;
+using orbitel::testing::ReadWholeFile;
+constexpr auto npos = std::string::npos;
 
 TEST(Install, MovedTreeServesItsOwnSite) {
-  const fs::path folder = orbitel::testing::MakeTempFolder("orbitel-install");
-  const fs::path prefix = folder / "prefix";
+  const fs::path folder = orbitel::testing::MakeTempFolder("orbitel-install"), prefix = folder / "prefix";
   const std::string install = Quote(CMAKE_COMMAND) + " --install " + Quote(ORBITEL_BUILD_DIR) + " --prefix " +
                               Quote(prefix.string()) + " >" + Quote((folder / "install.log").string()) + " 2>&1";
-  ASSERT_EQ(std::system(install.c_str()), 0) << ReadText((folder / "install.log").string());
+  ASSERT_EQ(std::system(install.c_str()), 0) << ReadWholeFile(folder / "install.log");
   for (const char* installed : {"bin/orbitel", "share/orbitel/site/OrbitelSettings.xml",
                                 "share/orbitel/site/templates", "share/orbitel/site/directory.ldif",
                                 "lib/systemd/system/orbitel.service", "etc/default/orbitel"}) {
     EXPECT_TRUE(fs::exists(prefix / installed)) << installed;
   }
-  const std::string unit = ReadText((prefix / "lib/systemd/system/orbitel.service").string());
-  EXPECT_NE(unit.find("ExecStart=" + (prefix / "bin/orbitel").string() + " serve --site /var/lib/orbitel"),
-            std::string::npos)
+  const std::string unit = ReadWholeFile(prefix / "lib/systemd/system/orbitel.service");
+  EXPECT_NE(unit.find("ExecStart=" + (prefix / "bin/orbitel").string() + " serve --site /var/lib/orbitel"), npos)
       << unit;
-  EXPECT_NE(unit.find("EnvironmentFile=-" + (prefix / "etc/default/orbitel").string()), std::string::npos) << unit;
+  EXPECT_NE(unit.find("EnvironmentFile=-" + (prefix / "etc/default/orbitel").string()), npos) << unit;
 
   // Moved, the tree has only itself to go by; a mark in its style sheet shows which site is served.
   const fs::path moved = folder / "elsewhere";
@@ -54,9 +53,9 @@ TEST(Install, MovedTreeServesItsOwnSite) {
   auto style = httplib::Client("127.0.0.1", port).Get("/styles/orbitel.css");
   orbitel::testing::StopServer(server);
   EXPECT_EQ(style->status, 200);
-  EXPECT_NE(style->body.find(mark), std::string::npos);
-  EXPECT_NE(ReadText(log).find("Making the demo site in " + (folder / "data/orbitel/demo").string()), std::string::npos)
-      << ReadText(log);
+  EXPECT_NE(style->body.find(mark), npos);
+  EXPECT_NE(ReadWholeFile(log).find("Making the demo site in " + (folder / "data/orbitel/demo").string()), npos)
+      << ReadWholeFile(log);
   fs::remove_all(folder);
 }
 

@@ -29,15 +29,15 @@ class ScheduleAddressesTest : public DemoSiteTest {
     setenv("TZ", "America/New_York", 1);
     tzset();
     ServeDemoSite("orbitel-schedule", kRoundTrip);
-    team_ = SignIn("team");
-    admin_ = SignIn("admin");
+    team_ = served_->Visitor().SignIn("team");
+    admin_ = served_->Visitor().SignIn("admin");
   }
-  static httplib::Result Renew(const std::string& cookie, const std::string& form_page = "/CalendarOptions.asp") {
+  httplib::Result Renew(const std::string& cookie, const std::string& form_page = "/CalendarOptions.asp") const {
     return Post("/CalendarOptions.asp", cookie,
                 "FormToken=" + HiddenOf(Get(form_page, cookie)->body) + "&action=Renew+feed+token");
   }
   // The token the options page shows; empty when there is none.
-  static std::string ShownToken() {
+  std::string ShownToken() const {
     std::smatch token;
     const std::string html = Get("/CalendarOptions.asp", admin_)->body;
     return std::regex_search(html, token, std::regex("readonly value=\"([0-9a-f]{64})\"")) ? token[1].str() : "";

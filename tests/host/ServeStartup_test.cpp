@@ -28,15 +28,10 @@ std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>> Snapshot(co
 
 class ServeStartup : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = orbitel::testing::MakeTempFolder("orbitel-startup");
-    site_ = folder_ / "site";
-    fs::copy("www", site_, fs::copy_options::recursive);
-  }
+  void SetUp() override { fs::copy("www", site_, fs::copy_options::recursive); }
   void TearDown() override { fs::remove_all(folder_); }
 
-  fs::path folder_;
-  fs::path site_;
+  const fs::path folder_ = orbitel::testing::MakeTempFolder("orbitel-startup"), site_ = folder_ / "site";
 };
 
 TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
@@ -113,7 +108,7 @@ TEST_F(ServeStartup, WarnsAndServes) {
     pid_t server = orbitel::testing::StartServer(args, log, port, why);
     EXPECT_GT(server, 0) << why;
     orbitel::testing::StopServer(server);
-    const std::string said = orbitel::testing::ReadText(log);
+    const std::string said = orbitel::testing::ReadWholeFile(log);
     for (const std::string& warning : c.warnings) EXPECT_NE(said.find(warning), std::string::npos) << said;
     if (c.warnings.empty()) {
       EXPECT_EQ(said.find("warning"), std::string::npos) << said;

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "ServerProcess.h"
 #include "TempFolder.h"
 #include "data/LocalStoreDatabase.h"
 #include "data/StoreUrl.h"
@@ -19,19 +20,18 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using orbitel::testing::Outcome;
 using orbitel::testing::Quote;
+using orbitel::testing::ReadWholeFile;
+using orbitel::testing::RunOrbitel;
+constexpr auto npos = std::string::npos;
 
-int LineCount(const std::string& text) { return static_cast<int>(std::count(text.begin(), text.end(), '\n')); }
-
-std::string Calendar(const std::string& events) {
-  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + events + "END:VCALENDAR\r\n";
-}
-// Appointment number n.
+// A calendar of appointment number n alone.
 std::string Numbered(int n) {
   const std::string number = std::to_string(n);
-  return "BEGIN:VEVENT\r\nUID:item-" + number + "\r\nSUMMARY:Item " + number +
-         "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\n";
+  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nUID:item-" + number + "\r\nSUMMARY:Item " + number +
+         "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
 }
 // The names in the store of appointments 0 .. count-1.
 std::set<std::string> NamesUpTo(int count) {
@@ -40,51 +40,35 @@ std::set<std::string> NamesUpTo(int count) {
   return names;
 }
 
-// What a domain database holds: its integrity verdict and its item names.
-struct Contents {
-  std::string integrity;
-  std::set<std::string> names;
-};
-
-Contents Read(const fs::path& database) {
-  Contents contents;
+// SQLite's verdict on the domain database of a store root ("ok"), and the database's item names.
+std::pair<std::string, std::set<std::string>> Read(const fs::path& root) {
   sqlite3* db = nullptr;
-  sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+  sqlite3_open_v2((root / "corp.example.com" / "store.sqlite").c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+  std::vector<std::string> rows;
   for (const char* sql : {"PRAGMA integrity_check", "SELECT displayname FROM items"}) {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-      const std::string text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-      if (sql[0] == 'P') contents.integrity += text;
-      else contents.names.insert(text);
-    }
-    sqlite3_finalize(statement);
+    sqlite3_exec(db, sql, [](void* out, int, char** values, char**) {
+      static_cast<std::vector<std::string>*>(out)->push_back(values[0]);
+      return 0;
+    }, &rows, nullptr);
   }
   sqlite3_close(db);
-  return contents;
+  return {rows.at(0), {rows.begin() + 1, rows.end()}};
 }
 
 class StoreCommandTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = orbitel::testing::MakeTempFolder("orbitel-command").string();
-    root_ = dir_ + "/store";
-  }
   void TearDown() override { fs::remove_all(dir_); }
 
-  Outcome Orbitel(const std::string& args) {
-    return orbitel::testing::RunOrbitel(args, dir_, "TZ=America/New_York");
+  Outcome Orbitel(const std::string& args) const { return RunOrbitel(args, dir_, "TZ=America/New_York"); }
+  Outcome Store(const std::string& args) const { return Orbitel("store --store-root " + Quote(root_) + " " + args); }
+  // The file of that name in the test's folder, with the text written in it; its path.
+  std::string Write(const std::string& name, const std::string& text) const {
+    fs::create_directories(fs::path(dir_ + "/" + name).parent_path());
+    std::ofstream(dir_ + "/" + name, std::ios::binary) << text;
+    return dir_ + "/" + name;
   }
-  Outcome Store(const std::string& args) { return Orbitel("store --store-root " + Quote(root_) + " " + args); }
-  std::string Write(const std::string& name, const std::string& text) {
-    const std::string path = dir_ + "/" + name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-  }
-  static fs::path Database(const fs::path& root) { return root / "corp.example.com" / "store.sqlite"; }
 
-  std::string dir_;
-  std::string root_;
+  const std::string dir_ = orbitel::testing::MakeTempFolder("orbitel-command").string(), root_ = dir_ + "/store";
 };
 
 const char* kTwoEvents =
@@ -98,14 +82,12 @@ const char* kTwoEvents =
 
 TEST_F(StoreCommandTest, HelpMisuseAndWhatIsWrongGetTheirCodeAndMessage) {
   ASSERT_EQ(Store("create-mailbox corp.example.com alice").code, 0);
+  ASSERT_EQ(Store("import corp.example.com alice " + Quote(Write("one.ics", Numbered(0)))).code, 0);
   const std::string store = "store --store-root " + Quote(root_) + " ";
   std::string malformed = kTwoEvents;
   malformed.replace(malformed.find("SUMMARY:Weekly"), 14, "SUMMARY Weekly");  // line 14 loses its colon
   const std::string bad = Write("bad.ics", malformed);
-  ASSERT_EQ(Store("import corp.example.com alice " + Quote(Write("one.ics", Calendar(Numbered(0))))).code, 0);
-  fs::create_directories(dir_ + "/full");
   Write("full/note", "mine");
-  fs::create_directories(dir_ + "/damaged/corp.example.com");
   Write("damaged/corp.example.com/store.sqlite", "not a database at all");
   fs::create_directories(dir_ + "/empty");
   const struct {
@@ -133,14 +115,12 @@ TEST_F(StoreCommandTest, HelpMisuseAndWhatIsWrongGetTheirCodeAndMessage) {
   for (const auto& c : cases) {
     const Outcome outcome = Orbitel(c.args);
     EXPECT_EQ(outcome.code, c.code) << c.args;
-    EXPECT_NE((outcome.out + outcome.err).find(c.says), std::string::npos) << c.args << "\n" << outcome.err;
+    EXPECT_NE((outcome.out + outcome.err).find(c.says), npos) << c.args << "\n" << outcome.err;
   }
   EXPECT_FALSE(fs::exists(root_ + "/other.example"));  // reading never creates a database
   // A malformed file is refused whole; a refused restore leaves the store sound.
-  const Contents after = Read(Database(root_));
-  EXPECT_EQ(after.integrity, "ok");
-  EXPECT_EQ(after.names, NamesUpTo(1));
-  EXPECT_EQ(orbitel::testing::ReadText(dir_ + "/full/note"), "mine");
+  EXPECT_EQ(Read(root_), std::pair("ok"s, NamesUpTo(1)));
+  EXPECT_EQ(ReadWholeFile(dir_ + "/full/note"), "mine");
 }
 
 TEST_F(StoreCommandTest, ImportExportImportGivesTheSameItems) {
@@ -149,22 +129,21 @@ TEST_F(StoreCommandTest, ImportExportImportGivesTheSameItems) {
   EXPECT_TRUE(fs::exists(root_ + "/corp.example.com/store.sqlite"));
   Outcome imported = Store("import corp.example.com alice " + Quote(Write("in.ics", kTwoEvents)));
   ASSERT_EQ(imported.code, 0) << imported.err;
-  EXPECT_NE(imported.out.find("Imported 2 items"), std::string::npos);
+  EXPECT_NE(imported.out.find("Imported 2 items"), npos);
 
   Outcome exported = Store("export corp.example.com alice");
   ASSERT_EQ(exported.code, 0);
-  EXPECT_NE(exported.out.find("X-CUSTOM:kept"), std::string::npos);
-  // Blanks at the ends of what people typed are theirs: kept through import and export.
-  EXPECT_NE(exported.out.find("SUMMARY:  Planning\t \r\n"), std::string::npos) << exported.out;
-  EXPECT_NE(exported.out.find("LOCATION: Room 1 \r\n"), std::string::npos);
-  EXPECT_NE(exported.out.find("DESCRIPTION:  two\\n  lines  \r\n"), std::string::npos);
+  // Unknown properties, and blanks at the ends of what people typed, are kept.
+  for (const char* line : {"X-CUSTOM:kept", "SUMMARY:  Planning\t \r\n", "LOCATION: Room 1 \r\n",
+                           "DESCRIPTION:  two\\n  lines  \r\n"}) {
+    EXPECT_NE(exported.out.find(line), npos) << line << " is not in\n" << exported.out;
+  }
   ASSERT_EQ(Store("import corp.example.com bob " + Quote(Write("out.ics", exported.out))).code, 0);
 
   const std::string period = " --from 2026-10-01 --to 2026-11-30";
   Outcome alice = Store("list corp.example.com alice" + period);
-  Outcome bob = Store("list corp.example.com BOB" + period);
   ASSERT_EQ(alice.code, 0);
-  EXPECT_EQ(alice.out, bob.out);
+  EXPECT_EQ(Store("list corp.example.com BOB" + period).out, alice.out);
   // The weekly meeting stays at 9:00 local across the change back to standard time.
   EXPECT_EQ(alice.out,
             "2026-10-26 09:00\t2026-10-26 09:30\tBUSY\tWeekly\n"
@@ -181,17 +160,15 @@ TEST_F(StoreCommandTest, DemoFillsEnabledAccountsOnceAndAgainTheSame) {
       "directory.ldif",
       "dn: DC=corp,DC=example,DC=com\nobjectClass: domain\ndc: corp\n\n"
       "dn: CN=Alice,DC=corp,DC=example,DC=com\nobjectClass: user\nsAMAccountName: alice\n\n"
-      "dn: CN=Bob,DC=corp,DC=example,DC=com\nobjectClass: user\nsAMAccountName: bob\n"
-      "userAccountControl: 514\n\n"
+      "dn: CN=Bob,DC=corp,DC=example,DC=com\nobjectClass: user\nsAMAccountName: bob\nuserAccountControl: 514\n\n"
       "dn: CN=Carol,DC=corp,DC=example,DC=com\nobjectClass: user\nsAMAccountName: carol\n");
   Outcome first = Store("demo corp.example.com " + Quote(ldif));
   ASSERT_EQ(first.code, 0) << first.err;
-  EXPECT_NE(first.out.find("Filled 2 mailboxes"), std::string::npos);
+  EXPECT_NE(first.out.find("Filled 2 mailboxes"), npos);
   const std::string alice = Store("list corp.example.com alice").out;
-  EXPECT_GE(LineCount(alice), 10);
-  EXPECT_LE(LineCount(alice), 20);
+  EXPECT_GE(std::count(alice.begin(), alice.end(), '\n'), 10);
+  EXPECT_LE(std::count(alice.begin(), alice.end(), '\n'), 20);
   EXPECT_EQ(Store("list corp.example.com bob").code, 1);  // disabled: no mailbox
-
   ASSERT_EQ(Store("demo corp.example.com " + Quote(ldif)).code, 0);
   EXPECT_EQ(Store("list corp.example.com alice").out, alice);
 }
@@ -209,7 +186,7 @@ TEST_F(StoreCommandTest, BackupWhileWritingThenRestore) {
     ASSERT_TRUE(folder.ok() && *folder);
     for (int i = 0; !stop; ++i) {
       const std::string name = orbitel::data::ItemNameOf("item-" + std::to_string(i));
-      ASSERT_TRUE((*database)->Insert(**folder, name, Calendar(Numbered(i))).ok());
+      ASSERT_TRUE((*database)->Insert(**folder, name, Numbered(i)).ok());
       acknowledged = i + 1;
     }
   });
@@ -221,20 +198,16 @@ TEST_F(StoreCommandTest, BackupWhileWritingThenRestore) {
   stop = true;
   writer.join();
   ASSERT_EQ(backup.code, 0) << backup.err;
-  EXPECT_NE(backup.out.find("Backed up corp.example.com"), std::string::npos) << backup.out;
+  EXPECT_NE(backup.out.find("Backed up corp.example.com"), npos) << backup.out;
 
-  const Contents copy = Read(Database(dir_ + "/backup"));
-  EXPECT_EQ(copy.integrity, "ok");
-  const int copied = static_cast<int>(copy.names.size());
+  const auto copy = Read(dir_ + "/backup");
+  const int copied = static_cast<int>(copy.second.size());
   EXPECT_GE(copied, before);
   EXPECT_LE(copied, after);
-  EXPECT_EQ(copy.names, NamesUpTo(copied)) << "the copy is not one moment of the store";
-
+  EXPECT_EQ(copy, std::pair("ok"s, NamesUpTo(copied))) << "the copy is not one moment of the store";
   const auto restore = Store("restore " + Quote(dir_ + "/backup"));
   ASSERT_EQ(restore.code, 0) << restore.err;
-  const Contents restored = Read(Database(root_));
-  EXPECT_EQ(restored.integrity, "ok");
-  EXPECT_EQ(restored.names, copy.names);
+  EXPECT_EQ(Read(root_), copy);
 }
 
 }  // namespace
