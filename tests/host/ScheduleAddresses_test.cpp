@@ -3,7 +3,6 @@
 // page), the 400s for bad input, and a feed that, imported with `orbitel store import` into an
 // empty mailbox, gives the same free/busy as the calendar it came from.
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <cstdlib>
 #include <ctime>
@@ -11,25 +10,25 @@
 #include <regex>
 #include <string>
 
-#include "host/RunOrbitel.h"
 #include "host/DemoSiteServer.h"
+#include "host/RunOrbitel.h"
 
 namespace orbitel::host {
 namespace {
 
-// One more person, whose mailbox the round trip fills.
-constexpr char kRoundTrip[] =
-    "\ndn: CN=Round Trip,OU=Staff,DC=ORBITEL,DC=DEMO\nobjectClass: top\nobjectClass: person\n"
-    "objectClass: organizationalPerson\nobjectClass: user\ncn: Round Trip\ndisplayName: Round Trip\n"
-    "sAMAccountName: rtrip\nuserAccountControl: 512\n";
+using namespace std::string_literals;
+constexpr auto npos = std::string::npos;
 
 class ScheduleAddressesTest : public DemoSiteTest {
  protected:
   static void SetUpTestSuite() {
     setenv("TZ", "America/New_York", 1);
     tzset();
-    ServeDemoSite("orbitel-schedule", kRoundTrip);
-    team_ = served_->Visitor().SignIn("team");
+    // One more person, whose mailbox the round trip fills.
+    ServeDemoSite("orbitel-schedule",
+                  "\ndn: CN=Round Trip,OU=Staff,DC=ORBITEL,DC=DEMO\nobjectClass: user\ncn: Round Trip\n"
+                  "displayName: Round Trip\nsAMAccountName: rtrip\nuserAccountControl: 512\n");
+    team_ = served_->Visitor().SignIn();
     admin_ = served_->Visitor().SignIn("admin");
   }
   httplib::Result Renew(const std::string& cookie, const std::string& form_page = "/CalendarOptions.asp") const {
@@ -42,12 +41,11 @@ class ScheduleAddressesTest : public DemoSiteTest {
     const std::string html = Get("/CalendarOptions.asp", admin_)->body;
     return std::regex_search(html, token, std::regex("readonly value=\"([0-9a-f]{64})\"")) ? token[1].str() : "";
   }
+  // The local date that many days from today, YYYY-MM-DD.
   static std::string Day(int days_from_today) {
     const std::time_t moment = std::time(nullptr) + days_from_today * 86400L;
-    std::tm local{};
-    localtime_r(&moment, &local);
     char text[16];
-    std::strftime(text, sizeof text, "%Y-%m-%d", &local);
+    std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&moment));
     return text;
   }
   static std::string BusyLines(const std::string& freebusy) {
@@ -61,11 +59,10 @@ class ScheduleAddressesTest : public DemoSiteTest {
 };
 
 TEST_F(ScheduleAddressesTest, ReadOnlyWhenSignedInOrWithTheSitesToken) {
-  for (const char* address : {"/freebusy/alice.ifb", "/feeds/alice.ics"}) {
-    SCOPED_TRACE(address);
-    EXPECT_EQ(Get(address)->status, 404);
-    EXPECT_EQ(Get(std::string(address) + "?token=")->status, 404);  // no token before the first renewal
-    EXPECT_EQ(Get(address, team_)->status, 200);
+  for (const std::string address : {"/freebusy/alice.ifb", "/feeds/alice.ics"}) {
+    EXPECT_EQ(Get(address)->status, 404) << address;
+    EXPECT_EQ(Get(address + "?token=")->status, 404) << address;  // no token before the first renewal
+    EXPECT_EQ(Get(address, team_)->status, 200) << address;
   }
   ASSERT_EQ(Renew(admin_)->status, 200);
   const std::string token = ShownToken();
@@ -79,16 +76,15 @@ TEST_F(ScheduleAddressesTest, ReadOnlyWhenSignedInOrWithTheSitesToken) {
   // Renewing stops the old token; the team cannot renew it.
   ASSERT_EQ(Renew(admin_)->status, 200);
   EXPECT_EQ(Get("/feeds/alice.ics?token=" + token)->status, 404);
-  EXPECT_EQ(Get("/feeds/alice.ics?token=" + ShownToken())->status, 200);
-  const std::string kept = ShownToken();
+  const std::string renewed = ShownToken();
+  EXPECT_EQ(Get("/feeds/alice.ics?token=" + renewed)->status, 200);
   EXPECT_EQ(Renew(team_, "/CalendarMonth.asp")->status, 302);
-  EXPECT_EQ(ShownToken(), kept);
+  EXPECT_EQ(ShownToken(), renewed);
 
   // Private appointments: "Busy" with nothing else, or left out.
-  const std::string busy = Get("/feeds/alice.ics", team_)->body;
-  EXPECT_NE(busy.find("SUMMARY:Busy\r\nCLASS:PRIVATE"), std::string::npos) << busy;
+  EXPECT_NE(Get("/feeds/alice.ics", team_)->body.find("SUMMARY:Busy\r\nCLASS:PRIVATE"), npos);
   ASSERT_EQ(Submit("/CalendarOptions.asp", admin_, "action=Save+feed+settings&FeedPrivate=Omit")->status, 200);
-  EXPECT_EQ(Get("/feeds/alice.ics", team_)->body.find("CLASS:PRIVATE"), std::string::npos);
+  EXPECT_EQ(Get("/feeds/alice.ics", team_)->body.find("CLASS:PRIVATE"), npos);
   ASSERT_EQ(Submit("/CalendarOptions.asp", admin_, "action=Save+feed+settings&FeedPrivate=Busy")->status, 200);
 }
 
@@ -111,18 +107,15 @@ TEST_F(ScheduleAddressesTest, TheFeedImportedIntoAnEmptyMailboxGivesTheSameFreeB
   const std::string span = "?start=" + Day(-28) + "&end=" + Day(300);
   const std::string original = BusyLines(Get("/freebusy/alice.ifb" + span, team_)->body);
   ASSERT_GT(std::count(original.begin(), original.end(), '\n'), 5) << original;
-  ASSERT_NE(original.find("FBTYPE=BUSY-TENTATIVE"), std::string::npos) << original;
-  ASSERT_NE(original.find("FBTYPE=BUSY-UNAVAILABLE"), std::string::npos) << original;
+  ASSERT_NE(original.find("FBTYPE=BUSY-TENTATIVE"), npos) << original;
+  ASSERT_NE(original.find("FBTYPE=BUSY-UNAVAILABLE"), npos) << original;
 
-  const std::string feed_file = (folder_ / "alice.ics").string();
-  std::ofstream(feed_file, std::ios::binary) << Get("/feeds/alice.ics", team_)->body;
-  const std::string store = "store --store-root " + orbitel::testing::Quote((folder_ / "site" / "store").string()) + " ";
-  const std::string here = folder_.string();
-  auto created = orbitel::testing::RunOrbitel(store + "create-mailbox orbitel.demo rtrip", here, "TZ=America/New_York");
-  ASSERT_EQ(created.code, 0) << created.err;
-  auto imported = orbitel::testing::RunOrbitel(store + "import orbitel.demo rtrip " + orbitel::testing::Quote(feed_file),
-                                               here, "TZ=America/New_York");
-  ASSERT_EQ(imported.code, 0) << imported.err;
+  const std::string here = folder_.string(), store = "store --store-root " + here + "/site/store ";
+  std::ofstream(here + "/alice.ics", std::ios::binary) << Get("/feeds/alice.ics", team_)->body;
+  for (const std::string& command : {"create-mailbox orbitel.demo rtrip"s, "import orbitel.demo rtrip " + here + "/alice.ics"}) {
+    const auto done = orbitel::testing::RunOrbitel(store + command, here, "TZ=America/New_York");
+    ASSERT_EQ(done.code, 0) << command << ": " << done.err;
+  }
   EXPECT_EQ(BusyLines(Get("/freebusy/rtrip.ifb" + span, team_)->body), original);
 }
 

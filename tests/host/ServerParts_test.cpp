@@ -117,14 +117,10 @@ TEST(RequestPool, RunsHeldJobsAtTheirTimeRefusesBeyondItsQueueAndDrains) {
 TEST(UrlEncodedForm, ReadsWhatBrowsersAndVisitorsSend) {
   const site::RequestFields fields =
       ParseUrlEncoded("DAY=5&USER=Sean+O%27Neill&name=%C3%A9&bad=%G1%&lone&&=empty-key&DAY=6&month=%41");
-  EXPECT_EQ(fields.Find("day"), "5, 6");
-  EXPECT_EQ(fields.Find("USER"), "Sean O'Neill");
-  EXPECT_EQ(fields.Find("name"), "\xC3\xA9");
-  EXPECT_EQ(fields.Find("bad"), "%G1%");
-  EXPECT_EQ(fields.Find("lone"), "");
-  EXPECT_EQ(fields.Find(""), "empty-key");
-  EXPECT_EQ(fields.Find("MONTH"), "A");
-  EXPECT_EQ(fields.Find("YEAR"), std::nullopt);
+  const std::pair<const char*, std::optional<std::string>> found[] = {
+      {"day", "5, 6"}, {"USER", "Sean O'Neill"}, {"name", "\xC3\xA9"}, {"bad", "%G1%"},
+      {"lone", ""},    {"", "empty-key"},        {"MONTH", "A"},        {"YEAR", std::nullopt}};
+  for (const auto& [name, value] : found) EXPECT_EQ(fields.Find(name), value) << name;
   EXPECT_EQ(UrlDecode("%4"), "%4");
   EXPECT_EQ(UrlDecode("a%00b").size(), 3u);
 }

@@ -90,11 +90,7 @@ TEST_F(StoreCommandTest, HelpMisuseAndWhatIsWrongGetTheirCodeAndMessage) {
   Write("full/note", "mine");
   Write("damaged/corp.example.com/store.sqlite", "not a database at all");
   fs::create_directories(dir_ + "/empty");
-  const struct {
-    std::string args;
-    int code;
-    std::string says;
-  } cases[] = {
+  const std::tuple<std::string, int, std::string> cases[] = {  // arguments, exit code, message
       {"--help", 0, "store"},
       {"store --help", 0, "create-mailbox"},
       {"nonsense", 2, ""},
@@ -112,10 +108,10 @@ TEST_F(StoreCommandTest, HelpMisuseAndWhatIsWrongGetTheirCodeAndMessage) {
       {store + "restore " + Quote(dir_ + "/empty"), 1, "holds no store database"},
       {store + "restore " + Quote(dir_ + "/nowhere"), 1, "does not exist"},
   };
-  for (const auto& c : cases) {
-    const Outcome outcome = Orbitel(c.args);
-    EXPECT_EQ(outcome.code, c.code) << c.args;
-    EXPECT_NE((outcome.out + outcome.err).find(c.says), npos) << c.args << "\n" << outcome.err;
+  for (const auto& [args, code, says] : cases) {
+    const Outcome outcome = Orbitel(args);
+    EXPECT_EQ(outcome.code, code) << args;
+    EXPECT_NE((outcome.out + outcome.err).find(says), npos) << args << "\n" << outcome.err;
   }
   EXPECT_FALSE(fs::exists(root_ + "/other.example"));  // reading never creates a database
   // A malformed file is refused whole; a refused restore leaves the store sound.
