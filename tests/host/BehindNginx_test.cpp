@@ -39,19 +39,17 @@ std::string Changed(std::string text, const std::vector<std::pair<std::string, s
 
 class BehindNginx : public ::testing::Test, public SiteVisitor {
  protected:
-  BehindNginx() : SiteVisitor{"https://127.0.0.1:" + std::to_string(port_), "/orbitel", Path("tls.pem")} {}
+  BehindNginx() : SiteVisitor{"https://127.0.0.1:" + std::to_string(port_), "/orbitel", folder_ + "/tls.pem"} {}
 
-  static std::string Path(const std::string& name) { return (folder_ / name).string(); }
-  static std::string Log(int i) { return Path("orbitel-" + std::to_string(i) + ".log"); }
+  static std::string Log(int i) { return folder_ + "/orbitel-" + std::to_string(i) + ".log"; }
 
   static void SetUpTestSuite() {
-    folder_ = orbitel::testing::MakeTempFolder("orbitel-nginx");
+    folder_ = orbitel::testing::MakeTempFolder("orbitel-nginx").string();
+    std::ostringstream progress;
     if (::access(kNginx, X_OK) != 0) {
       failure_ = std::string(kNginx) + " is missing: scripts/setup --tests installs nginx";
       return;
-    }
-    std::ostringstream progress;
-    if (!PrepareDemoSite("www", folder_ / "site", progress).ok()) {
+    } else if (!PrepareDemoSite("www", folder_ + "/site", progress).ok()) {
       failure_ = "no demo site: " + progress.str();
       return;
     }
@@ -70,26 +68,26 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
     if (failure_ = calendars_->Start("orbitel", "calendar-secret"); !failure_.empty()) return;
     if (failure_ = calendars_->MakeSiteCalendars(accounts); !failure_.empty()) return;
     // The site's store is the calendar server, as the options page names it.
-    const fs::path settings = folder_ / "site" / "OrbitelSettings.xml";
+    const std::string settings = folder_ + "/site/OrbitelSettings.xml";
     const std::string server = "ExchangeServerName='127.0.0.1:" + std::to_string(calendars_->port()) + "'";
     const std::string changed = Changed(ReadWholeFile(settings), {{"ExchangeServerName=''", server},
                                                                   {"ExchangeViaBackoffice='True'", "ExchangeViaBackoffice='False'"}});
     std::ofstream(settings) << changed;
-    std::ofstream(Path("caldav.conf")) << "user: orbitel\npassword: calendar-secret\n";
-    fs::permissions(Path("caldav.conf"), fs::perms::owner_read | fs::perms::owner_write);
+    std::ofstream(folder_ + "/caldav.conf") << "user: orbitel\npassword: calendar-secret\n";
+    fs::permissions(folder_ + "/caldav.conf", fs::perms::owner_read | fs::perms::owner_write);
     const std::string make_cert = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 -addext "
-                                  "subjectAltName=IP:127.0.0.1 -keyout " + Path("tls.key") + " -out " +
-                                  Path("tls.pem") + " >" + Path("openssl.log") + " 2>&1";
+                                  "subjectAltName=IP:127.0.0.1 -keyout " + folder_ + "/tls.key -out " + folder_ + "/tls.pem >" +
+                                  folder_ + "/openssl.log 2>&1";
     if (std::system(make_cert.c_str()) != 0) {
-      failure_ = "openssl made no certificate: " + ReadWholeFile(Path("openssl.log"));
+      failure_ = "openssl made no certificate: " + ReadWholeFile(folder_ + "/openssl.log");
       return;
     }
     for (int i = 0; i < 2; ++i) {
       ports_[i] = FreePort();
       pids_[i] = orbitel::testing::StartServer(
-          {ORBITEL_BINARY, "serve", "--site", Path("site"), "--threads", "4", "--listen",
+          {ORBITEL_BINARY, "serve", "--site", folder_ + "/site", "--threads", "4", "--listen",
            "127.0.0.1:" + std::to_string(ports_[i]), "--trusted-proxy", "127.0.0.1", "--directory", directory_->Uri(),
-           "--store-credentials", Path("caldav.conf")},
+           "--store-credentials", folder_ + "/caldav.conf"},
           Log(i), ports_[i], failure_);
       if (pids_[i] <= 0) return;
     }
@@ -100,17 +98,17 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
                                      {{"127.0.0.1:8080", "127.0.0.1:" + std::to_string(ports_[0])},
                                       {"127.0.0.1:8081", "127.0.0.1:" + std::to_string(ports_[1])},
                                       {"listen 443 ssl", "listen 127.0.0.1:" + std::to_string(port_) + " ssl"},
-                                      {"/etc/ssl/certs/intranet.example.pem", Path("tls.pem")},
-                                      {"/etc/ssl/private/intranet.example.key", Path("tls.key")}});
-    const std::string f = folder_.string();
-    std::ofstream(folder_ / "nginx.conf")
-        << "daemon off;\nmaster_process off;\npid " << f << "/nginx.pid;\nerror_log " << f
-        << "/nginx-error.log;\nevents { worker_connections 64; }\nhttp {\naccess_log off;\n";
+                                      {"/etc/ssl/certs/intranet.example.pem", folder_ + "/tls.pem"},
+                                      {"/etc/ssl/private/intranet.example.key", folder_ + "/tls.key"}});
+    std::ofstream conf(folder_ + "/nginx.conf");
+    conf << "daemon off;\nmaster_process off;\npid " << folder_ << "/nginx.pid;\nerror_log " << folder_
+         << "/nginx-error.log;\nevents { worker_connections 64; }\nhttp {\naccess_log off;\n";
     for (const char* temp : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
-      std::ofstream(folder_ / "nginx.conf", std::ios::app) << temp << "_temp_path " << f << "/" << temp << ";\n";
+      conf << temp << "_temp_path " << folder_ << "/" << temp << ";\n";
     }
-    std::ofstream(folder_ / "nginx.conf", std::ios::app) << site << "}\n";
-    nginx_ = orbitel::testing::StartServer({kNginx, "-p", f, "-c", f + "/nginx.conf"}, f + "/nginx.log", port_,
+    conf << site << "}\n";
+    conf.close();
+    nginx_ = orbitel::testing::StartServer({kNginx, "-p", folder_, "-c", folder_ + "/nginx.conf"}, folder_ + "/nginx.log", port_,
                                            failure_);
   }
 
@@ -134,7 +132,7 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
     return lines;
   }
 
-  static inline fs::path folder_;
+  static inline std::string folder_;
   static inline std::string failure_;
   static inline std::unique_ptr<orbitel::testing::SlapdServer> directory_;
   static inline std::unique_ptr<data::testing::RadicaleServer> calendars_;
@@ -144,7 +142,7 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
 
 TEST_F(BehindNginx, SignsInOverHttpsUnderTheBasePathWithTheCookieMarkedSecure) {
   auto month = Get("/CalendarMonth.asp");
-  ASSERT_TRUE(month) << httplib::to_string(month.error()) << ReadWholeFile(Path("nginx-error.log"));
+  ASSERT_TRUE(month) << httplib::to_string(month.error()) << ReadWholeFile(folder_ + "/nginx-error.log");
   EXPECT_EQ(month->status, 302);
   // Relative, so the browser stays under /orbitel/.
   EXPECT_EQ(month->get_header_value("Location"), "CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
@@ -215,7 +213,7 @@ TEST_F(BehindNginx, EitherProcessServesTheSessionAndSeesTheOthersSaves) {
   // The calendar server now named does not answer: the month says so, and the site's error file
   // and the process's stderr (the service's journal) both get the entry.
   EXPECT_NE(Get("/CalendarMonth.asp", team)->body.find("ERROR:"), npos);
-  EXPECT_NE(ReadWholeFile(Path("site/Errorfile.Log")).find("Functions.GetUsersCalender"), npos);
+  EXPECT_NE(ReadWholeFile(folder_ + "/site/Errorfile.Log").find("Functions.GetUsersCalender"), npos);
   EXPECT_NE((ReadWholeFile(Log(0)) + ReadWholeFile(Log(1))).find("orbitel: error in Functions.GetUsersCalender"),
             npos);
 }

@@ -4,7 +4,6 @@
 // the ones it never does, the health address — and under the loads that used to starve it.
 #include <gtest/gtest.h>
 #include <sys/time.h>
-#include <zlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -91,15 +90,21 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
   EXPECT_EQ(SignInAnswer("team", "team", "http%3A%2F%2Fevil.example%2F")->get_header_value("Location"),
             "default.asp");
 
+  // Any query string, however odd, shows the page (with nothing of it written in unescaped).
   const std::string team = "Sean O&#39;Neill", new_item = "href=\"CalendarItem.asp?UserName=alice&Method=New\"";
-  const std::pair<const char*, std::string> pages[] = {
+  const std::pair<std::string, std::string> pages[] = {
       {"/CalendarMonth.asp", team}, {"/CalendarWeek.asp", team}, {"/CalendarDay.asp", team},
-      {"/CalendarNow.asp", team}, {"/calendarmonth.ASP", team}, {"/CalendarPersonalWeek.asp?USER=alice", new_item}};
+      {"/CalendarNow.asp", team}, {"/calendarmonth.ASP", team}, {"/CalendarPersonalWeek.asp?USER=alice", new_item},
+      {"/CalendarMonth.asp?" + std::string(6000, 'x'), team}, {"/CalendarMonth.asp?DAY=%zz&MONTH=%&YEAR=%4", team},
+      {"/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000", ""}, {"/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5", ""},
+      {"/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E", team}, {"/CalendarUserList.asp?=&&=x&%00=%00", ""}};
   for (const auto& [page, shows] : pages) {
     auto shown = Get(page, cookie);
-    EXPECT_EQ(shown->status, 200) << page;
-    EXPECT_NE(shown->body.find(shows), npos) << page;
-    EXPECT_EQ(shown->body.find("ERROR:"), npos) << page;
+    ASSERT_TRUE(shown) << page.substr(0, 60);
+    EXPECT_EQ(shown->status, 200) << page.substr(0, 60);
+    EXPECT_NE(shown->body.find(shows), npos) << page.substr(0, 60);
+    EXPECT_EQ(shown->body.find("ERROR:"), npos) << page.substr(0, 60);
+    EXPECT_EQ(shown->body.find("<script>alert"), npos) << page.substr(0, 60);
   }
 }
 
@@ -127,37 +132,6 @@ TEST_F(WebServerTest, ANewPasswordEndsOldSessionsAndWorksAtOnceOnEveryRequestThr
   EXPECT_EQ(Get("/CalendarMonth.asp", signed_in_before)->status, 302);
   for (int i = 0; i < 8; ++i) EXPECT_EQ(SignInAnswer("team", "changed")->status, 302) << "attempt " << i;
   EXPECT_NE(SaveOptions("team").find("Status: Saved"), npos);
-}
-
-TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
-  auto page = Get("/CalendarLogin.asp");
-  const std::string cookie = CookieOf(page), form = "cstrUserName=team&cstrPassword=team&action=Login";
-  // None, a made-up one, and the right token in another visitor's request.
-  const std::pair<std::string, std::string> refused[] = {
-      {cookie, ""}, {cookie, std::string(32, '0')}, {"", HiddenOf(page->body)}};
-  for (const auto& [sender, token] : refused) {
-    EXPECT_EQ(Post("/CalendarLogin.asp", sender, form + "&FormToken=" + token)->status, 403) << token;
-  }
-  EXPECT_NE(Post("/CalendarMonth.asp", SignIn(), "")->body.find("Form expired"), npos);
-  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);  // the refused posts signed nobody in
-}
-
-TEST_F(WebServerTest, AnyQueryStringRendersThePageAndOversizedRequestsAreRefused) {
-  const std::string cookie = SignIn();
-  for (const std::string& target :
-       {"/CalendarMonth.asp?" + std::string(6000, 'x'), std::string("/CalendarMonth.asp?DAY=%zz&MONTH=%&YEAR=%4"),
-        std::string("/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000"),
-        std::string("/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5"),
-        std::string("/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E"),
-        std::string("/CalendarUserList.asp?=&&=x&%00=%00")}) {
-    auto shown = Get(target, cookie);
-    ASSERT_TRUE(shown) << target.substr(0, 60);
-    EXPECT_EQ(shown->status, 200) << target.substr(0, 60);
-    EXPECT_EQ(shown->body.find("<script>alert"), npos) << target.substr(0, 60);
-  }
-  // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
-  EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
-  EXPECT_EQ(Post("/CalendarLogin.asp", "", std::string(kMaxBodyBytes + 1, 'a'))->status, 413);
 }
 
 TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
@@ -218,7 +192,19 @@ TEST_F(WebServerTest, TheHealthAddressSaysWhichPartFailsAndABrokenSiteStillSigns
   EXPECT_EQ(home->body.find("templates"), npos);
 }
 
-TEST_F(WebServerTest, NoWriteByGetEvenWithTheToken) {
+TEST_F(WebServerTest, WritesNeedAPostWithTheSessionsFormToken) {
+  auto page = Get("/CalendarLogin.asp");
+  const std::string cookie = CookieOf(page), form = "cstrUserName=team&cstrPassword=team&action=Login";
+  // None, a made-up one, and the right token in another visitor's request.
+  const std::pair<std::string, std::string> refused[] = {
+      {cookie, ""}, {cookie, std::string(32, '0')}, {"", HiddenOf(page->body)}};
+  for (const auto& [sender, token] : refused) {
+    EXPECT_EQ(Post("/CalendarLogin.asp", sender, form + "&FormToken=" + token)->status, 403) << token;
+  }
+  EXPECT_NE(Post("/CalendarMonth.asp", SignIn(), "")->body.find("Form expired"), npos);
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);  // the refused posts signed nobody in
+
+  // Nothing is written by a GET, even one that carries the token.
   const std::string admin = SignIn("admin");
   const std::string token = HiddenOf(Get("/CalendarOptions.asp", admin)->body);
   const std::string name = Added(admin, "Kept");
@@ -332,6 +318,10 @@ TEST_F(WebServerTest, LoadsThatUsedToStarveTheServerLeaveItAnswering) {
   EXPECT_EQ(answered + refused, 5000);
   EXPECT_GT(answered, 0);
 
+  // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
+  EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
+  EXPECT_EQ(Post("/CalendarLogin.asp", "", std::string(kMaxBodyBytes + 1, 'a'))->status, 413);
+
   // Anonymous visits, each given a session of its own, push no sign-in out.
   httplib::Client client = Client();
   client.set_keep_alive(true);
@@ -438,37 +428,23 @@ TEST_F(WebServerTest, AKeptPageGoesOnlyToItsOwnSignInLevelWithEachVisitorsOwnTok
   EXPECT_EQ(Post("/signout", team, "FormToken=" + token)->status, 302);
 }
 
-// The text a gzip stream unpacks to, when it is one whole stream and its check sum holds.
-std::string Gunzip(std::string packed, std::size_t most) {
-  std::string text(most + 1, '\0');
-  z_stream stream{};
-  inflateInit2(&stream, 16 + MAX_WBITS);
-  stream.next_in = reinterpret_cast<Bytef*>(packed.data());
-  stream.avail_in = static_cast<uInt>(packed.size());
-  stream.next_out = reinterpret_cast<Bytef*>(text.data());
-  stream.avail_out = static_cast<uInt>(text.size());
-  const bool whole = inflate(&stream, Z_FINISH) == Z_STREAM_END && stream.avail_in == 0;
-  text.resize(stream.total_out);
-  inflateEnd(&stream);
-  return whole ? text : "not a whole gzip stream";
-}
-
+// The client unpacks what comes gzipped, and fails when it is not one whole stream whose check
+// sum holds.
 TEST_F(WebServerTest, TextIsGzippedOnlyForBrowsersThatTakeItAndUnpacksToTheSameBytes) {
   const std::string admin = SignIn("admin");
   for (const char* target : {"/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031", "/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031",
                              "/CalendarItem.asp?UserName=alice&Method=New", "/styles/orbitel.css"}) {
     const auto get = [&](const std::string& encoding) {
-      httplib::Client client = Client();
-      client.set_decompress(false);  // the bytes as sent
-      return client.Get(target, {{"Cookie", admin}, {"Accept-Encoding", encoding}});
+      return Client().Get(target, {{"Cookie", admin}, {"Accept-Encoding", encoding}});
     };
     const std::string plain = get("identity")->body;
     ASSERT_GT(plain.size(), kMinCompressedBytes) << target;
     for (const char* encoding : {"gzip", "deflate, gzip;q=0.5", "*", "x-gzip, br"}) {
       auto packed = get(encoding);
+      ASSERT_TRUE(packed) << target << " " << encoding << ": " << httplib::to_string(packed.error());
       EXPECT_EQ(packed->get_header_value("Content-Encoding"), "gzip") << target << " " << encoding;
       EXPECT_EQ(packed->get_header_value("Vary"), "Accept-Encoding") << target;
-      EXPECT_EQ(Gunzip(packed->body, plain.size()), plain) << target << " " << encoding;
+      EXPECT_EQ(packed->body, plain) << target << " " << encoding;
     }
     for (const char* encoding : {"", "deflate", "gzip;q=0", "*, gzip;q=0", "gzip;q=0.0, *;q=1"}) {
       auto sent = get(encoding);
