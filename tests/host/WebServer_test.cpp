@@ -3,7 +3,6 @@
 // sessions and form tokens, writes and stale forms, refused requests, the files it serves and
 // the ones it never does, the health address — and under the loads that used to starve it.
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
 #include <filesystem>
 #include <fstream>
@@ -272,27 +271,18 @@ TEST_F(WebServerTest, LongNotesAndBlanksAreKeptAsTyped) {
   EXPECT_NE(spaced_form.find("name=\"subject\" value=\"  Spaced\t \""), npos);
 }
 
-// A plain TCP connection to the served site that has sent `text` (what no well-behaved client
-// would); -1 when none.
-int Sent(int port, std::string_view text) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = orbitel::testing::Loopback(port);
-  const timeval wait{30, 0};
-  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-  const bool sent = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                    ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-  return sent ? fd : -1;
-}
-
 // Loads that used to starve the server: through each a signed-in visitor is answered and stays
 // signed in.
 TEST_F(WebServerTest, LoadsThatUsedToStarveTheServerLeaveItAnswering) {
   const std::string cookie = SignIn();
-  // Connections that drip their headers.
+  // Plain TCP connections that drip their headers, as no well-behaved client would.
+  const sockaddr_in address = orbitel::testing::Loopback(served_->port());
+  const std::string head = "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
   std::vector<int> slow;
   for (int i = 0; i < 1000; ++i) {
-    slow.push_back(Sent(served_->port(), "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: "));
-    ASSERT_GE(slow.back(), 0) << i;
+    slow.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::connect(slow.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << i;
+    ASSERT_EQ(::send(slow.back(), head.data(), head.size(), MSG_NOSIGNAL), static_cast<ssize_t>(head.size())) << i;
   }
   for (int round = 0; round < 3; ++round) {
     for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp"}) {
@@ -301,22 +291,6 @@ TEST_F(WebServerTest, LoadsThatUsedToStarveTheServerLeaveItAnswering) {
     for (int fd : slow) ::send(fd, "x", 1, MSG_NOSIGNAL);
   }
   for (int fd : slow) ::close(fd);
-
-  // A burst of requests at once: each is answered or refused, none left hanging.
-  std::vector<int> burst;
-  for (int i = 0; i < 5000; ++i) {
-    burst.push_back(Sent(served_->port(), "GET /CalendarLogin.asp HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n"));
-  }
-  int answered = 0, refused = 0;
-  for (int fd : burst) {
-    char start[13] = {};
-    ::recv(fd, start, 12, MSG_WAITALL);
-    ::close(fd);
-    answered += std::string(start) == "HTTP/1.1 200";
-    refused += std::string(start) == "HTTP/1.1 503";
-  }
-  EXPECT_EQ(answered + refused, 5000);
-  EXPECT_GT(answered, 0);
 
   // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
   EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
