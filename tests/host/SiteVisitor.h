@@ -49,15 +49,12 @@ struct SiteVisitor {
     if (cookie.empty()) cookie = CookieOf(page);
     return Post(form.substr(0, form.find('?')), cookie, "FormToken=" + HiddenOf(page->body) + "&" + fields);
   }
-  httplib::Result SignInAnswer(const std::string& name, const std::string& password,
-                               const std::string& return_url = "") const {
-    return Submit("/CalendarLogin.asp", "",
-                  "cstrUserName=" + name + "&cstrPassword=" + password + "&action=Login&ReturnUrl=" + return_url);
-  }
   // The cookie of a new session signed in with the account (its password is its name unless
   // given); empty when the sign-in is refused.
-  std::string SignIn(const std::string& account = "team", std::string password = "") const {
-    auto answer = SignInAnswer(account, password.empty() ? account : password);
+  std::string SignIn(const std::string& account = "team", const std::string& password = "") const {
+    auto answer = Submit("/CalendarLogin.asp", "",
+                         "cstrUserName=" + account + "&cstrPassword=" + (password.empty() ? account : password) +
+                             "&action=Login");
     return answer && answer->status == 302 ? CookieOf(answer) : "";
   }
 };

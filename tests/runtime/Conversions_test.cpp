@@ -37,8 +37,9 @@ TEST(Numbers, NumericTexts) {
   }
 }
 
-// Integers round half to even and stay within sixteen bits.
-TEST(Numbers, TextsAndNumbersConvertOrSayWhyNot) {
+// Integers round half to even and stay within sixteen bits; "23:1" is 24:00, which carries into
+// the next day.
+TEST(Numbers, AndDatesAreReadFromTextOrSayWhyNot) {
   const std::pair<std::string, const char*> cases[] = {
       {Shown(ToDouble("1,000.25")), "1000.25"}, {Shown(ToDouble("&HFFFF")), "-1"},
       {Shown(ToDouble("&H8000")), "-32768"}, {Shown(ToDouble("&H10000")), "65536"}, {Shown(ToDouble("&O17")), "15"},
@@ -51,43 +52,35 @@ TEST(Numbers, TextsAndNumbersConvertOrSayWhyNot) {
       {Shown(ToInteger(std::string_view("abc"))), kMismatch},
       {Shown(ToBoolean("tRUE")), "true"}, {Shown(ToBoolean("-0.5")), "true"}, {Shown(ToBoolean("False")), "false"},
       {Shown(ToBoolean("0")), "false"}, {Shown(ToBoolean("yes")), kMismatch}, {Shown(ToBoolean("Truth")), kMismatch},
+      {Shown(ParseDate(" 03/05/03 ")), "3/5/2003"}, {Shown(ParseDate("3-5-45")), "3/5/1945"},
+      {Shown(ParseDate("3/5/2003 12:00 AM")), "3/5/2003"}, {Shown(ParseDate("3/5/2003 12:30 pm")), "3/5/2003 12:30:00 PM"},
+      {Shown(ParseDate("2003-03-05T09:30")), "3/5/2003 9:30:00 AM"}, {Shown(ParseDate("March 5, 2003")), "3/5/2003"},
+      {Shown(ParseDate("9pm")), "9:00:00 PM"}, {Shown(ParseDate("21:30")), "9:30:00 PM"},
+      {Shown(ParseDate("10:0.5")), "10:30:00 AM"}, {Shown(ParseDate("10:1")), "11:00:00 AM"},
+      {Shown(ParseDate("3/5/2003 23:1")), "3/6/2003"},
   };
   for (const auto& [shown, want] : cases) EXPECT_EQ(shown, want);
+  for (const char* text : {"2/29/2003", "2/29/1900", "0/5/2003", "", "24:00", "3/5", "9:60", "13:00 PM", "9",
+                           "2003-03-05T", "1/1/099", "10:1.5"}) {
+    EXPECT_EQ(Shown(ParseDate(text)), kMismatch) << text;
+  }
 }
 
-TEST(Numbers, DoubleAsText) {
-  // 999999999999999.9 rounds to 15 digits before the form is chosen.
-  const std::pair<double, const char*> cases[] = {
-      {20.0 / 3, "6.66666666666667"}, {0.1 + 0.2, "0.3"}, {-0.0, "0"}, {-1.5e-7, "-1.5E-07"},
-      {1e100, "1E+100"}, {0.000001, "0.000001"}, {123456789012345678.0, "1.23456789012346E+17"},
-      {999999999999999.9, "1E+15"},
-  };
-  for (const auto& [value, want] : cases) EXPECT_EQ(FormatDouble(value), want);
-}
-
-TEST(DateText, NamedForms) {
+TEST(TextAndValues, WrittenForms) {
   const Date morning = At(2003, 3, 5, 9, 5, 59);
-  EXPECT_EQ(FormatShortDate(morning), "3/5/2003");
-  EXPECT_EQ(FormatLongTime(morning), "9:05:59 AM");
-  EXPECT_EQ(FormatLongDate(morning), "Wednesday, March 05, 2003");
-  EXPECT_EQ(FormatGeneralDate(morning), "3/5/2003 9:05:59 AM");
-  EXPECT_EQ(FormatGeneralDate(Date()), "12:00:00 AM");
-  EXPECT_EQ(FormatGeneralDate(*Date::FromTime(10, 30, 0)), "10:30:00 AM");
-  EXPECT_EQ(FormatShortDate(At(100, 1, 1)), "1/1/0100");
-}
-
-TEST(DateText, ParsesTheAcceptedFormsAndRejectsWhatIsNoDate) {
-  // "23:1" is 24:00, which carries into the next day.
-  const std::pair<const char*, const char*> cases[] = {
-      {" 03/05/03 ", "3/5/2003"}, {"3-5-45", "3/5/1945"}, {"3/5/2003 12:00 AM", "3/5/2003"},
-      {"3/5/2003 12:30 pm", "3/5/2003 12:30:00 PM"}, {"2003-03-05T09:30", "3/5/2003 9:30:00 AM"},
-      {"March 5, 2003", "3/5/2003"}, {"9pm", "9:00:00 PM"}, {"21:30", "9:30:00 PM"}, {"10:0.5", "10:30:00 AM"},
-      {"10:1", "11:00:00 AM"}, {"3/5/2003 23:1", "3/6/2003"},
-      {"2/29/2003", kMismatch}, {"2/29/1900", kMismatch}, {"0/5/2003", kMismatch}, {"", kMismatch},
-      {"24:00", kMismatch}, {"3/5", kMismatch}, {"9:60", kMismatch}, {"13:00 PM", kMismatch}, {"9", kMismatch},
-      {"2003-03-05T", kMismatch}, {"1/1/099", kMismatch}, {"10:1.5", kMismatch},
+  // 999999999999999.9 rounds to 15 digits before the form is chosen; Trim takes spaces only.
+  const std::pair<std::string, const char*> cases[] = {
+      {FormatShortDate(morning), "3/5/2003"}, {FormatLongTime(morning), "9:05:59 AM"},
+      {FormatLongDate(morning), "Wednesday, March 05, 2003"}, {FormatGeneralDate(morning), "3/5/2003 9:05:59 AM"},
+      {FormatGeneralDate(Date()), "12:00:00 AM"}, {FormatGeneralDate(*Date::FromTime(10, 30, 0)), "10:30:00 AM"},
+      {FormatShortDate(At(100, 1, 1)), "1/1/0100"}, {Value(morning).Text(), "3/5/2003 9:05:59 AM"},
+      {FormatDouble(20.0 / 3), "6.66666666666667"}, {FormatDouble(0.1 + 0.2), "0.3"}, {FormatDouble(-0.0), "0"},
+      {FormatDouble(-1.5e-7), "-1.5E-07"}, {FormatDouble(1e100), "1E+100"}, {FormatDouble(0.000001), "0.000001"},
+      {FormatDouble(123456789012345678.0), "1.23456789012346E+17"}, {FormatDouble(999999999999999.9), "1E+15"},
+      {Value(true).Text(), "True"}, {ToUpper("Abc-xyz \xC3\xA4"), "ABC-XYZ \xC3\xA4"}, {Trim("  a b  "), "a b"},
+      {Trim("\ta "), "\ta"},
   };
-  for (const auto& [text, want] : cases) EXPECT_EQ(Shown(ParseDate(text)), want) << text;
+  for (const auto& [shown, want] : cases) EXPECT_EQ(shown, want);
 }
 
 TEST(DateText, WrittenFormsReadBackUnchanged) {
@@ -102,14 +95,6 @@ TEST(DateText, WrittenFormsReadBackUnchanged) {
     EXPECT_EQ(ParseDate(FormatShortDate(date)).value_or(Date(-1e9)), date.DatePart());
     EXPECT_EQ(ParseDate(FormatLongDate(date)).value_or(Date(-1e9)), date.DatePart()) << FormatLongDate(date);
   }
-}
-
-TEST(TextAndValues, RuntimeTextForms) {
-  EXPECT_EQ(ToUpper("Abc-xyz \xC3\xA4"), "ABC-XYZ \xC3\xA4");
-  EXPECT_EQ(Trim("  a b  "), "a b");
-  EXPECT_EQ(Trim("\ta "), "\ta");  // spaces only
-  EXPECT_EQ(Value(true).Text(), "True");
-  EXPECT_EQ(Value(At(2003, 3, 5, 9, 5, 59)).Text(), "3/5/2003 9:05:59 AM");
 }
 
 }  // namespace
