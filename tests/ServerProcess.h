@@ -40,15 +40,6 @@ inline int FreePort() {
   return bound ? ntohs(address.sin_port) : 0;
 }
 
-inline bool Accepts(int port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in address = Loopback(port);
-  const bool connected =
-      ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  ::close(fd);
-  return connected;
-}
-
 inline std::string ReadWholeFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -57,8 +48,7 @@ inline std::string ReadWholeFile(const std::filesystem::path& path) {
 inline void StopServer(pid_t& pid) {
   if (pid <= 0) return;
   ::kill(pid, SIGTERM);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
+  ::waitpid(pid, nullptr, 0);
   pid = -1;
 }
 
@@ -67,10 +57,6 @@ inline void StopServer(pid_t& pid) {
 inline pid_t StartServer(const std::vector<std::string>& argv, const std::string& log, int port,
                          std::string& why) {
   pid_t pid = ::fork();
-  if (pid < 0) {
-    why = argv[0] + " could not be started: fork failed";
-    return -1;
-  }
   if (pid == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
@@ -82,16 +68,20 @@ inline pid_t StartServer(const std::vector<std::string>& argv, const std::string
     ::execv(args[0], args.data());
     ::_exit(127);
   }
-  for (int tries = 0; tries < 500; ++tries) {
-    int status = 0;
-    if (::waitpid(pid, &status, WNOHANG) == pid) {
+  for (int tries = 0; pid > 0 && tries < 500; ++tries) {
+    if (::waitpid(pid, nullptr, WNOHANG) == pid) {
       why = argv[0] + " stopped at start: " + ReadWholeFile(log);
       return -1;
     }
-    if (Accepts(port)) return pid;
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in address = Loopback(port);
+    const bool accepts = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(fd);
+    if (accepts) return pid;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
-  why = argv[0] + " did not listen on port " + std::to_string(port) + ": " + ReadWholeFile(log);
+  why = argv[0] + (pid < 0 ? " could not be started" : " did not listen on port " + std::to_string(port)) + ": " +
+        ReadWholeFile(log);
   StopServer(pid);
   return -1;
 }

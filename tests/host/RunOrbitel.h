@@ -5,9 +5,9 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "ServerProcess.h"
 
 namespace orbitel::testing {
 
@@ -23,20 +23,13 @@ inline std::string Quote(const std::string& text) {
   return quoted + "'";
 }
 
-inline std::string ReadText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // `environment` goes before the program ("TZ=America/New_York").
-inline Outcome RunOrbitel(const std::string& args, const std::string& folder,
-                          const std::string& environment = "") {
+inline Outcome RunOrbitel(const std::string& args, const std::string& folder, const std::string& environment = "") {
   // A command that should end but serves instead is stopped rather than left to hang the suite.
   const std::string command = environment + " timeout 60 " + Quote(ORBITEL_BINARY) + " " + args + " >" +
                               Quote(folder + "/out") + " 2>" + Quote(folder + "/err") + " </dev/null";
   const int status = std::system(command.c_str());
-  return Outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder + "/out"),
-                 ReadText(folder + "/err")};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadWholeFile(folder + "/out"), ReadWholeFile(folder + "/err")};
 }
 
 }  // namespace orbitel::testing

@@ -21,32 +21,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class CookieSessionTest : public ::testing::Test {
- protected:
-  void SetUp() override { folder_ = orbitel::testing::MakeTempFolder("orbitel-session"); }
-  void TearDown() override { fs::remove_all(folder_); }
-  std::shared_ptr<SessionKeyring> Keyring(const char* site = "site") {
-    fs::create_directories(folder_ / site);
-    auto keyring = SessionKeyring::Open(folder_ / site);
-    EXPECT_TRUE(keyring.ok()) << keyring.status().description();
-    return keyring.value_or(nullptr);
-  }
-  fs::path folder_;
-};
-
-TEST_F(CookieSessionTest, OnlyAnUnalteredRecentCookieOfThisSiteOpens) {
-  auto keyring = Keyring();
+TEST(CookieSession, OnlyAnUnalteredRecentCookieOfThisSiteOpens) {
+  const fs::path folder = orbitel::testing::MakeTempFolder("orbitel-session");
+  fs::create_directories(folder / "other");
+  const auto keyring = SessionKeyring::Open(folder).value_or(nullptr);
+  ASSERT_TRUE(keyring);
   const std::int64_t now = 1'900'000'000;
   const SessionData session{"Admin", std::string(32, 'a'), now};
   const std::string cookie = keyring->Seal(session);
   EXPECT_NE(cookie.find("Admin"), 0u);
   EXPECT_NE(keyring->Seal(session), cookie);  // a fresh nonce each time
 
-  auto opened = keyring->Unseal(cookie, now + 60);
-  ASSERT_TRUE(opened);
-  EXPECT_EQ(opened->level, "Admin");
-  EXPECT_EQ(opened->form_token, session.form_token);
-  EXPECT_EQ(opened->last_used, now);
+  const auto opened = keyring->Unseal(cookie, now + 60).value_or(SessionData{});
+  EXPECT_EQ(std::tie(opened.level, opened.form_token, opened.last_used), std::tie("Admin", session.form_token, now));
   // Idle past twenty minutes, or from the future, it is over.
   EXPECT_FALSE(keyring->Unseal(cookie, now + kSessionIdleTime.count() + 1));
   EXPECT_FALSE(keyring->Unseal(cookie, now - 3600));
@@ -58,7 +45,8 @@ TEST_F(CookieSessionTest, OnlyAnUnalteredRecentCookieOfThisSiteOpens) {
     refused.back()[at] = cookie[at] == 'A' ? 'B' : 'A';
   }
   for (const std::string& bad : refused) EXPECT_FALSE(keyring->Unseal(bad, now)) << bad;
-  EXPECT_FALSE(Keyring("other")->Unseal(cookie, now));
+  EXPECT_FALSE(SessionKeyring::Open(folder / "other").value_or(keyring)->Unseal(cookie, now));
+  fs::remove_all(folder);
 }
 
 TEST(SignInThrottle, SlowsRepeatedWrongPasswordsOneAfterAnotherAndForgetsASuccess) {
@@ -126,35 +114,24 @@ TEST(RequestPool, RunsHeldJobsAtTheirTimeRefusesBeyondItsQueueAndDrains) {
 TEST(UrlEncodedForm, ReadsWhatBrowsersAndVisitorsSend) {
   const site::RequestFields fields =
       ParseUrlEncoded("DAY=5&USER=Sean+O%27Neill&name=%C3%A9&bad=%G1%&lone&&=empty-key&DAY=6&month=%41");
-  EXPECT_EQ(fields.Find("day"), "5, 6");
-  EXPECT_EQ(fields.Find("USER"), "Sean O'Neill");
-  EXPECT_EQ(fields.Find("name"), "\xC3\xA9");
-  EXPECT_EQ(fields.Find("bad"), "%G1%");
-  EXPECT_EQ(fields.Find("lone"), "");
-  EXPECT_EQ(fields.Find(""), "empty-key");
-  EXPECT_EQ(fields.Find("MONTH"), "A");
-  EXPECT_EQ(fields.Find("YEAR"), std::nullopt);
+  const std::pair<const char*, std::optional<std::string>> found[] = {
+      {"day", "5, 6"}, {"USER", "Sean O'Neill"}, {"name", "\xC3\xA9"}, {"bad", "%G1%"},
+      {"lone", ""},    {"", "empty-key"},        {"MONTH", "A"},        {"YEAR", std::nullopt}};
+  for (const auto& [name, value] : found) EXPECT_EQ(fields.Find(name), value) << name;
   EXPECT_EQ(UrlDecode("%4"), "%4");
   EXPECT_EQ(UrlDecode("a%00b").size(), 3u);
 }
 
 TEST(RedirectGuard, PassesOnlyPlacesOnThisSite) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"CalendarMonth.asp", "CalendarMonth.asp"},
-      {"CalendarDay.asp?DAY=1&MONTH=2&YEAR=2003&USER=", "CalendarDay.asp?DAY=1&MONTH=2&YEAR=2003&USER="},
-      {"/CalendarWeek.asp", "/CalendarWeek.asp"},
-      {"CalendarItem.asp?Name=a:b", "CalendarItem.asp?Name=a:b"},
-      {"https://evil.example/", "default.asp"},
-      {"HTTP://evil.example/", "default.asp"},
-      {"//evil.example", "default.asp"},
-      {"\\\\evil.example", "default.asp"},
-      {"/\\evil.example", "default.asp"},
-      {" //evil.example", "default.asp"},
-      {"javascript:alert(1)", "default.asp"},
-      {"CalendarMonth.asp\r\nSet-Cookie: a=b", "default.asp"},
-      {"", "default.asp"},
-  };
-  for (const auto& [asked, sent] : cases) EXPECT_EQ(GuardRedirect(asked), sent) << asked;
+  for (const char* kept : {"CalendarMonth.asp", "CalendarDay.asp?DAY=1&MONTH=2&YEAR=2003&USER=", "/CalendarWeek.asp",
+                           "CalendarItem.asp?Name=a:b"}) {
+    EXPECT_EQ(GuardRedirect(kept), kept);
+  }
+  for (const char* away : {"https://evil.example/", "HTTP://evil.example/", "//evil.example", "\\\\evil.example",
+                           "/\\evil.example", " //evil.example", "javascript:alert(1)",
+                           "CalendarMonth.asp\r\nSet-Cookie: a=b", ""}) {
+    EXPECT_EQ(GuardRedirect(away), "default.asp") << away;
+  }
 }
 
 // Long values (a large team's calendar) go into the page after rendering, as the template

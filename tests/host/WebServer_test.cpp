@@ -3,37 +3,26 @@
 // sessions and form tokens, writes and stale forms, refused requests, the files it serves and
 // the ones it never does, the health address — and under the loads that used to starve it.
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <sys/time.h>
-#include <unistd.h>
-#include <zlib.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "ServerProcess.h"
-#include "TempFolder.h"
-#include "directory/Directory.h"
 #include "host/Compression.h"
-#include "host/DemoSite.h"
-#include "host/RunOrbitel.h"
 #include "host/DemoSiteServer.h"
+#include "host/RunOrbitel.h"
 #include "site/Clock.h"
-#include "site/SiteFixture.h"
-#include "site/SiteServices.h"
 
 namespace orbitel::host {
 namespace {
 
 namespace fs = std::filesystem;
+using orbitel::testing::Quote;
+using orbitel::testing::ReadWholeFile;
 constexpr auto npos = std::string::npos;
 
 class WebServerTest : public DemoSiteTest {
@@ -46,39 +35,23 @@ class WebServerTest : public DemoSiteTest {
            "&location=Yard&StartYear=2030&StartMonth=3&StartDay=4&StartTime=9%3A00+AM&EndYear=2030"
            "&EndMonth=3&EndDay=4&EndTime=9%3A30+AM&busystatus=BUSY&txtMsgBody=" + notes;
   }
-  static std::string DayOfAlice(const std::string& cookie) {
+  std::string DayOfAlice(const std::string& cookie) const {
     return Get("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice", cookie)->body;
   }
   // Adds an appointment through the form; returns its name in alice's calendar. `shown` is the
-  // subject as the day page prints it.
-  static std::string Added(const std::string& cookie, const std::string& subject, const std::string& notes = "",
-                           std::string shown = "") {
-    if (shown.empty()) shown = subject;
+  // subject as the day page prints it, when not as typed.
+  std::string Added(const std::string& cookie, const std::string& subject, const std::string& notes = "",
+                    const std::string& shown = "") const {
     auto saved = Submit("/CalendarItem.asp?UserName=alice&Method=New", cookie,
                         "Method=New&action=Save&" + ItemFields(subject, notes));
     EXPECT_EQ(saved->get_header_value("Location"), "CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice")
         << saved->body.substr(0, 2000);
     std::smatch match;
     const std::string day = DayOfAlice(cookie);
-    std::regex_search(day, match, std::regex("CalendarItem.asp\\?UserName=alice&(?:amp;)?Name=([^\"&]+)[^>]*>" + shown + "<"));
+    std::regex_search(day, match, std::regex("CalendarItem.asp\\?UserName=alice&(?:amp;)?Name=([^\"&]+)[^>]*>" +
+                                             (shown.empty() ? subject : shown) + "<"));
     return match[1];
   }
-  static std::string Settings() { return site::testing::ReadFile(folder_ / "site" / "OrbitelSettings.xml"); }
-  // Saves the options page with the people it already includes; the page's answer.
-  static std::string SaveOptions(const std::string& team_password, const std::string& located = "Location") {
-    const std::string admin = SignIn("admin"), options = Get("/CalendarOptions.asp", admin)->body;
-    const std::regex included("checked value='([^']*)' name=AddUser");
-    std::string people;
-    for (std::sregex_iterator at(options.begin(), options.end(), included), end; at != end; ++at) {
-      people += "&AddUser=" + (*at)[1].str();
-    }
-    return Post("/CalendarOptions.asp", admin,
-                "FormToken=" + HiddenOf(options) + "&cstrExchangeConnectionMethod=True&cstrExchangeDomain="
-                "&cstrShowLocation=Yes&cstrLocationEntry=" + located + "&cstrLocationNoEntry=NoLocation"
-                "&cstrUserUserName=team&cstrUserPassword=" + team_password +
-                    "&cstrAdminUserName=admin&cstrAdminPassword=admin&action=Save+Changes" + people)->body;
-  }
-
 };
 
 TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
@@ -90,42 +63,45 @@ TEST_F(WebServerTest, TeamPagesAskForSignInAndShowTheTeamAfterIt) {
   auto login = Get("/CalendarLogin.asp?ReturnUrl=CalendarMonth.asp");
   EXPECT_NE(login->get_header_value("Set-Cookie").find("; HttpOnly; SameSite=Lax"), npos);
   EXPECT_EQ(HiddenOf(login->body, "ReturnUrl"), "CalendarMonth.asp");
-  auto answer = Post("/CalendarLogin.asp", CookieOf(login),
-                     "FormToken=" + HiddenOf(login->body) +
-                         "&cstrUserName=team&cstrPassword=team&action=Login&ReturnUrl=CalendarMonth.asp");
+  const std::string form = "cstrUserName=team&cstrPassword=team&action=Login&ReturnUrl=";
+  auto answer = Post("/CalendarLogin.asp", CookieOf(login), "FormToken=" + HiddenOf(login->body) + "&" + form +
+                                                                "CalendarMonth.asp");
   EXPECT_EQ(answer->status, 302);
   EXPECT_EQ(answer->get_header_value("Location"), "CalendarMonth.asp");
   const std::string cookie = CookieOf(answer);
   // Signing in gives a new form token: one seen before sign-in posts nothing after it.
   EXPECT_NE(HiddenOf(Get("/CalendarMonth.asp", cookie)->body), HiddenOf(login->body));
-
   // Asked to go to another site, the sign-in goes home instead.
-  EXPECT_EQ(SignInAnswer("team", "team", "http%3A%2F%2Fevil.example%2F")->get_header_value("Location"),
+  EXPECT_EQ(Submit("/CalendarLogin.asp", "", form + "http%3A%2F%2Fevil.example%2F")->get_header_value("Location"),
             "default.asp");
 
+  // Any query string, however odd, shows the page (with nothing of it written in unescaped).
   const std::string team = "Sean O&#39;Neill", new_item = "href=\"CalendarItem.asp?UserName=alice&Method=New\"";
-  const std::pair<const char*, std::string> pages[] = {
+  const std::pair<std::string, std::string> pages[] = {
       {"/CalendarMonth.asp", team}, {"/CalendarWeek.asp", team}, {"/CalendarDay.asp", team},
-      {"/CalendarNow.asp", team}, {"/calendarmonth.ASP", team}, {"/CalendarPersonalWeek.asp?USER=alice", new_item}};
+      {"/CalendarNow.asp", team}, {"/calendarmonth.ASP", team}, {"/CalendarPersonalWeek.asp?USER=alice", new_item},
+      {"/CalendarMonth.asp?" + std::string(6000, 'x'), team}, {"/CalendarMonth.asp?DAY=%zz&MONTH=%&YEAR=%4", team},
+      {"/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000", ""}, {"/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5", ""},
+      {"/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E", team}, {"/CalendarUserList.asp?=&&=x&%00=%00", ""}};
   for (const auto& [page, shows] : pages) {
     auto shown = Get(page, cookie);
-    EXPECT_EQ(shown->status, 200) << page;
-    EXPECT_NE(shown->body.find(shows), npos) << page;
-    EXPECT_EQ(shown->body.find("ERROR:"), npos) << page;
+    ASSERT_TRUE(shown) << page.substr(0, 60);
+    EXPECT_EQ(shown->status, 200) << page.substr(0, 60);
+    EXPECT_NE(shown->body.find(shows), npos) << page.substr(0, 60);
+    EXPECT_EQ(shown->body.find("ERROR:"), npos) << page.substr(0, 60);
+    EXPECT_EQ(shown->body.find("<script>alert"), npos) << page.substr(0, 60);
   }
 }
 
 TEST_F(WebServerTest, TheSiteKeyIsPrivateOutlivesARestartAndRotatingItEndsEverySession) {
-  const auto private_key = [] {
-    const fs::perms mode = fs::status(folder_ / "site" / ".orbitel-session.key").permissions();
-    return mode == (fs::perms::owner_read | fs::perms::owner_write);
+  const fs::path site = folder_ / "site";
+  const auto private_key = [&] {
+    return fs::status(site / ".orbitel-session.key").permissions() == (fs::perms::owner_read | fs::perms::owner_write);
   };
   EXPECT_TRUE(private_key());
   const std::string cookie = SignIn();
-  Served restarted(folder_ / "site");
-  EXPECT_EQ(restarted.Client().Get("/CalendarMonth.asp", {{"Cookie", cookie}})->status, 200);
-  const auto rotated = orbitel::testing::RunOrbitel(
-      "site rotate-key " + orbitel::testing::Quote((folder_ / "site").string()), folder_.string());
+  EXPECT_EQ(Served(site).Visitor().Get("/CalendarMonth.asp", cookie)->status, 200);
+  const auto rotated = orbitel::testing::RunOrbitel("site rotate-key " + Quote(site.string()), folder_.string());
   EXPECT_EQ(rotated.code, 0) << rotated.err;
   EXPECT_TRUE(private_key());
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // the server looks at the key once a second
@@ -133,56 +109,39 @@ TEST_F(WebServerTest, TheSiteKeyIsPrivateOutlivesARestartAndRotatingItEndsEveryS
   EXPECT_EQ(Get("/CalendarMonth.asp", SignIn())->status, 200);
 }
 
-TEST_F(WebServerTest, ANewPasswordEndsOldSessionsAndWorksAtOnceOnEveryRequestThread) {
-  // Every request thread signs the team in with the old password first.
-  for (int i = 0; i < 8; ++i) ASSERT_FALSE(SignIn().empty());
-  const std::string signed_in_before = SignIn();
-  EXPECT_NE(SaveOptions("changed").find("Status: Saved"), npos);
-  EXPECT_EQ(Get("/CalendarMonth.asp", signed_in_before)->status, 302);
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(SignInAnswer("team", "changed")->status, 302) << "attempt " << i;
-  EXPECT_NE(SaveOptions("team").find("Status: Saved"), npos);
-}
-
-TEST_F(WebServerTest, PostsNeedTheSessionsFormToken) {
-  auto page = Get("/CalendarLogin.asp");
-  const std::string cookie = CookieOf(page), form = "cstrUserName=team&cstrPassword=team&action=Login";
-  // None, a made-up one, and the right token in another visitor's request.
-  const std::pair<std::string, std::string> refused[] = {
-      {cookie, ""}, {cookie, std::string(32, '0')}, {"", HiddenOf(page->body)}};
-  for (const auto& [sender, token] : refused) {
-    EXPECT_EQ(Post("/CalendarLogin.asp", sender, form + "&FormToken=" + token)->status, 403) << token;
+// Options saved through the page hold from the next request on, on every request thread, kept
+// pages included; a new password ends the sessions signed in with the old one.
+TEST_F(WebServerTest, SavedOptionsHoldFromTheNextRequestOnEveryThread) {
+  const fs::path settings = folder_ / "site" / "OrbitelSettings.xml";
+  const std::string shipped = ReadWholeFile(settings), month = "/CalendarMonth.asp?DAY=4&MONTH=3&YEAR=2030";
+  const std::string before = SignIn(), admin = SignIn("admin"), options = Get("/CalendarOptions.asp", admin)->body;
+  for (int i = 0; i < 8; ++i) EXPECT_NE(Get(month, SignIn())->body.find("images/Location_pix.gif"), npos);
+  // Saved with the people the page already includes.
+  std::string fields = "FormToken=" + HiddenOf(options) + "&cstrExchangeConnectionMethod=True&cstrExchangeDomain="
+                       "&cstrShowLocation=Yes&cstrLocationEntry=Elsewhere&cstrLocationNoEntry=NoLocation"
+                       "&cstrUserUserName=team&cstrUserPassword=changed&cstrAdminUserName=admin"
+                       "&cstrAdminPassword=admin&action=Save+Changes";
+  const std::regex included("checked value='([^']*)' name=AddUser");
+  for (std::sregex_iterator at(options.begin(), options.end(), included), end; at != end; ++at) {
+    fields += "&AddUser=" + (*at)[1].str();
   }
-  EXPECT_NE(Post("/CalendarMonth.asp", SignIn(), "")->body.find("Form expired"), npos);
-  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);  // the refused posts signed nobody in
-}
-
-TEST_F(WebServerTest, AnyQueryStringRendersThePageAndOversizedRequestsAreRefused) {
-  const std::string cookie = SignIn();
-  for (const std::string& target :
-       {"/CalendarMonth.asp?" + std::string(6000, 'x'), std::string("/CalendarMonth.asp?DAY=%zz&MONTH=%&YEAR=%4"),
-        std::string("/CalendarDay.asp?DAY=99999999999&MONTH=-70000&YEAR=40000"),
-        std::string("/CalendarDay.asp?DAY=1e308&MONTH=abc&YEAR=2.5"),
-        std::string("/CalendarMonth.asp?USER=%3Cscript%3Ealert(1)%3C%2Fscript%3E"),
-        std::string("/CalendarUserList.asp?=&&=x&%00=%00")}) {
-    auto shown = Get(target, cookie);
-    ASSERT_TRUE(shown) << target.substr(0, 60);
-    EXPECT_EQ(shown->status, 200) << target.substr(0, 60);
-    EXPECT_EQ(shown->body.find("<script>alert"), npos) << target.substr(0, 60);
+  EXPECT_NE(Post("/CalendarOptions.asp", admin, fields)->body.find("Status: Saved"), npos);
+  EXPECT_EQ(Get(month, before)->status, 302);
+  for (int i = 0; i < 8; ++i) {
+    EXPECT_NE(Get(month, SignIn("team", "changed"))->body.find("images/Elsewhere_pix.gif"), npos) << "attempt " << i;
   }
-  // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
-  EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
-  EXPECT_EQ(Post("/CalendarLogin.asp", "", std::string(kMaxBodyBytes + 1, 'a'))->status, 413);
+  std::ofstream(settings) << shipped;  // the shipped options again, for the tests that follow
 }
 
 TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
   Served behind_proxy(folder_ / "site", {"127.0.0.1"});
   const httplib::Headers forwarded = {{"X-Forwarded-For", "203.0.113.9, 127.0.0.1"}, {"X-Forwarded-Proto", "https"}};
-  EXPECT_NE(behind_proxy.Client().Get("/CalendarLogin.asp", forwarded)->get_header_value("Set-Cookie").find("; Secure"),
-            npos);
-  EXPECT_EQ(behind_proxy.Client().Get("/CalendarLogin.asp")->get_header_value("Set-Cookie").find("Secure"), npos);
-  // A server that trusts no proxy believes no header.
-  EXPECT_EQ(served_->Client().Get("/CalendarLogin.asp", forwarded)->get_header_value("Set-Cookie").find("Secure"),
-            npos);
+  const auto cookie_of = [&](const Served& served, const httplib::Headers& headers) {
+    return served.Visitor().Client().Get("/CalendarLogin.asp", headers)->get_header_value("Set-Cookie");
+  };
+  EXPECT_NE(cookie_of(behind_proxy, forwarded).find("; Secure"), npos);
+  EXPECT_EQ(cookie_of(behind_proxy, {}).find("Secure"), npos);
+  EXPECT_EQ(cookie_of(*served_, forwarded).find("Secure"), npos);  // this one trusts no proxy
   // The access log names the visitor, the time and the sign-in level.
   behind_proxy.Stop();
   EXPECT_TRUE(std::regex_search(
@@ -218,25 +177,39 @@ TEST_F(WebServerTest, TheHealthAddressSaysWhichPartFailsAndABrokenSiteStillSigns
   fs::create_directories(broken);
   fs::copy(folder_ / "site" / "templates", broken / "templates", fs::copy_options::recursive);
   fs::remove(broken / "templates" / "default.html");
-  site::testing::WriteFile(broken / "OrbitelSettings.xml", "<xml><broken");
-  Served served(broken);
-  EXPECT_NE(served.Client().Get("/CalendarLogin.asp")->body.find("cstrPassword"), npos);
+  std::ofstream(broken / "OrbitelSettings.xml") << "<xml><broken";
+  Served server(broken);
+  const SiteVisitor visitor = server.Visitor();
+  EXPECT_NE(visitor.Get("/CalendarLogin.asp")->body.find("cstrPassword"), npos);
   // Nothing about where the site is, in the health report or on the error page.
-  auto failing = served.Client().Get("/healthz");
+  auto failing = visitor.Get("/healthz");
   EXPECT_EQ(failing->status, 503);
   EXPECT_NE(failing->body.find("\"settings\":{\"ok\":false"), npos) << failing->body;
   EXPECT_EQ(failing->body.find(broken.string()), npos);
-  auto home = served.Client().Get("/default.asp");  // its template is missing
+  auto home = visitor.Get("/default.asp");  // its template is missing
   EXPECT_EQ(home->status, 500);
   EXPECT_EQ(home->body.find("templates"), npos);
 }
 
-TEST_F(WebServerTest, NoWriteByGetEvenWithTheToken) {
+TEST_F(WebServerTest, WritesNeedAPostWithTheSessionsFormToken) {
+  auto page = Get("/CalendarLogin.asp");
+  const std::string cookie = CookieOf(page), form = "cstrUserName=team&cstrPassword=team&action=Login";
+  // None, a made-up one, and the right token in another visitor's request.
+  const std::pair<std::string, std::string> refused[] = {
+      {cookie, ""}, {cookie, std::string(32, '0')}, {"", HiddenOf(page->body)}};
+  for (const auto& [sender, token] : refused) {
+    EXPECT_EQ(Post("/CalendarLogin.asp", sender, form + "&FormToken=" + token)->status, 403) << token;
+  }
+  EXPECT_NE(Post("/CalendarMonth.asp", SignIn(), "")->body.find("Form expired"), npos);
+  EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 302);  // the refused posts signed nobody in
+
+  // Nothing is written by a GET, even one that carries the token.
   const std::string admin = SignIn("admin");
   const std::string token = HiddenOf(Get("/CalendarOptions.asp", admin)->body);
   const std::string name = Added(admin, "Kept");
   ASSERT_FALSE(name.empty());
-  const std::string settings = Settings();
+  const fs::path settings = folder_ / "site" / "OrbitelSettings.xml";
+  const std::string settings_before = ReadWholeFile(settings);
 
   const std::string writes[] = {
       "/CalendarOptions.asp?action=Save+Changes&cstrAdminUserName=admin&cstrAdminPassword=taken"
@@ -248,7 +221,7 @@ TEST_F(WebServerTest, NoWriteByGetEvenWithTheToken) {
   for (const std::string& target : writes) {
     EXPECT_EQ(Get(target, admin)->status, 200) << target;  // the page as for a plain visit
   }
-  EXPECT_EQ(Settings(), settings);
+  EXPECT_EQ(ReadWholeFile(settings), settings_before);
   const std::string day = DayOfAlice(admin);
   EXPECT_NE(day.find(">Kept</a>"), npos);
   EXPECT_EQ(day.find("Injected"), npos);
@@ -266,7 +239,7 @@ TEST_F(WebServerTest, AFormLoadedBeforeSomeoneElsesChangeWritesNothing) {
   const std::string first_form = Get(item, first)->body;
   const std::string second_form = Get(item, second)->body;
   ASSERT_FALSE(HiddenOf(first_form, "ETag").empty());
-  auto post = [](const std::string& cookie, const std::string& form, const std::string& rest) {
+  auto post = [&](const std::string& cookie, const std::string& form, const std::string& rest) {
     return Post("/CalendarItem.asp", cookie,
                 "FormToken=" + HiddenOf(form) + "&Name=" + HiddenOf(form, "Name") + "&ETag=" + HiddenOf(form, "ETag") +
                     "&" + rest);
@@ -287,90 +260,47 @@ TEST_F(WebServerTest, AFormLoadedBeforeSomeoneElsesChangeWritesNothing) {
 
 TEST_F(WebServerTest, LongNotesAndBlanksAreKeptAsTyped) {
   const std::string admin = SignIn("admin");
-  const std::string notes(9000, 'n');
-  const std::string name = Added(admin, "Long", notes + "%0D%0A++indented+%09tab++");
-  const std::string form = Get("/CalendarItem.asp?UserName=alice&Name=" + name, admin)->body;
+  const std::string notes(9000, 'n'), item = "/CalendarItem.asp?UserName=alice&Name=";
+  const std::string form = Get(item + Added(admin, "Long", notes + "%0D%0A++indented+%09tab++"), admin)->body;
   // The browser's CR LF is a line end as iCalendar writes one: LF.
   EXPECT_NE(form.find(">\n" + notes + "\n  indented \ttab  </textarea>"), npos);
-
-  const std::string spaced = Added(admin, "++Spaced%09+", "", "  Spaced\t ");
-  const std::string spaced_form = Get("/CalendarItem.asp?UserName=alice&Name=" + spaced, admin)->body;
-  EXPECT_NE(spaced_form.find("name=\"subject\" value=\"  Spaced\t \""), npos);
+  const std::string spaced = Get(item + Added(admin, "++Spaced%09+", "", "  Spaced\t "), admin)->body;
+  EXPECT_NE(spaced.find("name=\"subject\" value=\"  Spaced\t \""), npos);
 }
 
-// Loads that used to starve the server: each time a signed-in visitor is still answered and
-// still signed in. Plain TCP connections send what no well-behaved client would.
-
-// A connection to the served site; -1 when none.
-int Connected(int port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = orbitel::testing::Loopback(port);
-  const timeval wait{30, 0};
-  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-  return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? fd : -1;
-}
-bool Send(int fd, std::string_view text) {
-  return ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
-}
-// Everything the server sends until it closes (or falls silent for 30 s).
-std::string ReadAll(int fd) {
-  std::string answer;
-  char buffer[16384];
-  for (ssize_t got; (got = ::recv(fd, buffer, sizeof buffer, 0)) > 0;) answer.append(buffer, got);
-  return answer;
-}
-
-TEST_F(WebServerTest, SlowConnectionsLeaveTheSiteAnswering) {
+// Loads that used to starve the server: through each a signed-in visitor is answered and stays
+// signed in.
+TEST_F(WebServerTest, LoadsThatUsedToStarveTheServerLeaveItAnswering) {
   const std::string cookie = SignIn();
+  // Plain TCP connections that drip their headers, as no well-behaved client would.
+  const sockaddr_in address = orbitel::testing::Loopback(served_->port());
+  const std::string head = "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
   std::vector<int> slow;
   for (int i = 0; i < 1000; ++i) {
-    slow.push_back(Connected(served_->port()));
-    ASSERT_TRUE(Send(slow.back(), "GET /CalendarMonth.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ")) << i;
+    slow.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::connect(slow.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << i;
+    ASSERT_EQ(::send(slow.back(), head.data(), head.size(), MSG_NOSIGNAL), static_cast<ssize_t>(head.size())) << i;
   }
   for (int round = 0; round < 3; ++round) {
     for (const char* page : {"/CalendarMonth.asp", "/CalendarWeek.asp", "/CalendarDay.asp"}) {
       EXPECT_EQ(Get(page, cookie)->status, 200) << page;
     }
-    for (int fd : slow) Send(fd, "x");  // the slow ones go on dripping their headers
+    for (int fd : slow) ::send(fd, "x", 1, MSG_NOSIGNAL);
   }
   for (int fd : slow) ::close(fd);
-}
 
-TEST_F(WebServerTest, ABurstIsAnsweredOrRefusedAndTheServerGoesOn) {
-  constexpr int kBurst = 5000;
-  std::vector<int> burst;
-  for (int i = 0; i < kBurst; ++i) {
-    burst.push_back(Connected(served_->port()));
-    Send(burst.back(), "GET /CalendarLogin.asp HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n");
-  }
-  int answered = 0, refused = 0;
-  for (int fd : burst) {
-    const std::string answer = ReadAll(fd);
-    ::close(fd);
-    answered += answer.starts_with("HTTP/1.1 200");
-    refused += answer.starts_with("HTTP/1.1 503");
-  }
-  EXPECT_EQ(answered + refused, kBurst);
-  EXPECT_GT(answered, 0);
-  EXPECT_EQ(Get("/CalendarLogin.asp")->status, 200);
-}
+  // Past 8 KiB an address is refused whole, as web servers do; so is a body past 1 MiB.
+  EXPECT_EQ(Get("/CalendarNow.asp?USER=" + std::string(20000, 'u'), cookie)->status, 414);
+  EXPECT_EQ(Post("/CalendarLogin.asp", "", std::string(kMaxBodyBytes + 1, 'a'))->status, 413);
 
-TEST_F(WebServerTest, AnonymousVisitsSignNobodyOut) {
-  const std::string cookie = SignIn();
-  constexpr int kVisitors = 4, kVisits = 50000;
-  std::vector<std::thread> visitors;
-  std::atomic<int> failed{0};
-  for (int v = 0; v < kVisitors; ++v) {
-    visitors.emplace_back([&] {
-      httplib::Client client = served_->Client();
-      client.set_keep_alive(true);
-      for (int i = 0; i < kVisits; ++i) {
-        auto page = client.Get("/CalendarLogin.asp");
-        failed += !page || page->status != 200 || page->get_header_value("Set-Cookie").empty();
-      }
-    });
+  // Anonymous visits, each given a session of its own, push no sign-in out.
+  httplib::Client client = Client();
+  client.set_keep_alive(true);
+  int failed = 0;
+  for (int i = 0; i < 3000; ++i) {
+    auto page = client.Get("/CalendarLogin.asp");
+    failed += !page || page->status != 200 || page->get_header_value("Set-Cookie").empty();
   }
-  for (std::thread& visitor : visitors) visitor.join();
   EXPECT_EQ(failed, 0);
   EXPECT_EQ(Get("/CalendarMonth.asp", cookie)->status, 200);
 }
@@ -394,22 +324,15 @@ TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
                         "DTSTAMP:20300101T000000Z\r\nDTSTART:20300304T120000Z\r\nDTEND:20300304T123000Z\r\n"
                         "SUMMARY:Imported meanwhile\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
   twice("/CalendarPersonalDay.asp?DAY=4&MONTH=3&YEAR=2030&USER=alice");
-  const auto imported = orbitel::testing::RunOrbitel(
-      "store --store-root " + orbitel::testing::Quote((folder_ / "site" / "store").string()) +
-          " import orbitel.demo alice " + orbitel::testing::Quote(ics.string()),
-      folder_.string());
+  const auto imported = orbitel::testing::RunOrbitel("store --store-root " + Quote((folder_ / "site" / "store").string()) +
+                                                         " import orbitel.demo alice " + Quote(ics.string()),
+                                                     folder_.string());
   ASSERT_EQ(imported.code, 0) << imported.err;
   EXPECT_NE(DayOfAlice(team).find("Imported meanwhile"), npos);
 
-  // The options, saved through the page.
-  EXPECT_NE(twice(month).find("images/Location_pix.gif"), npos);
-  EXPECT_NE(SaveOptions("team", "Elsewhere").find("Status: Saved"), npos);
-  EXPECT_NE(Get(month, team)->body.find("images/Elsewhere_pix.gif"), npos);
-  EXPECT_NE(SaveOptions("team").find("Status: Saved"), npos);
-
   // The directory file, edited where it lies.
   const fs::path ldif = folder_ / "site" / "directory.ldif";
-  const std::string people = site::testing::ReadFile(ldif);
+  const std::string people = ReadWholeFile(ldif);
   const auto named = [&](const std::string& name) {
     std::ofstream(ldif, std::ios::trunc) << std::regex_replace(people, std::regex("displayName: Alice Walker"),
                                                                "displayName: " + name);
@@ -421,8 +344,8 @@ TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
 
   // A template, edited where it lies: every request thread reads it again.
   const fs::path footer = folder_ / "site" / "templates" / "footer.html";
-  const std::string before = site::testing::ReadFile(footer);
-  const auto edit_shown = [] { return Get("/CalendarLogin.asp")->body.find("Edited footer") != npos; };
+  const std::string before = ReadWholeFile(footer);
+  const auto edit_shown = [&] { return Get("/CalendarLogin.asp")->body.find("Edited footer") != npos; };
   for (int i = 0; i < 8; ++i) EXPECT_FALSE(edit_shown());
   EXPECT_EQ(twice(month).find("Edited footer"), npos);
   std::ofstream(footer, std::ios::trunc) << before << "<p>Edited footer</p>";
@@ -433,31 +356,22 @@ TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
 
 TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
   const std::string team = SignIn();
-  struct FixedClock {
-    void At(int day, int hour, int minute) {
-      site::FixClockForProcess(*Date::FromParts(2030, 3, day)->AddSeconds(hour * 3600 + minute * 60));
-    }
-    ~FixedClock() { site::FixClockForProcess(std::nullopt); }
-  } clock;
-  const struct {
-    int day, hour, minute;
-    const char* target;
-    const char* shows;
-  } moments[] = {
+  struct RealClockAfterwards {
+    ~RealClockAfterwards() { site::FixClockForProcess(std::nullopt); }
+  } real_clock_afterwards;
+  // The moment (4 March 2030 and after), the page asked for, and what it shows then.
+  const std::tuple<int, int, int, const char*, const char*> moments[] = {
       {4, 23, 59, "/CalendarDay.asp", "March 04, 2030"}, {5, 0, 0, "/CalendarDay.asp", "March 05, 2030"},
       {5, 10, 15, "/CalendarNow.asp", "10:00:00 AM - 11:00:00 AM"},
       {5, 10, 16, "/CalendarNow.asp", "10:30:00 AM - 11:30:00 AM"},
-      {5, 10, 45, "/CalendarNow.asp", "10:30:00 AM - 11:30:00 AM"},
       {5, 10, 46, "/CalendarNow.asp", "10:00:00 AM - 11:00:00 AM"},
       {5, 10, 47, "/CalendarNow.asp", "11:00:00 AM - 12:00:00 PM"},
-      {5, 11, 16, "/CalendarNow.asp", "11:30:00 AM - 12:30:00 PM"},
       {6, 0, 0, "/CalendarNow.asp", "Wednesday, March 06, 2030"},
   };
-  for (const auto& moment : moments) {
-    clock.At(moment.day, moment.hour, moment.minute);
+  for (const auto& [day, hour, minute, target, shows] : moments) {
+    site::FixClockForProcess(*Date::FromParts(2030, 3, day)->AddSeconds(hour * 3600 + minute * 60));
     for (int i = 0; i < 2; ++i) {
-      EXPECT_NE(Get(moment.target, team)->body.find(moment.shows), npos)
-          << moment.target << " at " << moment.day << " " << moment.hour << ":" << moment.minute;
+      EXPECT_NE(Get(target, team)->body.find(shows), npos) << target << " at " << day << " " << hour << ":" << minute;
     }
   }
 }
@@ -477,40 +391,23 @@ TEST_F(WebServerTest, AKeptPageGoesOnlyToItsOwnSignInLevelWithEachVisitorsOwnTok
   EXPECT_EQ(Post("/signout", team, "FormToken=" + token)->status, 302);
 }
 
-std::string Gunzip(const std::string& packed) {
-  z_stream stream{};
-  inflateInit2(&stream, 16 + MAX_WBITS);
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
-  stream.avail_in = static_cast<uInt>(packed.size());
-  std::string text;
-  char buffer[65536];
-  int result = Z_OK;
-  while (result == Z_OK) {
-    stream.next_out = reinterpret_cast<Bytef*>(buffer);
-    stream.avail_out = sizeof buffer;
-    result = inflate(&stream, Z_NO_FLUSH);
-    text.append(buffer, sizeof buffer - stream.avail_out);
-  }
-  inflateEnd(&stream);
-  return result == Z_STREAM_END && stream.avail_in == 0 ? text : "not a whole gzip stream";
-}
-
+// The client unpacks what comes gzipped, and fails when it is not one whole stream whose check
+// sum holds.
 TEST_F(WebServerTest, TextIsGzippedOnlyForBrowsersThatTakeItAndUnpacksToTheSameBytes) {
   const std::string admin = SignIn("admin");
   for (const char* target : {"/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031", "/CalendarWeek.asp?DAY=3&MONTH=2&YEAR=2031",
                              "/CalendarItem.asp?UserName=alice&Method=New", "/styles/orbitel.css"}) {
     const auto get = [&](const std::string& encoding) {
-      httplib::Client client = served_->Client();
-      client.set_decompress(false);  // the bytes as sent
-      return client.Get(target, {{"Cookie", admin}, {"Accept-Encoding", encoding}});
+      return Client().Get(target, {{"Cookie", admin}, {"Accept-Encoding", encoding}});
     };
     const std::string plain = get("identity")->body;
     ASSERT_GT(plain.size(), kMinCompressedBytes) << target;
     for (const char* encoding : {"gzip", "deflate, gzip;q=0.5", "*", "x-gzip, br"}) {
       auto packed = get(encoding);
+      ASSERT_TRUE(packed) << target << " " << encoding << ": " << httplib::to_string(packed.error());
       EXPECT_EQ(packed->get_header_value("Content-Encoding"), "gzip") << target << " " << encoding;
       EXPECT_EQ(packed->get_header_value("Vary"), "Accept-Encoding") << target;
-      EXPECT_EQ(Gunzip(packed->body), plain) << target << " " << encoding;
+      EXPECT_EQ(packed->body, plain) << target << " " << encoding;
     }
     for (const char* encoding : {"", "deflate", "gzip;q=0", "*, gzip;q=0", "gzip;q=0.0, *;q=1"}) {
       auto sent = get(encoding);
@@ -519,7 +416,7 @@ TEST_F(WebServerTest, TextIsGzippedOnlyForBrowsersThatTakeItAndUnpacksToTheSameB
     }
   }
   // Short answers go as they are.
-  EXPECT_FALSE(served_->Client().Get("/dot.gif", {{"Accept-Encoding", "gzip"}})->has_header("Content-Encoding"));
+  EXPECT_FALSE(Client().Get("/dot.gif", {{"Accept-Encoding", "gzip"}})->has_header("Content-Encoding"));
 }
 
 }  // namespace
