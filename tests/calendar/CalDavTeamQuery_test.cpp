@@ -282,6 +282,12 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
   ASSERT_EQ(Refresh(person).refreshed, 1u);
   const Outcome good = Run(person, kMonth);
   ASSERT_EQ(BusyDays(person), (std::vector<int>{10}));
+  // Just brought in step by another server sharing the mirror: left alone, the server not asked.
+  server_->Pause();
+  data::MirrorRefreshOptions shared;
+  shared.refreshed_since = kToday;
+  EXPECT_EQ(Refresh(person, shared).refreshed, 1u);
+  ASSERT_EQ(server_->Resume(), "");
   const std::filesystem::path collection = server_->storage() / "collection-root" / PathOf(person);
   // Each trouble made (true) and mended (false).
   const std::pair<const char*, std::function<void(bool)>> troubles[] = {

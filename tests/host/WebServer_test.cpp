@@ -133,6 +133,24 @@ TEST_F(WebServerTest, SavedOptionsHoldFromTheNextRequestOnEveryThread) {
   std::ofstream(settings) << shipped;  // the shipped options again, for the tests that follow
 }
 
+// The mirror's settings: a number out of range is refused with its range and nothing is written;
+// numbers in range are saved (declared in the file on their first save) and shown from then on.
+TEST_F(WebServerTest, TheMirrorsSettingsAreSavedOnlyInRange) {
+  const fs::path settings = folder_ / "site" / "OrbitelSettings.xml";
+  const std::string shipped = ReadWholeFile(settings), admin = SignIn("admin");
+  const auto save = [&](const std::string& interval, const std::string& back) {
+    return Submit("/CalendarOptions.asp", admin, "MirrorInterval=" + interval + "&MirrorDaysBack=" + back +
+                                                     "&MirrorDaysAhead=90&action=Save+mirror+settings")->body;
+  };
+  EXPECT_NE(save("9", "30").find("Not saved. The seconds between refreshes must be a whole number from 10 to 86400."), npos);
+  EXPECT_NE(save("120", "-1").find("Not saved. The days kept before today must be a whole number from 0 to 3660."), npos);
+  EXPECT_EQ(ReadWholeFile(settings).find("Mirror"), npos);
+  EXPECT_NE(save("+120+", "30").find("Status: Saved"), npos);  // blanks around a number are no matter
+  EXPECT_NE(ReadWholeFile(settings).find("<s:AttributeType name='MirrorDaysAhead'"), npos);
+  EXPECT_NE(Get("/CalendarOptions.asp", admin)->body.find("name=\"MirrorDaysBack\" min=\"0\" max=\"3660\" value=\"30\""), npos);
+  std::ofstream(settings) << shipped;
+}
+
 TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
   Served behind_proxy(folder_ / "site", {"127.0.0.1"});
   const httplib::Headers forwarded = {{"X-Forwarded-For", "203.0.113.9, 127.0.0.1"}, {"X-Forwarded-Proto", "https"}};

@@ -39,6 +39,8 @@ class SettingsTest : public testing::SiteFixture {
 };
 
 TEST_F(SettingsTest, TheLocalStoreIsNamedByItsFolderOrElseByTheDirectorysDomain) {
+  // The CalDAV mirror's hidden folder is the store's own, no mail domain.
+  std::filesystem::create_directories(folder_ / "store" / ".caldav-mirror");
   GetSiteVars();
   EXPECT_EQ(Site().StoreUrlBase, "file://./backofficestorage/ORBITEL.DEMO/MBX/");
   std::filesystem::create_directories(folder_ / "store" / "Orbitel.Demo");
