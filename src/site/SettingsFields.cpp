@@ -17,8 +17,9 @@ Status SaveSettingsFields(const std::string& site_path, const std::vector<std::p
 
   std::vector<data::FieldInfo> declared = read.fields();
   std::vector<std::vector<Value>> rows = read.rows();
-  for (const auto& [name, value] : fields) {
-    const auto same_name = [&name](const data::FieldInfo& field) { return field.name == name; };
+  for (const auto& field : fields) {
+    const std::string& name = field.first;
+    const auto same_name = [&name](const data::FieldInfo& info) { return info.name == name; };
     if (std::none_of(declared.begin(), declared.end(), same_name)) declared.push_back({name, "string", 255});
   }
   if (rows.empty()) rows.emplace_back();
