@@ -1,8 +1,7 @@
 // Orbitel as an organisation runs it: Debian's nginx in front, with HTTPS on a certificate made
-// here, the site under /orbitel/, and two orbitel processes on one site folder taking requests
-// in turn. nginx runs the README's configuration (packaging/nginx/orbitel.conf) with only the
-// ports and the certificate changed. (The directory and store behind the site are the demo's:
-// LDAP and CalDAV servers have suites of their own, against slapd and Radicale.)
+// here, the site under /orbitel/, and two orbitel processes on one demo site taking requests in
+// turn. nginx runs the README's configuration (packaging/nginx/orbitel.conf) with only the ports
+// and the certificate changed.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -41,16 +40,13 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
   static void SetUpTestSuite() {
     folder_ = orbitel::testing::MakeTempFolder("orbitel-nginx").string();
     std::ostringstream progress;
-    if (::access(kNginx, X_OK) != 0) {
-      failure_ = std::string(kNginx) + " is missing: scripts/setup --tests installs nginx";
-      return;
-    } else if (!PrepareDemoSite("www", folder_ + "/site", progress).ok()) {
+    if (!PrepareDemoSite("www", folder_ + "/site", progress).ok()) {
       failure_ = "no demo site: " + progress.str();
       return;
     }
     const std::string make_cert = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 -addext "
-                                  "subjectAltName=IP:127.0.0.1 -keyout " + folder_ + "/tls.key -out " + folder_ + "/tls.pem >" +
-                                  folder_ + "/openssl.log 2>&1";
+                                  "subjectAltName=IP:127.0.0.1 -keyout " + folder_ + "/tls.key -out " + folder_ +
+                                  "/tls.pem >" + folder_ + "/openssl.log 2>&1";
     if (std::system(make_cert.c_str()) != 0) {
       failure_ = "openssl made no certificate: " + ReadWholeFile(folder_ + "/openssl.log");
       return;
@@ -72,16 +68,14 @@ class BehindNginx : public ::testing::Test, public SiteVisitor {
                                       {"listen 443 ssl", "listen 127.0.0.1:" + std::to_string(port_) + " ssl"},
                                       {"/etc/ssl/certs/intranet.example.pem", folder_ + "/tls.pem"},
                                       {"/etc/ssl/private/intranet.example.key", folder_ + "/tls.key"}});
-    std::ofstream conf(folder_ + "/nginx.conf");
-    conf << "daemon off;\nmaster_process off;\npid " << folder_ << "/nginx.pid;\nerror_log " << folder_
-         << "/nginx-error.log;\nevents { worker_connections 64; }\nhttp {\naccess_log off;\n";
+    std::string conf = "daemon off;\nmaster_process off;\npid " + folder_ + "/nginx.pid;\nerror_log " + folder_ +
+                       "/nginx-error.log;\nevents { worker_connections 64; }\nhttp {\naccess_log off;\n";
     for (const char* temp : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
-      conf << temp << "_temp_path " << folder_ << "/" << temp << ";\n";
+      conf += std::string(temp) + "_temp_path " + folder_ + "/" + temp + ";\n";
     }
-    conf << site << "}\n";
-    conf.close();
-    nginx_ = orbitel::testing::StartServer({kNginx, "-p", folder_, "-c", folder_ + "/nginx.conf"}, folder_ + "/nginx.log", port_,
-                                           failure_);
+    std::ofstream(folder_ + "/nginx.conf") << conf << site << "}\n";
+    nginx_ = orbitel::testing::StartServer({kNginx, "-p", folder_, "-c", folder_ + "/nginx.conf"},
+                                           folder_ + "/nginx.log", port_, failure_);
   }
 
   static void TearDownTestSuite() {

@@ -13,8 +13,7 @@ namespace orbitel::testing {
 
 struct Outcome {
   int code;
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 inline std::string Quote(const std::string& text) {

@@ -1,6 +1,5 @@
-// The free/busy and feed addresses over HTTP, on a fresh demo site served in this process: who
-// may read them (a signed-in visitor, or the token the administrator renews on the options
-// page), the 400s for bad input, and a feed that, imported with `orbitel store import` into an
+// The free/busy and feed addresses over HTTP: who may read them (a signed-in visitor, or the
+// token the administrator renews), the 400s for bad input, and a feed that, imported into an
 // empty mailbox, gives the same free/busy as the calendar it came from.
 #include <gtest/gtest.h>
 
@@ -48,10 +47,10 @@ class ScheduleAddressesTest : public DemoSiteTest {
     std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&moment));
     return text;
   }
-  static std::string BusyLines(const std::string& freebusy) {
+  static std::string BusyLines(const std::string& text) {
     std::string lines;
     const std::regex line("FREEBUSY;[^\r\n]*");
-    for (std::sregex_iterator it(freebusy.begin(), freebusy.end(), line), end; it != end; ++it) lines += it->str() + "\n";
+    for (std::sregex_iterator it(text.begin(), text.end(), line), end; it != end; ++it) lines += it->str() + "\n";
     return lines;
   }
 
@@ -109,10 +108,11 @@ TEST_F(ScheduleAddressesTest, TheFeedImportedIntoAnEmptyMailboxGivesTheSameFreeB
   ASSERT_NE(original.find("FBTYPE=BUSY-TENTATIVE"), npos) << original;
   ASSERT_NE(original.find("FBTYPE=BUSY-UNAVAILABLE"), npos) << original;
 
-  const std::string here = folder_.string(), store = "store --store-root " + here + "/site/store ";
-  std::ofstream(here + "/alice.ics", std::ios::binary) << Get("/feeds/alice.ics", team_)->body;
-  for (const std::string& command : {"create-mailbox orbitel.demo rtrip"s, "import orbitel.demo rtrip " + here + "/alice.ics"}) {
-    const auto done = orbitel::testing::RunOrbitel(store + command, here, "TZ=America/New_York");
+  const std::string dir = folder_.string(), feed = dir + "/alice.ics";
+  const std::string store = "store --store-root " + dir + "/site/store ";
+  std::ofstream(feed, std::ios::binary) << Get("/feeds/alice.ics", team_)->body;
+  for (const std::string& command : {"create-mailbox orbitel.demo rtrip"s, "import orbitel.demo rtrip " + feed}) {
+    const auto done = orbitel::testing::RunOrbitel(store + command, dir, "TZ=America/New_York");
     ASSERT_EQ(done.code, 0) << command << ": " << done.err;
   }
   EXPECT_EQ(BusyLines(Get("/freebusy/rtrip.ifb" + span, team_)->body), original);

@@ -1,7 +1,6 @@
-// `orbitel serve` starting up safely: a misused command line or what it cannot serve from stops
-// it with one line naming the culprit and leaves the site folder as it was; what may mend itself
-// (an LDAP server not answering yet) or what the operator should know (the shipped passwords on
-// the network) is a warning and the server starts.
+// `orbitel serve` starting up safely: a misused command line, or what it cannot serve from, stops
+// it with one line naming the culprit and the site folder left as it was; what may mend itself or
+// what the operator should know is a warning, and the server starts.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -81,13 +80,13 @@ TEST_F(ServeStartup, RefusalsNameTheCulpritAndLeaveTheSiteAlone) {
 TEST_F(ServeStartup, WarnsAndServes) {
   using Arguments = std::vector<std::string>;
   const std::tuple<std::string, Arguments, Arguments> cases[] = {  // address, more arguments, warnings
-      {"127.0.0.1", {"--directory", "ldap://127.0.0.1:1/"}, {"warning: the directory ldap://127.0.0.1:1/ does not answer"}},
+      {"127.0.0.1", {"--directory", "ldap://127.0.0.1:1/"}, {"the directory ldap://127.0.0.1:1/ does not answer"}},
       {"0.0.0.0", {}, {"shipped team / team and answers on 0.0.0.0", "shipped admin / admin"}},
       {"127.0.0.1", {}, {}},
   };
   for (const auto& [address, more, warnings] : cases) {
     const int port = orbitel::testing::FreePort();
-    std::vector<std::string> args{ORBITEL_BINARY, "serve", "--site", site_, "--listen", address + ":" + std::to_string(port)};
+    Arguments args{ORBITEL_BINARY, "serve", "--site", site_, "--listen", address + ":" + std::to_string(port)};
     args.insert(args.end(), more.begin(), more.end());
     const std::string log = folder_ + "/log" + std::to_string(port);
     std::string why;

@@ -26,19 +26,6 @@ using orbitel::testing::ReadWholeFile;
 using orbitel::testing::RunOrbitel;
 constexpr auto npos = std::string::npos;
 
-// A calendar of appointment number n alone.
-std::string Numbered(int n) {
-  const std::string number = std::to_string(n);
-  return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nUID:item-" + number + "\r\nSUMMARY:Item " + number +
-         "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
-}
-// The names in the store of appointments 0 .. count-1.
-std::multiset<std::string> NamesUpTo(int count) {
-  std::multiset<std::string> names;
-  for (int i = 0; i < count; ++i) names.insert(orbitel::data::ItemNameOf("item-" + std::to_string(i)));
-  return names;
-}
-
 // SQLite's verdict on the domain database of a store root ("ok"), and the database's item names.
 std::pair<std::string, std::multiset<std::string>> Read(const fs::path& root) {
   sqlite3* db = nullptr;
@@ -84,7 +71,7 @@ const char* kTwoEvents =
 TEST_F(StoreCommandTest, CommandsAnswerWithTheirCodeAndMessage) {
   const std::string store = "store --store-root " + root_ + " ", two_events = Write("in.ics", kTwoEvents);
   std::string malformed = kTwoEvents;  // a first event of its own, and line 14 without its colon
-  malformed.replace(malformed.find("UID:one"), 7, "UID:new").replace(malformed.find("SUMMARY:Weekly"), 14, "SUMMARY Weekly");
+  malformed.replace(malformed.find("UID:one"), 7, "UID:new").replace(malformed.find(":Weekly"), 1, " ");
   const std::string bad = Write("bad.ics", malformed);
   Write("full/note", "mine");
   Write("damaged/corp.example.com/store.sqlite", "not a database at all");
@@ -133,14 +120,17 @@ TEST_F(StoreCommandTest, BackupWhileWritingThenRestore) {
   ASSERT_EQ(Store("create-mailbox corp.example.com alice").code, 0);
   std::atomic<int> acknowledged = 0;
   std::atomic<bool> stop = false;
+  std::vector<std::string> names;  // of the appointments written, in order
   std::thread writer([&] {
     auto database = orbitel::data::LocalStoreDatabase::Open(root_, "corp.example.com");
     ASSERT_TRUE(database.ok());
     auto folder = (*database)->FindFolder("alice");
     ASSERT_TRUE(folder.ok() && *folder);
     for (int i = 0; !stop; ++i) {
-      const std::string name = orbitel::data::ItemNameOf("item-" + std::to_string(i));
-      ASSERT_TRUE((*database)->Insert(**folder, name, Numbered(i)).ok());
+      const std::string uid = "item-" + std::to_string(i);
+      names.push_back(orbitel::data::ItemNameOf(uid));
+      ASSERT_TRUE((*database)->Insert(**folder, names.back(), "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:" + uid +
+                                      "\r\nDTSTART:20260101T120000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n").ok());
       acknowledged = i + 1;
     }
   });
@@ -157,8 +147,9 @@ TEST_F(StoreCommandTest, BackupWhileWritingThenRestore) {
   const auto copy = Read(dir_ + "/backup");
   const int copied = static_cast<int>(copy.second.size());
   EXPECT_GE(copied, before);
-  EXPECT_LE(copied, after);
-  EXPECT_EQ(copy, std::pair("ok"s, NamesUpTo(copied))) << "the copy is not one moment of the store";
+  ASSERT_LE(copied, after);
+  EXPECT_EQ(copy, std::pair("ok"s, std::multiset(names.begin(), names.begin() + copied)))
+      << "the copy is not one moment of the store";
   const auto restore = Store("restore " + dir_ + "/backup");
   ASSERT_EQ(restore.code, 0) << restore.err;
   EXPECT_EQ(Read(root_), copy);
