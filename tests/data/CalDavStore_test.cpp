@@ -57,7 +57,7 @@ TEST_F(CalDavStoreTest, FoldersThatCannotBeReachedOrReadFailCleanlyPrefetchedOrN
       {FolderOf("alice") + "has space/", ""},  // not a URL curl takes
       {FolderOf("alice"), "401"},              // with the wrong password
   };
-  // "<number> <state> <description>" of each open; "<number> <rows>" of each folder that opens.
+  // "<number> <state> <message>" of each open; "<number> <rows>" of each folder that opens.
   const auto outcomes = [&folders](bool prefetching) {
     std::vector<FolderQuery> queries;
     for (const auto& [folder, reason] : folders) queries.push_back({folder, PeriodQuery(folder)});

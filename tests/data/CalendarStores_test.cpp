@@ -230,8 +230,8 @@ TEST_P(CalendarStoreTest, SavedAppointmentsReadBackAsTheyWereSet) {
   Fill({{"alice", Calendar("")}});
   const std::string url = FolderOf("alice");
   Appointment timed;
-  timed.Subject = "  Budget\treview ";
-  timed.Location = " Room 7 ";
+  timed.Subject = "Budget\treview  ";  // typed blanks kept at the end, and at the start of the location
+  timed.Location = "  Room 7";
   timed.BusyStatus = "Tentative";
   timed.StartTime = At("2026-11-10T09:00");
   timed.EndTime = At("2026-11-10T10:30");

@@ -80,8 +80,8 @@ TEST(ExpressionParse, ReportsWhereAndWhatWentWrong) {
     auto parsed = ParseExpression(text);
     ASSERT_FALSE(parsed.ok()) << text;
     EXPECT_EQ(parsed.status().number(), errors::kSyntaxError) << text;
-    const std::string& description = parsed.status().description();
-    EXPECT_TRUE(description.starts_with("Syntax error at ") && description.ends_with(error)) << description;
+    const std::string& message = parsed.status().description();
+    EXPECT_TRUE(message.starts_with("Syntax error at ") && message.ends_with(error)) << message;
   }
 }
 
