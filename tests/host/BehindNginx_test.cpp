@@ -6,10 +6,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "ServerProcess.h"
 #include "TempFolder.h"
