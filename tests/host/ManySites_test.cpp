@@ -86,8 +86,11 @@ TEST_F(ManySites, TheIndexLeadsToEachSiteAndNowhereElse) {
 TEST_F(ManySites, EachSiteSignsInAndShowsItsOwnTeam) {
   const std::string north = Visitor("north").SignIn(), south = Visitor("south").SignIn("team", "south");
   EXPECT_TRUE(Visitor("south").SignIn().empty()) << "the north team's password opens the south site";
-  auto north_month = Visitor("north").Get("/CalendarMonth.asp", north);
+  // Asked twice each, the second from the page cache: a kept page is its own site's alone.
+  for (int i = 0; i < 2; ++i) Visitor("north").Get("/CalendarMonth.asp", north);
   auto south_month = Visitor("south").Get("/CalendarMonth.asp", south);
+  south_month = Visitor("south").Get("/CalendarMonth.asp", south);
+  auto north_month = Visitor("north").Get("/CalendarMonth.asp", north);
   ASSERT_EQ(north_month->status, 200);
   ASSERT_EQ(south_month->status, 200);
   EXPECT_NE(north_month->body.find("Alice Walker"), npos);
