@@ -369,9 +369,6 @@ TEST_F(WebServerTest, AKeptPageChangesOnTheNextRequestAfterWhatItShowsChanges) {
 
 TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
   const std::string team = SignIn();
-  struct RealClockAfterwards {
-    ~RealClockAfterwards() { site::FixClockForProcess(std::nullopt); }
-  } real_clock_afterwards;
   // The moment (4 March 2030 and after), the page asked for, and what it shows then.
   const std::tuple<int, int, int, const char*, const char*> moments[] = {
       {4, 23, 59, "/CalendarDay.asp", "March 04, 2030"}, {5, 0, 0, "/CalendarDay.asp", "March 05, 2030"},
@@ -387,6 +384,7 @@ TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
       EXPECT_NE(Get(target, team)->body.find(shows), npos) << target << " at " << day << " " << hour << ":" << minute;
     }
   }
+  site::FixClockForProcess(std::nullopt);
 }
 
 TEST_F(WebServerTest, AKeptPageGoesOnlyToItsOwnSignInLevelWithEachVisitorsOwnToken) {
