@@ -2,7 +2,6 @@
 
 #include "data/AtomicFile.h"
 #include "data/RowsetFile.h"
-#include "runtime/ErrorNumbers.h"
 #include "site/SettingsFields.h"
 #include "site/SiteFiles.h"
 
