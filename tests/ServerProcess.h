@@ -45,10 +45,19 @@ inline std::string ReadWholeFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// Asks the server to stop, and kills it when it has not within five seconds: Radicale now and
+// then lets a SIGTERM pass unheeded, and a test must never wait for it forever.
 inline void StopServer(pid_t& pid) {
   if (pid <= 0) return;
   ::kill(pid, SIGTERM);
-  ::waitpid(pid, nullptr, 0);
+  for (int waited = 0; ::waitpid(pid, nullptr, WNOHANG) == 0; ++waited) {
+    if (waited == 100) {
+      ::kill(pid, SIGKILL);
+      ::waitpid(pid, nullptr, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
   pid = -1;
 }
 
