@@ -1,7 +1,7 @@
 #pragma once
 // A site folder for the team benchmarks: the shipped settings and users file, a directory of
 // 500 people and a local store holding 40 appointments each (BenchAppointments.h), set up on the
-// benchmark's thread (the site state and the clock are per thread) in New York's standard time
+// benchmark's thread (the site state and the services are per thread) in New York's standard time
 // on 5 November 2003, 10:40; removed when it goes.
 
 #include <unistd.h>
@@ -10,19 +10,20 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include "BenchAppointments.h"
-#include "data/ICalendar.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/StoreProvider.h"
-#include "data/StoreUrl.h"
 #include "directory/Directory.h"
+#include "ical/ICalendar.h"
+#include "localstore/LocalStoreDatabase.h"
 #include "runtime/Date.h"
 #include "site/Clock.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/StoreProvider.h"
+#include "store/StoreUrl.h"
 
 namespace orbitel::bench {
 
@@ -43,14 +44,14 @@ class BenchTeamSite {
     for (const char* file : {"OrbitelSettings.xml", "OrbitelUsers.xml"}) fs::copy_file(www / file, folder_ / file);
     std::ofstream(folder_ / "people.ldif") << Ldif();
     const std::string root = (folder_ / "store").string();
-    data::ConfigureStores(data::StoreSettings{root});
     auto directory = directory::OpenDirectory((folder_ / "people.ldif").string());
     if (!directory.ok()) std::abort();
-    site::SetServices({*directory, folder_ / "store"});
+    services_ = site::MakeSiteServices(*directory, data::StoreSettings(root));
+    services_.clock = [] { return *Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60); };
+    bound_.emplace(services_);
     Fill(root);
     site::Site().SitePath = folder_.string() + "/";
     site::KeepTimeZoneForThread({300, -60}, 1);
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
   }
   ~BenchTeamSite() { std::filesystem::remove_all(folder_); }
   BenchTeamSite(const BenchTeamSite&) = delete;
@@ -88,6 +89,8 @@ class BenchTeamSite {
   }
 
   std::filesystem::path folder_;
+  site::SiteServices services_;
+  std::optional<site::UsingServices> bound_;
 };
 
 }  // namespace orbitel::bench

@@ -15,23 +15,24 @@
 #include <string>
 #include <vector>
 
+#include "../tests/RadicaleServer.h"
 #include "BenchAppointments.h"
-#include "../tests/data/RadicaleServer.h"
+#include "caldav/CalDavClient.h"
+#include "caldav/CalDavXml.h"
+#include "caldav/MirrorRefresh.h"
 #include "calendar/CalendarQuery.h"
 #include "calendar/UserCalendar.h"
-#include "data/CalDavClient.h"
-#include "data/CalDavXml.h"
-#include "data/ICalendar.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/MirrorRefresh.h"
-#include "data/StoreProvider.h"
-#include "data/StoreTime.h"
-#include "data/StoreUrl.h"
+#include "ical/ICalendar.h"
+#include "localstore/LocalStoreDatabase.h"
 #include "runtime/Date.h"
 #include "site/Clock.h"
 #include "site/MemoryPageContext.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/StoreProvider.h"
+#include "store/StoreTime.h"
+#include "store/StoreUrl.h"
 
 namespace {
 
@@ -87,7 +88,11 @@ class MirrorTeam {
     site.SitePath = folder_.string() + "/";
     site.SettingsLoaded = true;
     site::KeepTimeZoneForThread({300, -60}, 1);
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
+    mirrored_ = site::MakeSiteServices(nullptr, mirror_stores_);
+    local_ = site::MakeSiteServices(nullptr, data::StoreSettings((folder_ / "local").string()));
+    for (site::SiteServices* services : {&mirrored_, &local_}) {
+      services->clock = [] { return *Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60); };
+    }
     auto context = std::make_shared<site::MemoryPageContext>();
     context->Query("DAY", "1").Query("MONTH", "11").Query("YEAR", "2003").Query("USER", "user0");
     site.PageContext = context;
@@ -114,8 +119,7 @@ class MirrorTeam {
   // The team month, read from the mirror or from the local store; its busy days.
   int TeamMonth(bool mirrored) {
     site::SiteState& site = site::Site();
-    data::StoreSettings local((folder_ / "local").string());
-    const data::UsingStores stores(mirrored ? mirror_stores_ : local);
+    const site::UsingServices stores(mirrored ? mirrored_ : local_);
     site.StoreUrlBase = mirrored ? server_.base_url() + "exchange/"
                                  : "file://./backofficestorage/" + std::string(kDomain) + "/MBX/";
     site.StoreProvider = mirrored ? "MSDAIPP.DSO" : "ExOLEDB.DataSource";
@@ -154,6 +158,8 @@ class MirrorTeam {
   std::vector<std::string> folders_;
   site::UserList users_;
   data::StoreSettings mirror_stores_;
+  site::SiteServices mirrored_;  // the pages read the mirror
+  site::SiteServices local_;     // the pages read the same people on the local store
 };
 
 MirrorTeam& Team() {

@@ -13,22 +13,24 @@
 #include <ctime>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "../tests/RadicaleServer.h"
 #include "BenchAppointments.h"
-#include "../tests/data/RadicaleServer.h"
+#include "caldav/CalDavClient.h"
+#include "caldav/CalDavStore.h"
+#include "caldav/CalDavXml.h"
 #include "calendar/CalendarQuery.h"
 #include "calendar/UserCalendar.h"
-#include "data/CalDavClient.h"
-#include "data/CalDavStore.h"
-#include "data/CalDavXml.h"
-#include "data/StoreProvider.h"
 #include "runtime/Date.h"
 #include "site/Clock.h"
 #include "site/MemoryPageContext.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/StoreProvider.h"
 
 namespace {
 
@@ -77,7 +79,9 @@ class TeamServer {
 
     data::StoreSettings stores;
     stores.credentials = account;
-    data::ConfigureStores(stores);
+    services_ = site::MakeSiteServices(nullptr, stores);
+    services_.clock = [] { return *Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60); };
+    bound_.emplace(services_);
     folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav-bench");
     site::SiteState& site = site::Site();
     site.SitePath = folder_.string() + "/";
@@ -85,7 +89,6 @@ class TeamServer {
     site.StoreUrlBase = base;
     site.StoreProvider = "MSDAIPP.DSO";
     site::KeepTimeZoneForThread({300, -60}, 1);
-    site::FixClockForThread(*Date::FromParts(2003, 11, 5)->AddSeconds(10 * 3600 + 40 * 60));
     auto context = std::make_shared<site::MemoryPageContext>();
     context->Query("DAY", "1").Query("MONTH", "11").Query("YEAR", "2003").Query("USER", "user0");
     site.PageContext = context;
@@ -132,6 +135,8 @@ class TeamServer {
   data::CalDavClient client_{data::StoreCredentials{kUser, kPassword}};
   std::filesystem::path folder_;
   site::UserList users_;
+  site::SiteServices services_;
+  std::optional<site::UsingServices> bound_;
 };
 
 TeamServer& Server() {

@@ -9,9 +9,10 @@
 #include <filesystem>
 #include <string>
 
-#include "data/Connection.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/StoreUrl.h"
+#include "localstore/LocalStore.h"
+#include "localstore/LocalStoreDatabase.h"
+#include "store/Connection.h"
+#include "store/StoreUrl.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ class Store {
     char pattern[] = "/tmp/orbitel-bench-XXXXXX";
     if (mkdtemp(pattern) == nullptr) std::abort();
     root_ = pattern;
-    ConfigureStores(StoreSettings{root_});
+    providers_ = StoreProviders({MakeLocalStoreProvider(root_)});
     Fill(root_, "large.example.com", "big", kLargeItems, kFirstDay, 3 * 365 * 86400LL);
     // The team's items lie in the four months around the queried period.
     const UtcSeconds team_first = kFirstDay + 600 * 86400LL;
@@ -85,8 +86,12 @@ class Store {
   }
   ~Store() { std::filesystem::remove_all(root_); }
 
+  const std::string& root() const { return root_; }
+  const StoreProviders& providers() const { return providers_; }
+
  private:
   std::string root_;
+  StoreProviders providers_;
 };
 
 Store& TheStore() {
@@ -95,7 +100,7 @@ Store& TheStore() {
 }
 
 long RunPeriodQuery(const std::string& folder, const std::string& query) {
-  Connection connection;
+  Connection connection(TheStore().providers());
   connection.Provider = "ExOLEDB.DataSource";
   if (!connection.Open(folder).ok()) std::abort();
   Recordset rows;
@@ -119,7 +124,7 @@ BENCHMARK(BM_LargeMailboxPeriodQuery)->Unit(benchmark::kMicrosecond)->Repetition
 // The store's own share of the period query: reading the candidates out of SQLite.
 void BM_LargeMailboxCandidates(benchmark::State& state) {
   TheStore();
-  auto database = LocalStoreDatabase::Open(StoreConfiguration().store_root, "large.example.com");
+  auto database = LocalStoreDatabase::Open(TheStore().root(), "large.example.com");
   if (!database.ok()) std::abort();
   const auto folder = (*database)->FindFolder("big");
   const std::string url = FolderUrlOf("large.example.com", "big");

@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "FuzzInput.h"
-#include "data/CalDavXml.h"
-#include "data/ICalendar.h"
+#include "caldav/CalDavXml.h"
+#include "ical/ICalendar.h"
 
 using namespace orbitel;
 

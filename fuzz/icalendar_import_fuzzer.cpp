@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "FuzzInput.h"
-#include "data/ICalendar.h"
+#include "ical/ICalendar.h"
 
 using namespace orbitel;
 

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "FuzzInput.h"
-#include "data/Expression.h"
-#include "data/Statement.h"
+#include "query/Expression.h"
+#include "query/Statement.h"
 #include "runtime/Conversions.h"
 #include "runtime/Date.h"
 #include "runtime/Value.h"

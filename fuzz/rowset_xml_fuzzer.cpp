@@ -3,8 +3,8 @@
 #include <string>
 
 #include "FuzzInput.h"
-#include "data/Recordset.h"
-#include "data/RowsetXml.h"
+#include "recordset/Recordset.h"
+#include "recordset/RowsetXml.h"
 
 using namespace orbitel;
 

@@ -1,8 +1,8 @@
 // The options page's writing side: the settings form saved into the settings file, the ticked
 // people into the users file, and the table of people to tick.
 #include "admin/Options.h"
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "site/AccessibleNames.h"
 #include "site/DomainDirectory.h"

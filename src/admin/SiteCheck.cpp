@@ -7,15 +7,15 @@
 #include <filesystem>
 
 #include "admin/Options.h"
-#include "data/Appointment.h"
-#include "data/Connection.h"
-#include "data/StoreProvider.h"
+#include "appointment/Appointment.h"
 #include "directory/Directory.h"
 #include "site/AccessControl.h"
 #include "site/PageContext.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"
+#include "store/Connection.h"
+#include "store/StoreProvider.h"
 
 namespace orbitel::admin {
 
@@ -123,7 +123,7 @@ bool Options::bolCheckXMLFile(const std::string& file_name) {
 
 bool Options::bolExchangeCDO() {
   return Probing([] {
-    data::Appointment appointment;
+    data::Appointment appointment(site::Services().providers);
     appointment.Subject = "Test";
     return true;
   });
@@ -132,7 +132,7 @@ bool Options::bolExchangeCDO() {
 bool Options::bolCheckExchangeServer() {
   return Probing([] {
     const site::SiteState& site = site::Site();
-    auto provider = data::FindProvider(site.StoreProvider);
+    auto provider = site::Services().providers.Find(site.StoreProvider);
     return provider.ok() && (*provider)->ProbeService(site.StoreUrlBase).ok();
   });
 }

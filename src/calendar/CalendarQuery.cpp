@@ -4,13 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "caldav/MirroredFolder.h"
 #include "calendar/AppointmentBlock.h"
 #include "calendar/AppointmentRow.h"
 #include "calendar/SlotFilling.h"
-#include "data/Connection.h"
-#include "data/MirroredFolder.h"
-#include "data/StoreProvider.h"
-#include "data/StoreTime.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/Clock.h"
@@ -19,9 +16,13 @@
 #include "site/ErrorHtml.h"
 #include "site/ErrorLog.h"
 #include "site/HtmlEscape.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
 #include "site/UserList.h"
+#include "store/Connection.h"
+#include "store/StoreProvider.h"
+#include "store/StoreTime.h"
 
 namespace orbitel::calendar {
 
@@ -177,7 +178,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
         site.StoreUrlBase + site::SplitUserEntry(entry, false) + "/calendar/";
     queries.push_back({user_folder, PeriodQuery(period, user_folder, range_start, range_end)});
   }
-  const data::PrefetchScope prefetch(site.StoreProvider, queries);
+  const data::PrefetchScope prefetch(site::Services().providers, site.StoreProvider, queries);
   (void)data::TakeOldestMirrorRead();  // counts this page's calendars alone
 
   int failures = 0;
@@ -190,7 +191,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
     folder = query.folder_url;
     const std::string display_name = site::SplitUserEntry(entry, true);
 
-    data::Connection connection;
+    data::Connection connection(site::Services().providers);
     connection.Provider = site.StoreProvider;
     const Status opened = connection.Open(folder, "", "", -1);
     if (opened.number() == errors::kCannotOpenFolder) {

@@ -1,11 +1,11 @@
 #include "directory/Directory.h"
 
-#include "directory/TrimBlanks.h"
+#include "directory/CredentialsFile.h"
 #include "directory/DirectoryErrors.h"
 #include "directory/DistinguishedName.h"
-#include "directory/CredentialsFile.h"
 #include "directory/LdapDirectory.h"
 #include "directory/LdifDirectory.h"
+#include "directory/TrimBlanks.h"
 #include "runtime/TextCoding.h"
 
 namespace orbitel::directory {

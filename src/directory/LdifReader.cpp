@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "directory/TrimBlanks.h"
 #include "directory/Base64.h"
 #include "directory/DirectoryErrors.h"
+#include "directory/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <random>
 
-#include "data/StoreTime.h"
 #include "runtime/Conversions.h"
+#include "store/StoreTime.h"
 
 namespace orbitel::host {
 namespace {

@@ -8,15 +8,15 @@
 #include <thread>
 #include <vector>
 
-#include "data/CalendarMirror.h"
-#include "data/MirrorRefresher.h"
-#include "data/RowsetFile.h"
-#include "data/StoreProvider.h"
+#include "caldav/CalendarMirror.h"
+#include "caldav/MirrorRefresher.h"
+#include "recordset/RowsetFile.h"
 #include "site/MirrorPlan.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
+#include "store/StoreProvider.h"
 
 namespace orbitel::host {
 
@@ -72,10 +72,11 @@ std::string JsonString(const std::string& text) {
 // yet, or its last refresh failed): their pages ask the server directly. Empty for a site whose
 // calendars are not mirrored.
 std::string CalendarsNotInStep(const std::string& site_path) {
-  if (!data::StoreConfiguration().caldav_mirror) return "";
+  const data::StoreSettings& stores = site::Services().stores;
+  if (!stores.caldav_mirror) return "";
   const data::MirrorRefresher::Plan plan = site::SiteMirrorPlan(site_path);
   if (plan.folder_urls.empty()) return "";
-  auto mirror = data::CalendarMirror::Open(data::StoreConfiguration().store_root);
+  auto mirror = data::CalendarMirror::Open(stores.store_root);
   const std::string& base = site::Site().StoreUrlBase;
   constexpr std::string_view kCalendar = "/calendar/";
   std::string names;
@@ -95,7 +96,7 @@ PartResult StoreAnswers(const std::filesystem::path& site_folder) {
   site::SiteState& site = site::Site();
   site.SitePath = site_folder.string() + "/";
   site::GetSiteVars();
-  auto provider = data::FindProvider(site.StoreProvider);
+  auto provider = site::Services().providers.Find(site.StoreProvider);
   if (!provider.ok() || site.StoreUrlBase.empty()) return {false, "\"reason\":\"not configured\""};
   if (!(*provider)->ProbeService(site.StoreUrlBase).ok()) return {false, "\"reason\":\"does not answer\""};
   return {true, CalendarsNotInStep(site.SitePath)};
@@ -107,9 +108,9 @@ Health CheckHealth(const ServedSite& site) {
   // The parts run on threads of their own, bound to the site's services as a request would be;
   // a part that hangs keeps what it uses alive by itself.
   const std::filesystem::path folder = site.folder;
-  const auto within_site = [services = site.services, stores = site.stores](std::function<PartResult()> check) {
-    return Started([services, stores, check = std::move(check)] {
-      const UsingSite using_site(services, stores);
+  const auto within_site = [services = site.services](std::function<PartResult()> check) {
+    return Started([services, check = std::move(check)] {
+      const site::UsingServices using_site(*services);
       return check();
     });
   };

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "data/LocalStoreDatabase.h"
 #include "directory/LdifDirectory.h"
+#include "localstore/LocalStoreDatabase.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/SiteFiles.h"
@@ -23,7 +23,7 @@ void AppendNumber(std::string& fingerprint, long long number) {
 std::optional<std::string> PageSources::Fingerprint(bool follows_the_clock) {
   const auto* file = dynamic_cast<const directory::LdifDirectory*>(site::Services().directory.get());
   if (site::Services().directory && !file) return std::nullopt;
-  const std::filesystem::path& root = site::Services().store_root;
+  const std::filesystem::path root = site::Services().stores.store_root;
 
   std::string fingerprint;
   std::vector<std::string> domains;

@@ -11,22 +11,22 @@
 #include <tuple>
 #include <thread>
 
-#include "data/AtomicFile.h"
-#include "data/MirrorRefresher.h"
-#include "data/RowsetFile.h"
-#include "data/StoreCredentials.h"
-#include "data/StoreProvider.h"
+#include "caldav/MirrorRefresher.h"
 #include "directory/CredentialsFile.h"
 #include "directory/Directory.h"
 #include "directory/LdifDirectory.h"
 #include "host/DemoSite.h"
 #include "host/WebServer.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "site/MirrorPlan.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
+#include "store/StoreCredentials.h"
+#include "store/StoreProvider.h"
 
 namespace orbitel::host {
 
@@ -110,9 +110,10 @@ std::optional<std::string> ParseOptions(const std::vector<std::string>& args, Se
 }
 
 // Prints who can sign in to the demo site, as its settings file says.
-void PrintDemoSignIn(const fs::path& site_folder, std::ostream& out) {
+void PrintDemoSignIn(const ServedSite& site, std::ostream& out) {
+  const site::UsingServices bound(*site.services);
   site::SiteState& state = site::Site();
-  state.SitePath = site_folder.string() + "/";
+  state.SitePath = site.folder.string() + "/";
   site::GetSiteVars();
   out << "Sign in as " << state.UserUserName << " / " << state.UserPassword << " (the team's pages) or "
       << state.AdminUserName << " / " << state.AdminPassword << " (administrator)\n";
@@ -207,18 +208,17 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
           << " is left out: a site's name may hold only letters, digits, '-', '_' and '.'\n";
       continue;
     }
-    auto services = std::make_shared<site::SiteServices>();
-    services->store_root = site_folder / "store";
-    services->directory = shared_directory;
+    std::shared_ptr<const directory::Directory> directory = shared_directory;
     if (!shared_directory && fs::exists(site_folder / "directory.ldif")) {
-      if (auto problem = OpenSiteDirectory((site_folder / "directory.ldif").string(), "", services->directory, err)) {
+      if (auto problem = OpenSiteDirectory((site_folder / "directory.ldif").string(), "", directory, err)) {
         return Status::Error(1, *problem);
       }
     }
-    auto stores = std::make_shared<data::StoreSettings>(services->store_root.string());
-    stores->credentials = store_credentials;
-    stores->caldav_mirror = true;
-    sites.push_back(ServedSite{name, site_folder, std::move(services), std::move(stores), {}, {}});
+    data::StoreSettings stores((site_folder / "store").string());
+    stores.credentials = store_credentials;
+    stores.caldav_mirror = true;
+    auto services = std::make_shared<site::SiteServices>(site::MakeSiteServices(std::move(directory), std::move(stores)));
+    sites.push_back(ServedSite{name, site_folder, std::move(services), {}, {}});
   }
   if (sites.empty()) {
     return Status::Error(1, "the sites folder " + folder.string() +
@@ -233,16 +233,11 @@ Result<std::vector<ServedSite>> FindSites(const fs::path& folder, const ServeOpt
 std::vector<std::unique_ptr<data::MirrorRefresher>> StartMirrors(const ServerSettings& settings,
                                                                  std::ostream& err) {
   std::vector<std::unique_ptr<data::MirrorRefresher>> mirrors;
-  if (settings.sites.empty()) {
-    mirrors.push_back(std::make_unique<data::MirrorRefresher>(
-        data::StoreConfiguration(),
-        [path = settings.site_folder.string() + "/"] { return site::SiteMirrorPlan(path); }, &err));
-  }
   for (const ServedSite& site : settings.sites) {
     mirrors.push_back(std::make_unique<data::MirrorRefresher>(
-        *site.stores,
-        [services = site.services, stores = site.stores, path = site.folder.string() + "/"] {
-          const UsingSite bound(services, stores);
+        site.services->stores,
+        [services = site.services, path = site.folder.string() + "/"] {
+          const site::UsingServices bound(*services);
           return site::SiteMirrorPlan(path);
         },
         &err));
@@ -349,28 +344,27 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
       return 1;
     }
 
-    site::SiteServices services;
-    services.store_root = options.store_root ? fs::absolute(*options.store_root) : site_folder / "store";
+    std::shared_ptr<const directory::Directory> directory;
     std::string directory_source = options.directory.value_or("");
     if (directory_source.empty() && fs::exists(site_folder / "directory.ldif")) {
       directory_source = (site_folder / "directory.ldif").string();
     }
     if (!directory_source.empty()) {
       auto problem =
-          OpenSiteDirectory(directory_source, options.directory_credentials.value_or(""), services.directory, err);
+          OpenSiteDirectory(directory_source, options.directory_credentials.value_or(""), directory, err);
       if (problem) {
         err << "orbitel serve: " << *problem << "\n";
         return 1;
       }
     }
-    data::StoreSettings stores = data::StoreConfiguration();
+    data::StoreSettings stores(
+        (options.store_root ? fs::absolute(*options.store_root) : site_folder / "store").string());
     stores.credentials = store_credentials;
     stores.caldav_mirror = true;
-    data::ConfigureStores(std::move(stores));
     WarnOfShippedSignIns(site_folder, options, err);
-    site::SetServices(std::move(services));
     RemoveInterruptedSaves(site_folder, err);
-    settings.site_folder = site_folder;
+    auto services = std::make_shared<site::SiteServices>(site::MakeSiteServices(std::move(directory), std::move(stores)));
+    settings.sites.push_back(ServedSite{"", site_folder, std::move(services), {}, {}});
     serving = site_folder.string();
   }
 
@@ -399,7 +393,7 @@ int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std
   const bool ipv6 = options.address.find(':') != std::string::npos;
   out << "Orbitel is serving " << serving << " at http://"
       << (ipv6 ? "[" + options.address + "]" : options.address) << ":" << *port << "/\n";
-  if (demo) PrintDemoSignIn(settings.site_folder, out);
+  if (demo) PrintDemoSignIn(settings.sites.front(), out);
   out << "Press Ctrl+C to stop." << std::endl;
 
   std::thread stopper([&server, stop_signals] {

@@ -6,12 +6,6 @@
 
 namespace orbitel::host {
 
-UsingSite::UsingSite(const std::shared_ptr<const site::SiteServices>& services,
-                     const std::shared_ptr<const data::StoreSettings>& stores) {
-  if (services) services_.emplace(*services);
-  if (stores) stores_.emplace(*stores);
-}
-
 bool IsSiteName(std::string_view name) {
   if (name.empty() || name.front() == '.') return false;
   return std::all_of(name.begin(), name.end(), [](char c) {

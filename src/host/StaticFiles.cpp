@@ -1,6 +1,6 @@
 #include "host/StaticFiles.h"
 
-#include "data/AtomicFile.h"
+#include "recordset/AtomicFile.h"
 
 namespace orbitel::host {
 

@@ -9,14 +9,14 @@
 #include <sstream>
 #include <variant>
 
-#include "data/ICalendar.h"
-#include "data/IsoDate.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/StoreBackup.h"
-#include "data/StoreUrl.h"
 #include "directory/Directory.h"
 #include "host/DemoCalendar.h"
+#include "ical/ICalendar.h"
+#include "localstore/LocalStoreDatabase.h"
+#include "localstore/StoreBackup.h"
 #include "runtime/Conversions.h"
+#include "runtime/IsoDate.h"
+#include "store/StoreUrl.h"
 
 namespace orbitel::host {
 namespace {
@@ -59,7 +59,7 @@ std::optional<Failure> ParseOptions(const std::vector<std::string>& args, Option
     } else if (arg.rfind("--from", 0) == 0 || arg.rfind("--to", 0) == 0) {
       const bool is_from = arg.rfind("--from", 0) == 0;
       auto text = value(is_from ? "--from" : "--to");
-      const auto date = text ? data::ParseIsoDate(*text) : std::nullopt;
+      const auto date = text ? ParseIsoDate(*text) : std::nullopt;
       if (!date || !date->IsMidnight()) {
         return Failure{kMisused, std::string(is_from ? "--from" : "--to") +
                                      " needs a date written YYYY-MM-DD"};

@@ -32,8 +32,8 @@
 #include "host/PageSources.h"
 #include "host/RedirectGuard.h"
 #include "host/RequestPool.h"
-#include "host/SignInThrottle.h"
 #include "host/ScheduleAddresses.h"
+#include "host/SignInThrottle.h"
 #include "host/SitePages.h"
 #include "host/StaticFiles.h"
 #include "host/StatusPages.h"
@@ -438,7 +438,7 @@ struct WebServer::Impl {
         Health health = exchange.site ? CheckHealth(*exchange.site) : CheckHealth(sites);
         return Answer{health.ok ? 200 : 503, std::move(health.json), "application/json", {{"Cache-Control", "no-store"}}};
       }
-      const UsingSite using_site(*exchange.site);
+      const site::UsingServices using_site(*exchange.site->services);
       // A request thread's site state (the site's folder, its settings) belongs to one site: a
       // thread that answers another site than last time starts that site's state afresh.
       thread_local const ServedSite* thread_site = nullptr;
@@ -657,9 +657,8 @@ unsigned ConnectionLimit() {
 
 WebServer::WebServer(ServerSettings settings) : impl_(std::make_unique<Impl>()) {
   impl_->settings = std::move(settings);
-  impl_->many_sites = !impl_->settings.sites.empty();
-  impl_->sites = impl_->many_sites ? std::move(impl_->settings.sites)
-                                   : std::vector<ServedSite>{ServedSite{"", impl_->settings.site_folder, {}, {}, {}, {}}};
+  impl_->sites = std::move(impl_->settings.sites);
+  impl_->many_sites = impl_->sites.size() != 1 || !impl_->sites.front().name.empty();
 }
 
 WebServer::~WebServer() {

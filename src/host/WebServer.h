@@ -23,10 +23,8 @@
 namespace orbitel::host {
 
 struct ServerSettings {
-  // The one site folder, served at "/" with the process's directory and stores ...
-  std::filesystem::path site_folder;
-  // ... or, when this names any, these sites, each at "/<name>/" with its own services, and a
-  // plain index of them at "/".
+  // The sites answered for: one with an empty name, served at "/"; or several, each at
+  // "/<name>/", with a plain index of them at "/".
   std::vector<ServedSite> sites;
   std::string address = "127.0.0.1";
   int port = 8080;  // 0 picks a free port

@@ -1,7 +1,6 @@
 #include "item/CalendarItem.h"
 
 #include "calendar/CalendarQuery.h"
-#include "data/Connection.h"
 #include "item/ItemRequest.h"
 #include "runtime/Conversions.h"
 #include "site/AccessControl.h"
@@ -9,8 +8,10 @@
 #include "site/ErrorHandler.h"
 #include "site/ErrorHtml.h"
 #include "site/PageContext.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/Connection.h"
 
 namespace orbitel::item {
 
@@ -52,7 +53,7 @@ void CalendarItem::OpenCalendar(const std::string& query, const std::string& fol
   // One routine name for every action: the log has always filed them together.
   site::RunLogged("CalendarItem.OpenCalendar - Delete Action", [&]() -> Status {
     site::SiteState& site = site::Site();
-    data::Connection connection;
+    data::Connection connection(site::Services().providers);
     connection.Provider = site.StoreProvider;
     connection.Mode = 3;
     data::Recordset rows;

@@ -1,12 +1,13 @@
 // Adding, changing and deleting an appointment from the posted form.
 #include <stdexcept>
 
-#include "data/Appointment.h"
+#include "appointment/Appointment.h"
 #include "item/CalendarItem.h"
 #include "item/ItemRequest.h"
 #include "runtime/Conversions.h"
 #include "site/ErrorHandler.h"
 #include "site/ErrorHtml.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
 
 namespace orbitel::item {
@@ -67,7 +68,7 @@ std::string CalendarItem::AddCalendarItem() {
   if (!ReadItemForm().ok()) {
     site.ErrorText = BadDatesError();
   } else if (MayWrite(RequestValue("Method") == "New" && !user.empty())) {
-    data::Appointment appointment;
+    data::Appointment appointment(site::Services().providers);
     appointment.Subject = record_.Subject;
     appointment.Location = record_.Location;
     appointment.BusyStatus = record_.BusyStatus;
@@ -103,7 +104,7 @@ std::string CalendarItem::UpdateCalendarItem() {
 
 void CalendarItem::UpdateCalendarItemSub(const std::string& href) {
   site::RunLogged("CalendarItem:UpdateCalendarItemSub", [&]() -> Status {
-    data::Appointment appointment;
+    data::Appointment appointment(site::Services().providers);
     if (Status opened = appointment.DataSource().Open(href); !opened.ok()) return opened;
     if (!FormIsCurrent(appointment.DataSource().etag(), Action::kUpdate)) return Status::Ok();
     appointment.Subject = record_.Subject;

@@ -23,5 +23,6 @@ inline constexpr long kFilterInvalid = 3001;             // arguments of the wro
 inline constexpr long kCannotOpenFolder = -2147217895;
 inline constexpr long kSyntaxError = -2147217900;
 inline constexpr long kPersistedFileInvalid = -2147467259;
+inline constexpr long kItemChanged = -2147217864;  // a replace of an item changed since it was read
 
 }  // namespace orbitel::errors

@@ -1,6 +1,6 @@
 #include "schedule/CalendarFeed.h"
 
-#include "data/IcalSupport.h"
+#include "ical/IcalSupport.h"
 #include "schedule/BusyPeriods.h"
 
 namespace orbitel::schedule {

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "data/Connection.h"
-#include "data/StoreProvider.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/DateHelpers.h"
+#include "site/SiteServices.h"
 #include "site/SiteState.h"
+#include "store/Connection.h"
+#include "store/StoreProvider.h"
 
 namespace orbitel::schedule {
 
@@ -85,12 +86,12 @@ std::vector<Result<std::vector<ScheduleItem>>> ReadCalendars(const std::vector<s
     queries.push_back({folder, PeriodQuery(folder, from, until, with_details)});
   }
   // A store across the network is asked for every calendar at once, as the team pages do.
-  const data::PrefetchScope prefetch(site.StoreProvider, queries);
+  const data::PrefetchScope prefetch(site::Services().providers, site.StoreProvider, queries);
 
   std::vector<Result<std::vector<ScheduleItem>>> calendars;
   calendars.reserve(accounts.size());
   for (const data::FolderQuery& query : queries) {
-    data::Connection connection;
+    data::Connection connection(site::Services().providers);
     connection.Provider = site.StoreProvider;
     Status status = connection.Open(query.folder_url, "", "", -1);
     data::Recordset rows;

@@ -1,7 +1,7 @@
 #include "schedule/FeedSettings.h"
 
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "site/SettingsFields.h"
 #include "site/SiteFiles.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 
 #include "runtime/Conversions.h"
 #include "schedule/BusyPeriods.h"

@@ -1,6 +1,6 @@
 #include "schedule/FreeBusyText.h"
 
-#include "data/IcalSupport.h"
+#include "ical/IcalSupport.h"
 
 namespace orbitel::schedule {
 

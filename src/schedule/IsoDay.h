@@ -6,15 +6,15 @@
 #include <string>
 #include <string_view>
 
-#include "data/IsoDate.h"
+#include "runtime/IsoDate.h"
 
 namespace orbitel::schedule {
 
 inline std::optional<Date> ParseIsoDay(std::string_view text) {
   if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
-  return data::ParseIsoDate(text);
+  return ParseIsoDate(text);
 }
 
-inline std::string IsoDayText(Date day) { return data::FormatIsoDate(day.DatePart()).substr(0, 10); }
+inline std::string IsoDayText(Date day) { return FormatIsoDate(day.DatePart()).substr(0, 10); }
 
 }  // namespace orbitel::schedule

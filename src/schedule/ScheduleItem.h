@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "data/StoreTime.h"
+#include "store/StoreTime.h"
 
 namespace orbitel::schedule {
 

@@ -1,9 +1,6 @@
 #pragma once
-// The present moment as the pages see it. Tests fix it per thread, or for every thread of the
-// process (a server's request threads), so that "today" and "now" are known; otherwise it is
-// the system's local time.
-
-#include <optional>
+// The present moment as the pages see it: the clock of the site's services (a test or
+// benchmark fixes it there), else the system's local time.
 
 #include "runtime/Date.h"
 
@@ -11,11 +8,5 @@ namespace orbitel::site {
 
 Date Now();
 Date Today();
-
-// Fixes (or, with nullopt, releases) the present moment for the calling thread; it wins over
-// the process's.
-void FixClockForThread(std::optional<Date> now);
-// Fixes (or releases) the present moment for every thread.
-void FixClockForProcess(std::optional<Date> now);
 
 }  // namespace orbitel::site

@@ -64,7 +64,7 @@ std::string GetDomainName() {
 std::string GetDomainNameFromMDrive() {
   std::string name;
   RunLogged("AdminStuff.GetDomainNameFromMDrive", [&name] {
-    const std::filesystem::path& root = Services().store_root;
+    const std::filesystem::path root = Services().stores.store_root;
     std::error_code error;
     if (root.empty() || !std::filesystem::is_directory(root, error)) {
       return Status::Error(errors::kPathNotFound, "Path not found");

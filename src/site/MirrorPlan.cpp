@@ -1,6 +1,6 @@
 #include "site/MirrorPlan.h"
 
-#include "data/RowsetFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "site/SiteFiles.h"
 #include "site/SiteSettings.h"

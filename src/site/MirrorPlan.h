@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "data/MirrorRefresher.h"
+#include "caldav/MirrorRefresher.h"
 
 namespace orbitel::site {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "site/SiteFiles.h"
 
 namespace orbitel::site {

@@ -2,12 +2,12 @@
 
 #include <unistd.h>
 
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
+#include "runtime/FileStamp.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
-#include "runtime/FileStamp.h"
 #include "site/SiteFiles.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"

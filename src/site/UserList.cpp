@@ -5,8 +5,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/ErrorHandler.h"

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "admin/Options.h"
-#include "data/AtomicFile.h"
-#include "data/RowsetFile.h"
+#include "recordset/AtomicFile.h"
+#include "recordset/RowsetFile.h"
 #include "runtime/Value.h"
 #include "site/SiteFiles.h"
 #include "site/SiteFixture.h"

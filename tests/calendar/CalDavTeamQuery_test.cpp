@@ -8,16 +8,17 @@
 #include <functional>
 #include <ostream>
 
-#include "data/CalDavStore.h"
-#include "data/MirrorRefresh.h"
-#include "data/RadicaleServer.h"
-#include "data/StoreFixture.h"
-#include "data/StoreTime.h"
+#include "RadicaleServer.h"
+#include "StoreFixture.h"
+#include "caldav/CalDavStore.h"
+#include "caldav/MirrorRefresh.h"
+#include "runtime/ErrorNumbers.h"
 #include "site/Clock.h"
 #include "site/SiteFixture.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/StoreTime.h"
 
 namespace orbitel::calendar {
 namespace {
@@ -92,14 +93,13 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     SiteFixture::SetUp();
     if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
     site::KeepTimeZoneForThread({300, -60}, 1);  // Eastern standard time
-    site::FixClockForThread(kNow);
+    FixClock(kNow);
     data::testing::FillMailboxes((folder_ / "store").string(), "orbitel.demo",
                                  data::testing::CalendarTexts(kCalendars));
   }
   void TearDown() override {
     data::SetCalDavPrefetch(true);
-    data::ConfigureStores(data::StoreSettings{});
-    site::FixClockForThread(std::nullopt);
+    FixClock(std::nullopt);
     site::KeepTimeZoneForThread({}, 0);
     SiteFixture::TearDown();
   }
@@ -119,7 +119,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
     stores.caldav_mirror = store == Store::kMirror;
-    data::ConfigureStores(stores);
+    UseStores(stores);
   }
 
   // One GetUsersCalender round on a fresh error text and log, the store's URL base logged as <base>.
@@ -149,7 +149,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
   data::MirrorRefreshOutcome Refresh(const site::UserList& users, data::MirrorRefreshOptions options = {}) {
     std::vector<std::string> folders;
     for (const std::string& entry : users) folders.push_back(FolderOf(site::SplitUserEntry(entry, false)));
-    return data::RefreshMirror(data::StoreConfiguration(), folders, options, kToday);
+    return data::RefreshMirror(services_.stores, folders, options, kToday);
   }
   std::string FolderOf(const std::string& account) const { return site::Site().StoreUrlBase + account + "/calendar/"; }
 
@@ -253,12 +253,12 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
 
     // Through Orbitel the server is written first, with the version read, and the mirror at once.
     const std::string folder_url = FolderOf(site::SplitUserEntry(person.front(), false));
-    auto folder = (*data::FindProvider("MSDAIPP.DSO"))->OpenFolder(folder_url);
+    auto folder = (*services_.providers.Find("MSDAIPP.DSO"))->OpenFolder(folder_url);
     ASSERT_TRUE(folder.ok()) << folder.status().description();
     auto three = (*folder)->ReadItem(folder_url + "three.ics");
     ASSERT_TRUE(three.ok()) << three.status().description();
     ASSERT_TRUE((*folder)->ReplaceItem(three->href, HourOn("three", 25), three->etag).ok());
-    EXPECT_EQ((*folder)->ReplaceItem(three->href, HourOn("three", 26), three->etag).number(), data::kItemChanged);
+    EXPECT_EQ((*folder)->ReplaceItem(three->href, HourOn("three", 26), three->etag).number(), errors::kItemChanged);
     ASSERT_TRUE((*folder)->CreateItem(HourOn("four", 27)).ok());
     ASSERT_TRUE((*folder)->DeleteItem(folder_url + "one.ics").ok());
     const Outcome written = Run(person, kMonth);
@@ -267,11 +267,11 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
     EXPECT_EQ(Run(person, kMonth), written);
 
     // Not brought in step for two refresh intervals (a minute each), the page says since when.
-    site::FixClockForThread(*kNow.AddSeconds(120));
+    FixClock(*kNow.AddSeconds(120));
     EXPECT_EQ(Run(person, kMonth).error_text, "");
-    site::FixClockForThread(*kNow.AddSeconds(121));
+    FixClock(*kNow.AddSeconds(121));
     EXPECT_EQ(Run(person, kMonth).error_text, CalendarsAsOf(kNow));
-    site::FixClockForThread(kNow);
+    FixClock(kNow);
   }
 }
 
@@ -302,10 +302,10 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
          site::testing::WriteFile(collection / "broken.ics", "BEGIN:VCALENDAR\r\nnonsense\r\n");
        }},
       {"credentials refused",
-       [](bool make) {
-         data::StoreSettings stores = data::StoreConfiguration();
+       [this](bool make) {
+         data::StoreSettings stores = services_.stores;
          stores.credentials = data::StoreCredentials{kUser, make ? "wrong" : kPassword};
-         data::ConfigureStores(stores);
+         UseStores(stores);
        }},
   };
   for (const auto& [name, trouble] : troubles) {
@@ -315,12 +315,12 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
     const Outcome shown = Run(person, kMonth);
     EXPECT_NE(shown.error_text, "");
     // The page shows what it would read straight from the server, as without the mirror.
-    data::StoreSettings straight = data::StoreConfiguration();
+    const data::StoreSettings mirrored = services_.stores;
+    data::StoreSettings straight = mirrored;
     straight.caldav_mirror = false;
-    {
-      const data::UsingStores direct(straight);
-      EXPECT_EQ(shown, Run(person, kMonth));
-    }
+    UseStores(straight);
+    EXPECT_EQ(shown, Run(person, kMonth));
+    UseStores(mirrored);
     trouble(false);
     ASSERT_EQ(Refresh(person).refreshed, 1u);
     EXPECT_EQ(Run(person, kMonth), good);

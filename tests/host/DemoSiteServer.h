@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -21,12 +23,30 @@
 
 namespace orbitel::host {
 
-// One server on a site folder, from construction to destruction.
+// The present moment of a test's server, fixed for all its request threads or left to the system.
+class TestClock {
+ public:
+  void Fix(std::optional<Date> now) {
+    std::lock_guard lock(mutex_);
+    now_ = now;
+  }
+  Date Now() const {
+    std::lock_guard lock(mutex_);
+    return now_.value_or(Date::Now());
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::optional<Date> now_;
+};
+
+// One server on a site folder with these services, from construction to destruction.
 class Served {
  public:
-  explicit Served(const std::filesystem::path& site, std::vector<std::string> trusted_proxies = {})
-      : server_({.site_folder = site, .sites = {}, .port = 0, .threads = 4, .access_log = &access_,
-                 .trusted_proxies = std::move(trusted_proxies)}),
+  Served(const std::filesystem::path& site, std::shared_ptr<const site::SiteServices> services,
+         std::vector<std::string> trusted_proxies = {})
+      : server_({.sites = {ServedSite{"", site, std::move(services), {}, {}}}, .port = 0, .threads = 4,
+                 .access_log = &access_, .trusted_proxies = std::move(trusted_proxies)}),
         port_(server_.Bind().value_or(0)),
         thread_([this] { server_.Serve(); }) {}
   ~Served() { Stop(); }
@@ -57,16 +77,21 @@ class DemoSiteTest : public ::testing::Test, public SiteVisitor {
     ASSERT_TRUE(PrepareDemoSite("www", folder_ / "site", progress).ok()) << progress.str();
     std::ofstream(folder_ / "site" / "directory.ldif", std::ios::app) << more_people;
     const std::string people = (folder_ / "site" / "directory.ldif").string();
-    site::SetServices({directory::OpenDirectory(people).value_or(nullptr), folder_ / "site" / "store"});
-    served_ = std::make_unique<Served>(folder_ / "site");
+    auto services = std::make_shared<site::SiteServices>(site::MakeSiteServices(
+        directory::OpenDirectory(people).value_or(nullptr), data::StoreSettings((folder_ / "site" / "store").string())));
+    services->clock = [] { return clock_.Now(); };
+    services_ = services;
+    served_ = std::make_unique<Served>(folder_ / "site", services_);
   }
   static void TearDownTestSuite() {
     served_.reset();
-    site::SetServices({});
+    services_.reset();
     std::filesystem::remove_all(folder_);
   }
 
   static inline std::filesystem::path folder_;
+  static inline TestClock clock_;
+  static inline std::shared_ptr<const site::SiteServices> services_;
   static inline std::unique_ptr<Served> served_;
 };
 

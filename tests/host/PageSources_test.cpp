@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "TempFolder.h"
-#include "data/LocalStoreDatabase.h"
+#include "localstore/LocalStoreDatabase.h"
 #include "site/SiteServices.h"
 
 namespace orbitel::host {
@@ -20,7 +20,7 @@ TEST(PageSources, FollowTheStoresDomainsMadeLater) {
   const fs::path site = orbitel::testing::MakeTempFolder("orbitel-sources");
   fs::create_directories(site / "templates");
   fs::create_directories(site / "store");
-  const site::SiteServices services{nullptr, site / "store"};
+  const site::SiteServices services = site::MakeSiteServices(nullptr, data::StoreSettings((site / "store").string()));
   const site::UsingServices bound(services);
   PageSources sources(site);
 

@@ -13,9 +13,9 @@
 
 #include "ServerProcess.h"
 #include "TempFolder.h"
-#include "data/LocalStoreDatabase.h"
-#include "data/StoreUrl.h"
 #include "host/RunOrbitel.h"
+#include "localstore/LocalStoreDatabase.h"
+#include "store/StoreUrl.h"
 
 namespace {
 

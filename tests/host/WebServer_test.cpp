@@ -96,7 +96,7 @@ TEST_F(WebServerTest, TheSiteKeyIsPrivateOutlivesARestartAndRotatingItEndsEveryS
   const auto private_key = [&] { return fs::status(site / ".orbitel-session.key").permissions() == fs::perms(0600); };
   EXPECT_TRUE(private_key());
   const std::string cookie = SignIn();
-  EXPECT_EQ(Served(site).Visitor().Get("/CalendarMonth.asp", cookie)->status, 200);
+  EXPECT_EQ(Served(site, services_).Visitor().Get("/CalendarMonth.asp", cookie)->status, 200);
   const auto rotated = orbitel::testing::RunOrbitel("site rotate-key " + site.string(), folder_.string());
   EXPECT_EQ(rotated.code, 0) << rotated.err;
   EXPECT_TRUE(private_key());
@@ -148,7 +148,7 @@ TEST_F(WebServerTest, TheMirrorsSettingsAreSavedOnlyInRange) {
 }
 
 TEST_F(WebServerTest, ATrustedProxyNamesTheVisitorAndTheirHttps) {
-  Served behind_proxy(folder_ / "site", {"127.0.0.1"});
+  Served behind_proxy(folder_ / "site", services_, {"127.0.0.1"});
   const httplib::Headers forwarded = {{"X-Forwarded-For", "203.0.113.9, 127.0.0.1"}, {"X-Forwarded-Proto", "https"}};
   const auto cookie_of = [&](const Served& served, const httplib::Headers& headers) {
     return served.Visitor().Client().Get("/CalendarLogin.asp", headers)->get_header_value("Set-Cookie");
@@ -192,7 +192,7 @@ TEST_F(WebServerTest, TheHealthAddressSaysWhichPartFailsAndABrokenSiteStillSigns
   fs::copy(folder_ / "site" / "templates", broken / "templates", fs::copy_options::recursive);
   fs::remove(broken / "templates" / "default.html");
   std::ofstream(broken / "OrbitelSettings.xml") << "<xml><broken";
-  Served server(broken);
+  Served server(broken, services_);
   const SiteVisitor visitor = server.Visitor();
   EXPECT_NE(visitor.Get("/CalendarLogin.asp")->body.find("cstrPassword"), npos);
   // Nothing about where the site is, in the health report or on the error page.
@@ -379,12 +379,12 @@ TEST_F(WebServerTest, AKeptPageFollowsTheDateAndTheNowPageTheHalfHourItShows) {
       {6, 0, 0, "/CalendarNow.asp", "Wednesday, March 06, 2030"},
   };
   for (const auto& [day, hour, minute, target, shows] : moments) {
-    site::FixClockForProcess(*Date::FromParts(2030, 3, day)->AddSeconds(hour * 3600 + minute * 60));
+    clock_.Fix(*Date::FromParts(2030, 3, day)->AddSeconds(hour * 3600 + minute * 60));
     for (int i = 0; i < 2; ++i) {
       EXPECT_NE(Get(target, team)->body.find(shows), npos) << target << " at " << day << " " << hour << ":" << minute;
     }
   }
-  site::FixClockForProcess(std::nullopt);
+  clock_.Fix(std::nullopt);
 }
 
 TEST_F(WebServerTest, AKeptPageGoesOnlyToItsOwnSignInLevelWithEachVisitorsOwnToken) {

@@ -4,8 +4,8 @@
 
 #include <map>
 
-#include "data/LocalStoreDatabase.h"
 #include "item/CalendarItem.h"
+#include "localstore/LocalStoreDatabase.h"
 #include "site/SiteSettings.h"
 #include "views/ViewFixture.h"
 

@@ -8,9 +8,9 @@
 #include <memory>
 #include <regex>
 
-#include "data/ICalendar.h"
-#include "data/IcalSupport.h"
-#include "data/RadicaleServer.h"
+#include "RadicaleServer.h"
+#include "ical/ICalendar.h"
+#include "ical/IcalSupport.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
@@ -67,7 +67,7 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     if (!startup_error_.empty()) GTEST_FAIL() << startup_error_;
     site::KeepTimeZoneForThread({300, -60}, 1);
     // Monday 8:15: the 45 minutes left before alice's review are too short for an hour.
-    site::FixClockForThread(*Date::FromParts(2003, 11, 10)->AddSeconds(8 * 3600 + 15 * 60));
+    FixClock(*Date::FromParts(2003, 11, 10)->AddSeconds(8 * 3600 + 15 * 60));
     const bool caldav = GetParam();
     std::string settings = site::testing::ReadFile("www/OrbitelSettings.xml");
     const std::string shipped = "ExchangeServerName='' ExchangeViaBackoffice='True'";
@@ -78,14 +78,13 @@ class FindTimeTest : public site::testing::SiteFixture, public ::testing::WithPa
     site::testing::WriteFile(File("OrbitelSettings.xml"), settings);
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
-    data::ConfigureStores(stores);
+    UseStores(stores);
     if (!caldav) data::testing::FillMailboxes(stores.store_root, kDomain, data::testing::CalendarTexts(kCalendars));
     site::GetSiteVars();
     ASSERT_TRUE(site::Site().SettingsLoaded);
   }
   void TearDown() override {
-    data::ConfigureStores(data::StoreSettings{});
-    site::FixClockForThread(std::nullopt);
+    FixClock(std::nullopt);
     site::KeepTimeZoneForThread({}, 0);
     SiteFixture::TearDown();
   }

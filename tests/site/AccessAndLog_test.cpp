@@ -6,11 +6,11 @@
 #include <thread>
 #include <vector>
 
+#include "SiteFixture.h"
 #include "site/AccessControl.h"
 #include "site/Clock.h"
 #include "site/ErrorLog.h"
 #include "site/SiteFiles.h"
-#include "SiteFixture.h"
 
 namespace orbitel::site {
 namespace {
@@ -42,10 +42,10 @@ TEST_F(AccessTest, LevelsAdmitExactSessionValues) {
 class ErrorLogTest : public SiteFixture {};
 
 TEST_F(ErrorLogTest, LineLayoutIsQuotedAndEndsWithCrLf) {
-  FixClockForThread(*Date::FromParts(2003, 3, 5)->AddSeconds(9 * 3600 + 5 * 60 + 59));
+  FixClock(*Date::FromParts(2003, 3, 5)->AddSeconds(9 * 3600 + 5 * 60 + 59));
   WriteErrorLog("AdminStuff.GetSiteVars", "53", "File not found");
   WriteErrorLog("Functions.GetUsersCalender", Status::Error(-2147217895, "Cannot open"), "alice");
-  FixClockForThread(std::nullopt);
+  FixClock(std::nullopt);
   EXPECT_EQ(ErrorLog(),
             "\"3/5/2003 9:05:59 AM, Routine : AdminStuff.GetSiteVars, 53   File not found.  ----  \"\r\n"
             "\"3/5/2003 9:05:59 AM, Routine : Functions.GetUsersCalender, -2147217895   "

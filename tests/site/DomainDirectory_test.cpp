@@ -1,10 +1,10 @@
 // The domain's name and the listing of its people, over real directory files.
 #include <gtest/gtest.h>
 
+#include "SiteFixture.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHtml.h"
 #include "site/SiteSettings.h"
-#include "SiteFixture.h"
 
 namespace orbitel::site {
 namespace {

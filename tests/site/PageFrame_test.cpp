@@ -2,11 +2,11 @@
 // date links and their one-character rule, the shared methods and the page start.
 #include <gtest/gtest.h>
 
+#include "SiteFixture.h"
 #include "runtime/Conversions.h"
 #include "site/Clock.h"
 #include "site/DateNavigation.h"
 #include "site/PageFrame.h"
-#include "SiteFixture.h"
 
 namespace orbitel::site {
 namespace {
@@ -28,10 +28,10 @@ class PageFrameTest : public testing::SiteFixture {
  protected:
   void SetUp() override {
     SiteFixture::SetUp();
-    FixClockForThread(*Day(2003, 12, 1).AddHours(10));  // Monday 1 December 2003
+    FixClock(*Day(2003, 12, 1).AddHours(10));  // Monday 1 December 2003
   }
   void TearDown() override {
-    FixClockForThread(std::nullopt);
+    FixClock(std::nullopt);
     SiteFixture::TearDown();
   }
 

@@ -3,11 +3,11 @@
 
 #include <tuple>
 
-#include "data/RowsetFile.h"
+#include "SiteFixture.h"
+#include "recordset/RowsetFile.h"
 #include "site/DomainDirectory.h"
 #include "site/SiteSettings.h"
 #include "site/UserList.h"
-#include "SiteFixture.h"
 
 namespace orbitel::site {
 namespace {

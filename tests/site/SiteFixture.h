@@ -10,13 +10,15 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "data/RowsetFile.h"
 #include "directory/Directory.h"
+#include "recordset/RowsetFile.h"
 #include "site/MemoryPageContext.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"
@@ -56,25 +58,36 @@ class SiteFixture : public ::testing::Test {
     Site().SitePath = folder_.string() + "/";
     context_ = std::make_shared<MemoryPageContext>();
     Site().PageContext = context_;
+    UseStores(data::StoreSettings((folder_ / "store").string()));
+    bound_.emplace(services_);
     ConnectDirectory("www/directory.ldif");
   }
 
   void TearDown() override {
     Site() = SiteState();
-    SetServices({});
+    bound_.reset();
     std::filesystem::remove_all(folder_);
   }
 
   // Connects a directory file, or none for an empty path (a computer in no domain).
   void ConnectDirectory(const std::string& path) {
-    SiteServices services;
-    services.store_root = folder_ / "store";
-    if (!path.empty()) {
-      auto directory = directory::OpenDirectory(path);
-      ASSERT_TRUE(directory.ok()) << directory.status().description();
-      services.directory = *directory;
-    }
-    SetServices(services);
+    services_.directory = nullptr;
+    if (path.empty()) return;
+    auto directory = directory::OpenDirectory(path);
+    ASSERT_TRUE(directory.ok()) << directory.status().description();
+    services_.directory = *directory;
+  }
+
+  // The stores the site's pages read, with their providers.
+  void UseStores(data::StoreSettings stores) {
+    SiteServices made = MakeSiteServices(nullptr, std::move(stores));
+    services_.stores = std::move(made.stores);
+    services_.providers = std::move(made.providers);
+  }
+
+  // Fixes the present moment the pages see; nullopt: the system's clock again.
+  void FixClock(std::optional<Date> now) {
+    services_.clock = now ? std::function<Date()>([at = *now] { return at; }) : nullptr;
   }
 
   void UseDirectory(const People& people) {
@@ -96,6 +109,8 @@ class SiteFixture : public ::testing::Test {
 
   std::filesystem::path folder_;
   std::shared_ptr<MemoryPageContext> context_;
+  SiteServices services_;
+  std::optional<UsingServices> bound_;  // the services bound to the test's thread
 };
 
 }  // namespace orbitel::site::testing

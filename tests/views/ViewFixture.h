@@ -8,7 +8,7 @@
 #include <regex>
 #include <string>
 
-#include "data/StoreFixture.h"
+#include "StoreFixture.h"
 #include "site/Clock.h"
 #include "site/SiteFixture.h"
 #include "site/TimeZone.h"
@@ -98,20 +98,19 @@ class ViewFixture : public site::testing::SiteFixture {
     setenv("TZ", "America/New_York", 1);  // the zone the store reads floating times in
     tzset();
     store_root_ = (folder_ / "store").string();
-    data::ConfigureStores(data::StoreSettings{store_root_});
     site::KeepTimeZoneForThread({300, -60}, 1);  // Eastern standard time, whatever the season
     SetNow(2003, 11, 5, 10, 40);                  // a Wednesday
     UseDirectory(kTeam);
     for (const auto& person : kTeam) Import(person.first, "");  // only the appointments differ
   }
   void TearDown() override {
-    site::FixClockForThread(std::nullopt);
+    FixClock(std::nullopt);
     site::KeepTimeZoneForThread({}, 0);
     SiteFixture::TearDown();
   }
 
   void SetNow(int y, int m, int d, int hour, int minute) {
-    site::FixClockForThread(*Date::FromParts(y, m, d)->AddSeconds(hour * 3600 + minute * 60));
+    FixClock(*Date::FromParts(y, m, d)->AddSeconds(hour * 3600 + minute * 60));
   }
   // Imports the appointments into the account's mailbox, made when missing.
   void Import(const std::string& account, const std::string& events) {

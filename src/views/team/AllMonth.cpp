@@ -1,8 +1,8 @@
 #include "views/team/AllMonth.h"
 
 #include "calendar/CalendarQuery.h"
-#include "site/Clock.h"
 #include "site/AccessibleNames.h"
+#include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
 #include "site/SiteState.h"

@@ -1,0 +1,208 @@
+#include "caldav/CalendarMirror.h"
+
+#include <filesystem>
+#include <map>
+#include <utility>
+
+#include "ical/ICalendar.h"
+#include "localstore/Sqlite.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+namespace {
+
+// Not a domain a store URL can name, so no site's mail domain shares its folder.
+constexpr char kMirrorDomain[] = ".caldav-mirror";
+
+// Beside the local store's own tables, which keep their schema version: a store database
+// reads the mirror's items as any other.
+constexpr const char* kStateSchema = R"sql(
+CREATE TABLE IF NOT EXISTS mirror_state(
+  folder INTEGER PRIMARY KEY REFERENCES folders(id) ON DELETE CASCADE,
+  sync_token TEXT NOT NULL DEFAULT '',
+  window_start INTEGER NOT NULL DEFAULT 0,
+  window_end INTEGER NOT NULL DEFAULT 0,
+  refreshed_at INTEGER,
+  failure TEXT NOT NULL DEFAULT '');
+)sql";
+
+Status CannotOpen(const std::string& description) {
+  return Status::Error(errors::kCannotOpenFolder, description);
+}
+
+std::string WithSlash(const std::string& url) {
+  return !url.empty() && url.back() == '/' ? url : url + '/';
+}
+
+}  // namespace
+
+std::filesystem::path CalendarMirror::FolderOf(const std::string& store_root) {
+  return std::filesystem::path(LocalStoreDatabase::PathOf(store_root, kMirrorDomain)).parent_path();
+}
+
+Result<std::shared_ptr<CalendarMirror>> CalendarMirror::Open(const std::string& store_root) {
+  if (store_root.empty()) return std::shared_ptr<CalendarMirror>();
+  Result<std::shared_ptr<LocalStoreDatabase>> database =
+      LocalStoreDatabase::Open(store_root, kMirrorDomain);
+  // No file yet is a mirror not refreshed yet; a file that cannot be read is a failure.
+  if (!database.ok()) {
+    if (!std::filesystem::exists(LocalStoreDatabase::PathOf(store_root, kMirrorDomain))) {
+      return std::shared_ptr<CalendarMirror>();
+    }
+    return database.status();
+  }
+  thread_local std::map<std::string, std::shared_ptr<CalendarMirror>> opened;
+  std::shared_ptr<CalendarMirror>& mirror = opened[store_root];
+  if (!mirror || mirror->database_ != *database) {
+    mirror.reset(new CalendarMirror(std::move(database).value()));
+  }
+  return mirror;
+}
+
+Result<std::shared_ptr<CalendarMirror>> CalendarMirror::OpenOrCreate(
+    const std::string& store_root) {
+  if (store_root.empty()) return CannotOpen("The calendar mirror has no store root configured");
+  Result<std::shared_ptr<LocalStoreDatabase>> database =
+      LocalStoreDatabase::OpenOrCreate(store_root, kMirrorDomain);
+  if (!database.ok()) return database.status();
+  std::shared_ptr<CalendarMirror> mirror(new CalendarMirror(std::move(database).value()));
+  if (!sqlite::Execute(mirror->database_->handle(), kStateSchema)) {
+    return mirror->Failure("creating its sync state");
+  }
+  return mirror;
+}
+
+Status CalendarMirror::Failure(const std::string& doing) const {
+  return CannotOpen("The calendar mirror failed while " + doing + ": " +
+                    sqlite3_errmsg(database_->handle()));
+}
+
+Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
+    const std::string& folder_url) {
+  Result<std::optional<LocalStoreDatabase::FolderId>> folder =
+      database_->FindFolder(WithSlash(folder_url));
+  if (!folder.ok()) return folder.status();
+  if (!*folder) return std::optional<Calendar>();
+  if (!find_state_.ok()) {
+    find_state_ = sqlite::Statement(database_->handle(),
+                                    "SELECT sync_token, window_start, window_end, refreshed_at, "
+                                    "failure FROM mirror_state WHERE folder = ?1");
+  }
+  if (!find_state_.ok()) return Failure("reading a calendar's sync state");
+  sqlite::Statement& read = find_state_;
+  read.Reset().Bind(1, **folder);
+  const int step = read.Step();
+  if (step != SQLITE_ROW) {
+    read.Reset();
+    if (step == SQLITE_DONE) return std::optional<Calendar>();
+    return Failure("reading a calendar's sync state");
+  }
+  Calendar calendar;
+  calendar.folder = **folder;
+  calendar.state.sync_token = read.Text(0);
+  calendar.state.window_start = read.Int(1);
+  calendar.state.window_end = read.Int(2);
+  if (!read.IsNull(3)) calendar.state.refreshed_at = read.Int(3);
+  calendar.state.failure = read.Text(4);
+  read.Reset();  // a statement left on its row would hold the file's read snapshot
+  return std::optional<Calendar>(std::move(calendar));
+}
+
+Result<std::map<std::string, std::string>> CalendarMirror::Etags(const std::string& folder_url) {
+  std::map<std::string, std::string> etags;
+  Result<std::optional<LocalStoreDatabase::FolderId>> folder =
+      database_->FindFolder(WithSlash(folder_url));
+  if (!folder.ok()) return folder.status();
+  if (!*folder) return etags;
+  sqlite::Statement read(database_->handle(),
+                         "SELECT displayname, etag FROM items WHERE folder = ?1");
+  if (!read.ok()) return Failure("reading a calendar's etags");
+  read.Bind(1, **folder);
+  int step;
+  while ((step = read.Step()) == SQLITE_ROW) etags[read.Text(0)] = read.Text(1);
+  if (step != SQLITE_DONE) return Failure("reading a calendar's etags");
+  return etags;
+}
+
+namespace {
+
+// Puts one member into the calendar's folder, or removes it when it has no text or lies
+// outside the window.
+Status Store(LocalStoreDatabase& database, LocalStoreDatabase::FolderId folder,
+             const std::string& base, const MirrorState& state, const MirrorItem& item) {
+  if (item.ics.empty()) return database.Remove(folder, item.name).status();
+  const auto not_icalendar = [&](const std::string& why) {
+    return CannotOpen("The calendar store sent the item " + base + item.name +
+                      ", which is not iCalendar: " + why);
+  };
+  Result<std::vector<CalendarItem>> parsed = ParseCalendar(item.ics);
+  if (!parsed.ok()) return not_icalendar(parsed.status().description());
+  if (parsed->size() != 1) return not_icalendar("it holds the events of more than one UID");
+  Result<ItemSummary> summary = SummarizeItem(parsed->front().ics);
+  if (!summary.ok()) return not_icalendar(summary.status().description());
+  const bool inside = summary->span_start <= state.window_end &&
+                      (!summary->span_end || *summary->span_end >= state.window_start);
+  if (!inside) return database.Remove(folder, item.name).status();
+  return database.Put(folder, item.name, parsed->front().ics, item.etag).status();
+}
+
+}  // namespace
+
+Status CalendarMirror::Apply(const std::string& folder_url, const Changes& changes) {
+  const std::string base = WithSlash(folder_url);
+  sqlite::Transaction transaction(database_->handle());
+  if (!transaction.began()) return Failure("bringing a calendar in step");
+  Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(base);
+  if (!folder.ok()) return folder.status();
+  if (changes.full) {
+    if (Result<int> removed = database_->RemoveByUidPrefix(*folder, ""); !removed.ok()) {
+      return removed.status();
+    }
+  }
+  for (const MirrorItem& item : changes.items) {
+    if (Status stored = Store(*database_, *folder, base, changes.state, item); !stored.ok()) {
+      return stored;
+    }
+  }
+  sqlite::Statement write(
+      database_->handle(),
+      "INSERT INTO mirror_state(folder, sync_token, window_start, window_end, refreshed_at, "
+      "failure) VALUES (?1, ?2, ?3, ?4, ?5, '') ON CONFLICT(folder) DO UPDATE SET "
+      "sync_token = ?2, window_start = ?3, window_end = ?4, refreshed_at = ?5, failure = ''");
+  if (!write.ok()) return Failure("writing a calendar's sync state");
+  write.Bind(1, *folder)
+      .Bind(2, changes.state.sync_token)
+      .Bind(3, changes.state.window_start)
+      .Bind(4, changes.state.window_end);
+  if (changes.state.refreshed_at) {
+    write.Bind(5, *changes.state.refreshed_at);
+  } else {
+    write.BindNull(5);
+  }
+  if (write.Step() != SQLITE_DONE || !transaction.Commit()) {
+    return Failure("writing a calendar's sync state");
+  }
+  return Status::Ok();
+}
+
+Status CalendarMirror::RecordFailure(const std::string& folder_url, const std::string& failure) {
+  Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(WithSlash(folder_url));
+  if (!folder.ok()) return folder.status();
+  sqlite::Statement write(database_->handle(),
+                          "INSERT INTO mirror_state(folder, failure) VALUES (?1, ?2) "
+                          "ON CONFLICT(folder) DO UPDATE SET failure = ?2");
+  if (!write.ok()) return Failure("noting a failed refresh");
+  // A failure is never empty, or the calendar would read as in step.
+  write.Bind(1, *folder).Bind(2, failure.empty() ? std::string("unknown") : failure);
+  if (write.Step() != SQLITE_DONE) return Failure("noting a failed refresh");
+  return Status::Ok();
+}
+
+Status CalendarMirror::PutItem(const std::string& folder_url, const MirrorItem& item) {
+  Result<std::optional<Calendar>> calendar = Find(folder_url);
+  if (!calendar.ok()) return calendar.status();
+  if (!*calendar) return Status::Ok();
+  return Store(*database_, (*calendar)->folder, WithSlash(folder_url), (*calendar)->state, item);
+}
+
+}  // namespace orbitel::data

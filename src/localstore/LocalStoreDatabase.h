@@ -1,0 +1,106 @@
+#pragma once
+// One mail domain's database of the local store ("<root>/<domain>/store.sqlite"): its
+// mailboxes, their calendar folders and the items, with the statements the store runs prepared
+// once per connection. Opening never creates a database file (only OpenOrCreate, for the store
+// command, does) and changes one only to bring a store of the first version up to this one. Connections are cached per thread and per file,
+// so a page's period queries reuse an open connection and its prepared statements. An object
+// is used by one thread at a time.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ical/ICalendar.h"
+#include "localstore/Sqlite.h"
+#include "runtime/Status.h"
+#include "store/StoreItem.h"
+#include "store/StoreProvider.h"
+#include "store/StoreTime.h"
+
+namespace orbitel::data {
+
+class LocalStoreDatabase {
+ public:
+  using FolderId = std::int64_t;
+
+  static std::string PathOf(const std::string& store_root, const std::string& domain);
+  // The domain's existing database; errors::kCannotOpenFolder when it is missing, is not a
+  // store database or cannot be read (the file is left as it is).
+  static Result<std::shared_ptr<LocalStoreDatabase>> Open(const std::string& store_root,
+                                                          const std::string& domain);
+  // The domain's database, created with its folder when missing.
+  static Result<std::shared_ptr<LocalStoreDatabase>> OpenOrCreate(const std::string& store_root,
+                                                                  const std::string& domain);
+
+  ~LocalStoreDatabase();
+  LocalStoreDatabase(const LocalStoreDatabase&) = delete;
+  LocalStoreDatabase& operator=(const LocalStoreDatabase&) = delete;
+
+  sqlite3* handle() const { return db_.get(); }
+
+  // How many writes of items and mailboxes the database has seen, whoever made them: a value
+  // read again differs once anything was written. An error for a store of the first version
+  // that could not be brought up to this one.
+  Result<std::int64_t> ChangeCount();
+
+  // The calendar folder of a mailbox (account ignoring case); nullopt when there is none.
+  Result<std::optional<FolderId>> FindFolder(const std::string& account);
+  // The mailbox with its calendar folder, created when missing.
+  Result<FolderId> CreateMailbox(const std::string& account);
+
+  // The period query's candidates: items not recurring with dtstart >= from and dtend <= until,
+  // and the occurrences of recurring items overlapping [from, until]; hrefs under folder_url.
+  // Without with_description, items not recurring leave textdescription empty: few queries
+  // read it, and it is the one long text of the index.
+  Status Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
+                    const std::string& folder_url, std::vector<StoreItem>& out,
+                    bool with_description = true);
+
+  Result<std::optional<ItemSource>> Read(FolderId folder, const std::string& name);
+  bool Exists(FolderId folder, const std::string& name);
+  // Adds an item (the name must be free); returns its tag.
+  Result<std::string> Insert(FolderId folder, const std::string& name, const std::string& ics);
+  // Adds the item or replaces the one of that name, whatever its tag (imports); the item gets
+  // the tag given (a mirror keeps the calendar server's), else a fresh one.
+  Result<std::string> Put(FolderId folder, const std::string& name, const std::string& ics,
+                          const std::string& tag = "");
+  // Replaces the item when its tag is etag; errors::kCannotOpenFolder when it is missing,
+  // errors::kItemChanged when the tag differs.
+  Result<std::string> Replace(FolderId folder, const std::string& name, const std::string& ics,
+                              const std::string& etag);
+  // False when there was no such item.
+  Result<bool> Remove(FolderId folder, const std::string& name);
+  // Removes the items whose UID starts with prefix; returns how many.
+  Result<int> RemoveByUidPrefix(FolderId folder, const std::string& prefix);
+
+  struct StoredItem {
+    std::string name;
+    std::string ics;
+  };
+  // Every item of the folder in start order.
+  Result<std::vector<StoredItem>> All(FolderId folder);
+
+ private:
+  struct Statements;
+  LocalStoreDatabase(sqlite::DatabaseHandle db, std::string path);
+  static Result<std::shared_ptr<LocalStoreDatabase>> Connect(const std::string& path, bool create);
+  Status Prepare();
+  Result<std::string> Write(sqlite::Statement& statement, FolderId folder, const std::string& name,
+                            const std::string& ics, const std::string* etag,
+                            const std::string& new_tag = "");
+  Status Failure(const std::string& doing) const;
+  // Candidates' two reads, in whatever transaction is open.
+  Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
+                        const std::string& folder_url, std::vector<StoreItem>& out,
+                        bool with_description);
+
+  sqlite::DatabaseHandle db_;
+  std::string path_;
+  std::unique_ptr<Statements> statements_;
+  std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
+};
+
+
+}  // namespace orbitel::data

@@ -1,0 +1,41 @@
+#include "store/StoreProvider.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/Conversions.h"
+#include "runtime/ErrorNumbers.h"
+
+namespace orbitel::data {
+
+Result<std::shared_ptr<const StoreProvider>> StoreProviders::Find(std::string_view name) const {
+  for (const auto& provider : providers_) {
+    if (EqualsIgnoringCase(provider->name(), name)) return provider;
+  }
+  return Status::Error(errors::kProviderNotFound,
+                       "Provider cannot be found. It may not be properly installed.");
+}
+
+Result<std::shared_ptr<const StoreProvider>> StoreProviders::ForUrl(std::string_view url) const {
+  for (const auto& provider : providers_) {
+    if (provider->Serves(url)) return provider;
+  }
+  return Status::Error(errors::kCannotOpenFolder,
+                       "No calendar store serves the folder URL " + std::string(url));
+}
+
+PrefetchScope::PrefetchScope(const StoreProviders& providers, std::string_view provider_name,
+                             const std::vector<FolderQuery>& queries) {
+  Result<std::shared_ptr<const StoreProvider>> provider = providers.Find(provider_name);
+  if (!provider.ok()) return;
+  provider_ = std::move(provider).value();
+  provider_->Prefetch(queries);
+}
+
+PrefetchScope::~PrefetchScope() {
+  if (provider_) provider_->DropPrefetched();
+}
+
+}  // namespace orbitel::data
