@@ -73,7 +73,8 @@ class BenchTeamSite {
   static void Fill(const std::string& root) {
     auto database = data::LocalStoreDatabase::OpenOrCreate(root, kDomain);
     if (!database.ok()) std::abort();
-    data::sqlite::Transaction transaction((*database)->handle());
+    auto writes = (*database)->BeginWrites();
+    if (!writes.ok()) std::abort();
     for (int p = 0; p < kPeople; ++p) {
       auto folder = (*database)->CreateMailbox(Account(p));
       if (!folder.ok()) std::abort();
@@ -85,7 +86,7 @@ class BenchTeamSite {
         }
       }
     }
-    if (!transaction.Commit()) std::abort();
+    if (!(*writes)->Commit().ok()) std::abort();
   }
 
   std::filesystem::path folder_;

@@ -58,7 +58,8 @@ void Fill(const std::string& root, const std::string& domain, const std::string&
           int items, UtcSeconds first, UtcSeconds span) {
   auto database = LocalStoreDatabase::OpenOrCreate(root, domain);
   if (!database.ok()) std::abort();
-  sqlite::Transaction transaction((*database)->handle());
+  auto writes = (*database)->BeginWrites();
+  if (!writes.ok()) std::abort();
   auto folder = (*database)->CreateMailbox(account);
   if (!folder.ok()) std::abort();
   for (int i = 0; i < items; ++i) {
@@ -66,7 +67,7 @@ void Fill(const std::string& root, const std::string& domain, const std::string&
     const std::string uid = account + "-" + std::to_string(i);
     if (!(*database)->Put(*folder, ItemNameOf(uid), Item(uid, i, start)).ok()) std::abort();
   }
-  if (!transaction.Commit()) std::abort();
+  if (!(*writes)->Commit().ok()) std::abort();
 }
 
 class Store {

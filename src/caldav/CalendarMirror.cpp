@@ -1,5 +1,7 @@
 #include "caldav/CalendarMirror.h"
 
+#include <sqlite3.h>
+
 #include <filesystem>
 #include <map>
 #include <utility>

@@ -11,7 +11,9 @@
 
 #include "directory/Directory.h"
 #include "host/DemoCalendar.h"
+#include "ical/CalendarImport.h"
 #include "ical/ICalendar.h"
+#include "localstore/LocalStore.h"
 #include "localstore/LocalStoreDatabase.h"
 #include "localstore/StoreBackup.h"
 #include "runtime/Conversions.h"
@@ -26,7 +28,6 @@ using data::UtcSeconds;
 
 constexpr int kFailed = 1;
 constexpr int kMisused = 2;
-constexpr int kProgressEvery = 1000;
 
 struct Options {
   std::string store_root = "./store";
@@ -135,21 +136,16 @@ std::optional<Failure> Import(const Options& options, std::ostream& out, std::os
 
   auto opened = OpenMailbox(options, options.words[1], options.words[2]);
   if (auto* failure = std::get_if<Failure>(&opened)) return *failure;
-  Mailbox& mailbox = std::get<Mailbox>(opened);
-  // All or nothing: the transaction rolls back unless every item went in.
-  data::sqlite::Transaction transaction(mailbox.database->handle());
-  if (!transaction.began()) return Failure{kFailed, "the store database is busy"};
+  // Through the store's folder, as any import: all or nothing.
+  const data::StoreProviders providers({data::MakeLocalStoreProvider(options.store_root)});
+  const std::string url = data::FolderUrlOf(ToLower(options.words[1]), options.words[2]);
+  auto folder = (*providers.ForUrl(url))->OpenFolder(url);
+  if (!folder.ok()) return Failure{kFailed, folder.status().description()};
+  const Status imported = data::ImportItems(**folder, *items, [&err](std::size_t done, std::size_t total) {
+    err << "imported " << done << " of " << total << " items\n";
+  });
+  if (!imported.ok()) return Failure{kFailed, file + ": " + imported.description() + "; nothing imported"};
   const std::size_t total = items->size();
-  std::size_t done = 0;
-  for (const data::CalendarItem& item : *items) {
-    auto tag = mailbox.database->Put(mailbox.folder, data::ItemNameOf(item.uid), item.ics);
-    if (!tag.ok()) {
-      return Failure{kFailed, file + ": item " + item.uid + ": " + tag.status().description() +
-                                  "; nothing imported"};
-    }
-    if (++done % kProgressEvery == 0) err << "imported " << done << " of " << total << " items\n";
-  }
-  if (!transaction.Commit()) return Failure{kFailed, "the import could not be committed"};
   out << "Imported " << total << " item" << (total == 1 ? "" : "s") << " into "
       << data::FolderUrlOf(ToLower(options.words[1]), options.words[2]) << "\n";
   return std::nullopt;
@@ -228,8 +224,8 @@ std::optional<Failure> Demo(const Options& options, std::ostream& out) {
   auto database = LocalStoreDatabase::OpenOrCreate(options.store_root, ToLower(domain));
   if (!database.ok()) return Failure{kFailed, database.status().description()};
 
-  data::sqlite::Transaction transaction((*database)->handle());
-  if (!transaction.began()) return Failure{kFailed, "the store database is busy"};
+  auto writes = (*database)->BeginWrites();
+  if (!writes.ok()) return Failure{kFailed, writes.status().description()};
   const Date today = Date::Today();
   int filled = 0;
   for (const directory::Account& account : *accounts) {
@@ -249,7 +245,7 @@ std::optional<Failure> Demo(const Options& options, std::ostream& out) {
     }
     ++filled;
   }
-  if (!transaction.Commit()) return Failure{kFailed, "the demo fill could not be committed"};
+  if (Status committed = (*writes)->Commit(); !committed.ok()) return Failure{kFailed, committed.description()};
   out << "Filled " << filled << " mailbox" << (filled == 1 ? "" : "es") << " of " << ToLower(domain)
       << " with demo appointments\n";
   return std::nullopt;

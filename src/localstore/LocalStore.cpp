@@ -97,6 +97,12 @@ class LocalStoreFolder final : public StoreFolder {
     return base_ + name;
   }
 
+  Status PutItem(const std::string& uid, const std::string& ics) override {
+    return database_->Put(id_, ItemNameOf(uid), ics).status();
+  }
+
+  Result<std::unique_ptr<StoreWrites>> BeginWrites() override { return database_->BeginWrites(); }
+
   Status ReplaceItem(const std::string& href, const std::string& ics,
                      const std::string& etag) override {
     const auto name = ItemNameIn(base_, href);

@@ -1,5 +1,6 @@
 #include "localstore/LocalStoreDatabase.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -436,6 +437,29 @@ Result<std::string> LocalStoreDatabase::Write(sqlite::Statement& statement, Fold
   statement.Reset();
   if (step != SQLITE_DONE) return Failure("writing an item");
   return tag;
+}
+
+namespace {
+
+class DatabaseWrites final : public StoreWrites {
+ public:
+  explicit DatabaseWrites(sqlite3* db) : transaction_(db) {}
+  bool began() const { return transaction_.began(); }
+  Status Commit() override {
+    if (transaction_.Commit()) return Status::Ok();
+    return CannotOpen("The store's writes could not be committed");
+  }
+
+ private:
+  sqlite::Transaction transaction_;
+};
+
+}  // namespace
+
+Result<std::unique_ptr<StoreWrites>> LocalStoreDatabase::BeginWrites() {
+  auto writes = std::make_unique<DatabaseWrites>(db_.get());
+  if (!writes->began()) return CannotOpen("The store database " + path_ + " is busy");
+  return std::unique_ptr<StoreWrites>(std::move(writes));
 }
 
 Result<std::string> LocalStoreDatabase::Insert(FolderId folder, const std::string& name,

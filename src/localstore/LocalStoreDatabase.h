@@ -38,7 +38,14 @@ class LocalStoreDatabase {
   LocalStoreDatabase(const LocalStoreDatabase&) = delete;
   LocalStoreDatabase& operator=(const LocalStoreDatabase&) = delete;
 
+  // The connection, for the store's own tools that keep tables of their own in the same file
+  // (the CalDAV mirror's state, backups).
   sqlite3* handle() const { return db_.get(); }
+
+  // Begins writes that stand or fall together (StoreWrites), on this connection, which must
+  // outlive them; errors::kCannotOpenFolder when another connection is writing and does not
+  // finish within the busy timeout.
+  Result<std::unique_ptr<StoreWrites>> BeginWrites();
 
   // How many writes of items and mailboxes the database has seen, whoever made them: a value
   // read again differs once anything was written. An error for a store of the first version

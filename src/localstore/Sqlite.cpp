@@ -1,8 +1,14 @@
 #include "localstore/Sqlite.h"
 
+#include <sqlite3.h>
+
 #include <limits>
 
 namespace orbitel::data::sqlite {
+
+void DatabaseClose::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+
+void StatementFinalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
 Statement::Statement(sqlite3* db, std::string_view sql) {
   sqlite3_stmt* prepared = nullptr;
@@ -43,6 +49,10 @@ int Statement::Step() {
   if (bind_error_ != SQLITE_OK) return bind_error_;
   return sqlite3_step(statement_.get());
 }
+
+std::int64_t Statement::Int(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+
+bool Statement::IsNull(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
 
 std::string Statement::Text(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));

@@ -1,9 +1,7 @@
 #pragma once
 // Owning wrappers of SQLite's handles for the local store: a database connection, a prepared
 // statement that resets itself for its next use, and a transaction that rolls back unless it
-// was committed.
-
-#include <sqlite3.h>
+// was committed. SQLite's own header stays with the code that calls it.
 
 #include <cstdint>
 #include <memory>
@@ -12,15 +10,18 @@
 
 #include "runtime/Status.h"
 
+struct sqlite3;
+struct sqlite3_stmt;
+
 namespace orbitel::data::sqlite {
 
 struct DatabaseClose {
-  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+  void operator()(sqlite3* db) const;
 };
 using DatabaseHandle = std::unique_ptr<sqlite3, DatabaseClose>;
 
 struct StatementFinalize {
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  void operator()(sqlite3_stmt* statement) const;
 };
 
 // A statement prepared once and run many times: Bind, then Step until it reports no more
@@ -39,17 +40,15 @@ class Statement {
   // that error, and the statement is not run.
   int Step();
 
-  std::int64_t Int(int column) const { return sqlite3_column_int64(statement_.get(), column); }
-  bool IsNull(int column) const {
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
-  }
+  std::int64_t Int(int column) const;
+  bool IsNull(int column) const;
   std::string Text(int column) const;
 
  private:
   Statement& Bound(int result);
 
   std::unique_ptr<sqlite3_stmt, StatementFinalize> statement_;
-  int bind_error_ = SQLITE_OK;
+  int bind_error_ = 0;  // SQLITE_OK
 };
 
 // BEGIN IMMEDIATE at construction (the write lock is taken at once, so two writers wait for

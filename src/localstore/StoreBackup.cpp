@@ -1,5 +1,7 @@
 #include "localstore/StoreBackup.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <chrono>
 #include <filesystem>

@@ -26,6 +26,14 @@ struct ItemSource {
   std::string etag;
 };
 
+// Writes of one folder that stand or fall together: what is written meanwhile is kept only
+// when Commit succeeds, and undone when the object goes without it.
+class StoreWrites {
+ public:
+  virtual ~StoreWrites() = default;
+  virtual Status Commit() = 0;
+};
+
 class StoreFolder {
  public:
   virtual ~StoreFolder() = default;
@@ -45,6 +53,13 @@ class StoreFolder {
   // Replaces an item when its tag still matches (someone else's change is never overwritten).
   virtual Status ReplaceItem(const std::string& href, const std::string& ics,
                              const std::string& etag) = 0;
+
+  // For imports, which bring whole calendar files into a store that keeps its own items: adds
+  // the item as "<uid>.ics" or replaces the item of that name whatever its version, and begins
+  // writes that stand or fall together. A store that cannot promise that (a calendar server)
+  // refuses both with errors::kCannotOpenFolder.
+  virtual Status PutItem(const std::string& uid, const std::string& ics);
+  virtual Result<std::unique_ptr<StoreWrites>> BeginWrites();
 };
 
 // A folder a request is about to open and the statement it will then run there.

@@ -10,6 +10,14 @@
 
 namespace orbitel::data {
 
+Status StoreFolder::PutItem(const std::string&, const std::string&) {
+  return Status::Error(errors::kCannotOpenFolder, "The folder " + url() + " takes no imports");
+}
+
+Result<std::unique_ptr<StoreWrites>> StoreFolder::BeginWrites() {
+  return Status::Error(errors::kCannotOpenFolder, "The folder " + url() + " takes no imports");
+}
+
 Result<std::shared_ptr<const StoreProvider>> StoreProviders::Find(std::string_view name) const {
   for (const auto& provider : providers_) {
     if (EqualsIgnoringCase(provider->name(), name)) return provider;

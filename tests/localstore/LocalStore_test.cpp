@@ -4,11 +4,14 @@
 #include "localstore/LocalStore.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <fstream>
 
+#include "FailingStore.h"
 #include "ServerProcess.h"
 #include "StoreFixture.h"
+#include "ical/CalendarImport.h"
 #include "localstore/Sqlite.h"
 #include "runtime/ErrorNumbers.h"
 
@@ -51,20 +54,28 @@ TEST_F(LocalStoreTest, CorruptDatabaseIsRefusedAndLeftAsItWas) {
   EXPECT_EQ(orbitel::testing::ReadWholeFile(path), garbage);
 }
 
-// An import writes its items in one transaction: an item that cannot go in leaves nothing.
+// An import writes its items in one transaction: a store that fails part-way leaves the
+// mailbox as it was, the items it held before unchanged.
 TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
-  CreateMailbox(kDomain, "alice");
+  Import(kDomain, "alice", Calendar(Event("kept", "SUMMARY:Before\nDTSTART:20261110T140000Z\n")));
+  const std::string url = FolderUrlOf(kDomain, "alice");
+  auto items = ParseCalendar(Calendar(Event("kept", "SUMMARY:After\nDTSTART:20261111T140000Z\n") +
+                                      Event("new", "SUMMARY:New\nDTSTART:20261112T140000Z\n") +
+                                      Event("third", "SUMMARY:Third\nDTSTART:20261113T140000Z\n")));
+  ASSERT_TRUE(items.ok());
+  const StoreProviders failing({std::make_shared<testing::FailingProvider>(MakeLocalStoreProvider(root_), 3)});
+  auto folder = (*failing.ForUrl(url))->OpenFolder(url);
+  ASSERT_TRUE(folder.ok());
+  const Status imported = ImportItems(**folder, *items);
+  EXPECT_EQ(imported.description(), "item third: the disk is full");
   auto database = LocalStoreDatabase::Open(root_, kDomain);
   ASSERT_TRUE(database.ok());
-  const LocalStoreDatabase::FolderId folder = **(*database)->FindFolder("alice");
-  {
-    sqlite::Transaction transaction((*database)->handle());
-    ASSERT_TRUE(transaction.began());
-    const std::string first = Calendar(Event("first", "SUMMARY:First\nDTSTART:20261110T140000Z\n"));
-    ASSERT_TRUE((*database)->Put(folder, "first.ics", first).ok());
-    EXPECT_FALSE((*database)->Put(folder, "second.ics", Calendar(Event("second", "SUMMARY:No start\n"))).ok());
-  }
-  EXPECT_TRUE((*database)->All(folder)->empty());
+  const auto stored = (*database)->All(**(*database)->FindFolder("alice"));
+  ASSERT_EQ(stored->size(), 1u);
+  EXPECT_NE(stored->front().ics.find("SUMMARY:Before"), std::string::npos);
+  // Once the store takes every item, all of them are in.
+  ASSERT_TRUE(ImportItems(**providers_.ForUrl(url).value()->OpenFolder(url), *items).ok());
+  EXPECT_EQ((*database)->All(**(*database)->FindFolder("alice"))->size(), 3u);
 
   // A value SQLite refuses to bind stops the statement rather than running it without.
   sqlite::Statement statement((*database)->handle(), "SELECT ?1");
