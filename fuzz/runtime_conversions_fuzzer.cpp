@@ -5,6 +5,7 @@
 
 #include "FuzzInput.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 
 using namespace orbitel;
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/IsoDate.h"
+#include "runtime/DateText.h"
 
 namespace orbitel::data::testing {
 

@@ -9,6 +9,7 @@
 #include "calendar/AppointmentRow.h"
 #include "calendar/SlotFilling.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"

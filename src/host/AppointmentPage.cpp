@@ -5,6 +5,7 @@
 
 #include "item/CalendarItem.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"

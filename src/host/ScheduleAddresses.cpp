@@ -5,13 +5,13 @@
 
 #include "host/UrlEncodedForm.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "runtime/Secrets.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarFeed.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FeedSettings.h"
 #include "schedule/FreeBusyText.h"
-#include "schedule/IsoDay.h"
 #include "site/AccessControl.h"
 #include "site/Clock.h"
 #include "site/DomainDirectory.h"
@@ -91,13 +91,13 @@ PlainAnswer AnswerScheduleAddress(const std::filesystem::path& site_folder, std:
   if (freebusy) {
     const std::optional<std::string> start = query.Find("start"), end = query.Find("end");
     if (start) {
-      const std::optional<Date> day = schedule::ParseIsoDay(*start);
+      const std::optional<Date> day = ParseIsoDay(*start);
       if (!day) return Plain(400, "The start \"" + *start + "\" is not a date (YYYY-MM-DD).");
       first = *day;
     }
     last = Plus(first, kFreeBusyDays - 1);
     if (end) {
-      const std::optional<Date> day = schedule::ParseIsoDay(*end);
+      const std::optional<Date> day = ParseIsoDay(*end);
       if (!day) return Plain(400, "The end \"" + *end + "\" is not a date (YYYY-MM-DD).");
       last = *day;
     }

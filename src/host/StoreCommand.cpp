@@ -17,7 +17,7 @@
 #include "localstore/LocalStoreDatabase.h"
 #include "localstore/StoreBackup.h"
 #include "runtime/Conversions.h"
-#include "runtime/IsoDate.h"
+#include "runtime/DateText.h"
 #include "store/StoreUrl.h"
 
 namespace orbitel::host {

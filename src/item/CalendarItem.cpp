@@ -3,6 +3,7 @@
 #include "calendar/CalendarQuery.h"
 #include "item/ItemRequest.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/AccessControl.h"
 #include "site/Clock.h"
 #include "site/ErrorHandler.h"

@@ -4,6 +4,7 @@
 
 #include "item/CalendarItem.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/Clock.h"
 
 namespace orbitel::item {

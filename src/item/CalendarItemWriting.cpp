@@ -5,6 +5,7 @@
 #include "item/CalendarItem.h"
 #include "item/ItemRequest.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/ErrorHandler.h"
 #include "site/ErrorHtml.h"
 #include "site/SiteServices.h"

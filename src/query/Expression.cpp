@@ -9,7 +9,7 @@
 #include "query/QueryLexer.h"
 #include "query/TokenStream.h"
 #include "runtime/Conversions.h"
-#include "runtime/IsoDate.h"
+#include "runtime/DateText.h"
 
 namespace orbitel::data {
 namespace {

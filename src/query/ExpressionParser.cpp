@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "runtime/Conversions.h"
-#include "runtime/IsoDate.h"
+#include "runtime/DateText.h"
 
 namespace orbitel::data {
 namespace {

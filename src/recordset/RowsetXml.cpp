@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <set>
 
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
-#include "runtime/IsoDate.h"
 
 namespace orbitel::data {
 namespace {

@@ -34,24 +34,9 @@ Result<bool> ToBoolean(std::string_view text);
 // -0.25; very large or small magnitudes in the runtime's exponent form (1E+20, 1E-07).
 std::string FormatDouble(double value);
 
-// "3/5/2003": month/day/year without leading zeros.
-std::string FormatShortDate(Date date);
-// "9:05:59 AM": the time of day of a date in the long time form.
-std::string FormatLongTime(Date date);
-// "3/5/2003 9:05:59 AM"; the time is left out at midnight, the date for a time-only value
-// (so the time-only midnight is "12:00:00 AM").
-std::string FormatGeneralDate(Date date);
-// "Wednesday, March 05, 2003".
-std::string FormatLongDate(Date date);
 // "True" / "False".
 std::string FormatBoolean(bool value);
 
-// Text to date as the runtime reads it: "3/5/2003", "3/5/2003 9:30 AM", "2003-03-05",
-// "2003-03-05T09:30:00", "March 5, 2003", "9:30 AM", "9:30:15 PM", "21:30", "12:00 AM"
-// (midnight). A time written as hour, colon and "0", "0.5" or "1" is the hour plus that
-// fraction of an hour ("10:0.5" is 10:30, "10:1" is 11:00): the team now view builds such
-// texts. Anything else is a type mismatch (error 13).
-Result<Date> ParseDate(std::string_view text);
 
 // ASCII case folding, as the runtime's UCase/LCase do for the texts this system compares.
 std::string ToUpper(std::string_view text);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 
 namespace orbitel {
 

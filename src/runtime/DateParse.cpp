@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel {

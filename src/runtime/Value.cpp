@@ -1,6 +1,7 @@
 #include "runtime/Value.h"
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 
 namespace orbitel {
 

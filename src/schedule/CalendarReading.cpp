@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/DateHelpers.h"
 #include "site/SiteServices.h"

@@ -5,12 +5,12 @@
 
 #include "recordset/AtomicFile.h"
 #include "recordset/RowsetFile.h"
+#include "runtime/DateText.h"
 
 #include "runtime/Conversions.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FreeTimeSearch.h"
-#include "schedule/IsoDay.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"

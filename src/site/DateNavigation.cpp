@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/Clock.h"
 #include "site/HtmlEscape.h"
 #include "site/PageContext.h"

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/Clock.h"
 #include "site/SiteFiles.h"
 #include "site/SiteState.h"

@@ -1,6 +1,7 @@
 #include "site/PageFrame.h"
 
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/AccessControl.h"
 #include "site/Clock.h"
 #include "site/DateNavigation.h"

@@ -10,6 +10,7 @@
 #include "StoreFixture.h"
 #include "StoreQueries.h"
 #include "appointment/Appointment.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {

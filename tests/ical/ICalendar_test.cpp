@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "CalendarZone.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {

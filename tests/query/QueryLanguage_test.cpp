@@ -7,8 +7,8 @@
 #include "StoreQueries.h"
 #include "query/Expression.h"
 #include "query/Statement.h"
+#include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
-#include "runtime/IsoDate.h"
 
 namespace orbitel::data {
 namespace {

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "runtime/DateText.h"
 #include "runtime/Value.h"
 
 namespace orbitel {

@@ -2,6 +2,7 @@
 
 #include "calendar/CalendarQuery.h"
 #include "runtime/Conversions.h"
+#include "runtime/DateText.h"
 #include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"

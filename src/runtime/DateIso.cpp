@@ -1,4 +1,4 @@
-#include "runtime/IsoDate.h"
+#include "runtime/DateText.h"
 
 #include <cstdio>
 
@@ -111,5 +111,12 @@ std::string FormatIsoDate(Date date) {
                 date.Day(), date.Hour(), date.Minute(), date.Second());
   return text;
 }
+
+std::optional<Date> ParseIsoDay(std::string_view text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
+  return ParseIsoDate(text);
+}
+
+std::string IsoDayText(Date day) { return FormatIsoDate(day.DatePart()).substr(0, 10); }
 
 }  // namespace orbitel
