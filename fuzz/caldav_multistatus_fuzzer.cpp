@@ -6,6 +6,7 @@
 #include "FuzzInput.h"
 #include "caldav/CalDavXml.h"
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 
 using namespace orbitel;
 

@@ -5,7 +5,7 @@
 
 #include "FuzzInput.h"
 #include "query/Expression.h"
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 #include "runtime/Conversions.h"
 #include "runtime/Date.h"
 #include "runtime/Value.h"

@@ -1,6 +1,7 @@
 #include "appointment/Appointment.h"
 
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 #include "query/DataErrors.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"

@@ -16,6 +16,7 @@
 #include "caldav/CalendarMirror.h"
 #include "caldav/MirroredFolder.h"
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 #include "localstore/LocalStoreDatabase.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 #include "localstore/Sqlite.h"
 #include "runtime/ErrorNumbers.h"
 

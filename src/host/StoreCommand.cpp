@@ -13,6 +13,7 @@
 #include "host/DemoCalendar.h"
 #include "ical/CalendarImport.h"
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 #include "localstore/LocalStore.h"
 #include "localstore/LocalStoreDatabase.h"
 #include "localstore/StoreBackup.h"

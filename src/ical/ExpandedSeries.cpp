@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 
 namespace orbitel::data {
 

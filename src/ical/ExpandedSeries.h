@@ -1,5 +1,5 @@
 #pragma once
-// The occurrences of recurring items over a period as ExpandItem (ICalendar.h) makes them, kept
+// The occurrences of recurring items over a period as ExpandItem (ItemOccurrences.h) makes them, kept
 // for the whole process: the team pages ask for the same series over the same period again
 // and again, and parsing and expanding a series with libical is most of a period query's work.
 // Found by the item's iCalendar text and the period, so an item changed since has another text

@@ -1,12 +1,8 @@
 #pragma once
-// The local store's iCalendar side, on libical: splitting a calendar text into the store's items
-// (the VEVENTs of one UID: the master and its overridden occurrences), reading an item's
-// properties in the store's terms, expanding its occurrences inside a period, and writing an
-// event's properties while keeping every other property the item carries.
-//
-// Times: UTC values as they are; TZID values through the item's VTIMEZONE, else libical's
-// builtin zone of that name; floating values (no zone) and all-day dates are read in the
-// server's local time (TZ), an all-day date being the local midnight that starts it.
+// Calendar texts on libical: split into the store's items (the VEVENTs of one UID: the master
+// and its overridden occurrences), joined again, and an event's properties written while
+// keeping every other property the item carries. Reading an item's properties and occurrences
+// is ItemOccurrences.h.
 
 #include <optional>
 #include <string>
@@ -32,23 +28,6 @@ struct CalendarItem {
 // without a usable DTSTART fails with errors::kSyntaxError, "line N: ...". Other components
 // (to-dos, journal entries) are left out.
 Result<std::vector<CalendarItem>> ParseCalendar(std::string_view text);
-
-// What the store indexes of an item.
-struct ItemSummary {
-  StoreItem master;          // the master's properties and first occurrence; href left empty
-  bool recurring = false;    // an RRULE or RDATE, or overridden occurrences
-  UtcSeconds span_start = 0;               // the earliest start of any occurrence
-  std::optional<UtcSeconds> span_end;      // the latest end; nullopt when it recurs for ever
-};
-// errors::kSyntaxError when the text is not an item ParseCalendar would produce.
-Result<ItemSummary> SummarizeItem(std::string_view ics);
-
-// The occurrences of an item that overlap [from, until], in start order: the item itself when
-// it does not recur; otherwise one per occurrence (overridden ones with their own properties),
-// each with its recurrence id. href and displayname are left for the caller. A series without
-// an end is expanded at most ten years past the later of `from` and its start.
-Result<std::vector<StoreItem>> ExpandItem(std::string_view ics, UtcSeconds from,
-                                          UtcSeconds until);
 
 // One VCALENDAR holding every item's components, each VTIMEZONE once.
 std::string JoinCalendar(const std::vector<std::string>& items);

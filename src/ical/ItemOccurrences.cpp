@@ -1,5 +1,5 @@
-// Reading an item's properties in the store's terms and expanding its recurrences
-// (ICalendar.h: SummarizeItem, ExpandItem).
+#include "ical/ItemOccurrences.h"
+
 #include <strings.h>
 
 #include <algorithm>

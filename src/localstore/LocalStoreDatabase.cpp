@@ -9,6 +9,7 @@
 #include <random>
 
 #include "ical/ExpandedSeries.h"
+#include "ical/ItemOccurrences.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {

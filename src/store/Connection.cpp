@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "query/DataErrors.h"
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 #include "runtime/Conversions.h"
 
 namespace orbitel::data {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "query/Expression.h"
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 #include "recordset/Recordset.h"
 #include "runtime/Date.h"
 #include "runtime/Status.h"

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 #include "recordset/Recordset.h"
 #include "runtime/Status.h"
 #include "store/StoreCredentials.h"

@@ -1,5 +1,6 @@
 // Reading calendar texts into the store's items, and writing events back.
 #include "ical/ICalendar.h"
+#include "ical/ItemOccurrences.h"
 
 #include <gtest/gtest.h>
 

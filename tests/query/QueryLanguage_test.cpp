@@ -6,7 +6,7 @@
 
 #include "StoreQueries.h"
 #include "query/Expression.h"
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 #include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
 

@@ -1,4 +1,4 @@
-#include "query/Statement.h"
+#include "query/SelectStatement.h"
 
 #include <string>
 #include <utility>
