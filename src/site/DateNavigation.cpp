@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "runtime/Conversions.h"
+#include "runtime/TextCoding.h"
 #include "site/Clock.h"
-#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteState.h"
 
