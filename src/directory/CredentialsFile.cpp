@@ -7,9 +7,9 @@
 #include <optional>
 #include <string_view>
 
-#include "directory/Base64.h"
+#include "directory/LdifReader.h"
 #include "directory/DirectoryErrors.h"
-#include "directory/TrimBlanks.h"
+#include "runtime/TrimBlanks.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::directory {
@@ -97,7 +97,7 @@ Result<BindCredentials> ReadCredentialsFile(const std::string& path) {
     }
     if (*slot) return Malformed(path, number, "a second " + std::string(name) + " line");
     if (base64) {
-      std::optional<std::string> decoded = DecodeBase64(value);
+      std::optional<std::string> decoded = DecodeLdifBase64(value);
       if (!decoded) return Malformed(path, number, "the " + std::string(name) + " is not base64");
       *slot = std::move(*decoded);
     } else {
