@@ -4,10 +4,10 @@
 #include "recordset/AtomicFile.h"
 #include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
+#include "runtime/TextCoding.h"
 #include "site/AccessibleNames.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHandler.h"
-#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteFiles.h"
 #include "site/SiteSettings.h"
@@ -106,9 +106,9 @@ std::string Options::PrintUsers() {
       if (!(status = included.SetFilter("Users = '" + account + "'")).ok()) return status;
       const std::string name = site::SplitUserEntry(entry, true);
       html += "<tr><td width=395><div align=\"right\"><font size=\"2\" face=\"Verdana, Arial, Helvetica, "
-              "sans-serif\">" + site::HtmlEscape(name) +
+              "sans-serif\">" + HtmlEscape(name) +
               "</font></div></td><td width=205><div align=\"left\"><input type=checkbox " +
-              (included.IsEOF() ? "" : "checked ") + "value='" + site::HtmlEscape(account) +
+              (included.IsEOF() ? "" : "checked ") + "value='" + HtmlEscape(account) +
               "' name=AddUser" + site::ControlName(name) + "></div></td></tr>";
     }
     return Status::Ok();

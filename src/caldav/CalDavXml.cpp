@@ -122,18 +122,7 @@ Result<std::vector<DavResource>> ParseDocument(std::string_view xml,
   return resources;
 }
 
-std::string EscapeXml(std::string_view text) {
-  std::string escaped;
-  for (char c : text) {
-    switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      default: escaped += c;
-    }
-  }
-  return escaped;
-}
+std::string EscapeXml(std::string_view text) { return EscapeMarkup(text, Markup::kXmlText); }
 
 constexpr char kXmlHead[] = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
 

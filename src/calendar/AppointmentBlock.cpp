@@ -1,9 +1,9 @@
 #include "calendar/AppointmentBlock.h"
 
+#include "runtime/TextCoding.h"
 #include "site/AccessibleNames.h"
 #include "site/DateHelpers.h"
 #include "site/ErrorHandler.h"
-#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteState.h"
 
@@ -60,16 +60,16 @@ void SetCalHoursForPer(UserCalendar& grid, const AppointmentRow& row, Date day, 
     std::string block =
         "<table width=\"100%\" border=\"0\" cellspacing=\"0\" cellpadding=\"0\"><tr><td "
         "width=\"20\" valign=\"top\"><img src=\"images/" +
-        site::HtmlEscape(row.busy_status) +
+        HtmlEscape(row.busy_status) +
         "_pix.gif\" width=\"10\" height=\"10\"" + site::PictureName(StatusName(row.busy_status)) +
         "></td><td width=\"*\"><font face=\"Verdana, "
         "Arial, Helvetica, sans-serif\" color=#000099 size=1>";
     block += time_text;
-    block += "<br><a href=\"CalendarItem.asp?UserName=" + site::HtmlEscape(user) +
+    block += "<br><a href=\"CalendarItem.asp?UserName=" + HtmlEscape(user) +
              "&Name=" + site::UrlEncode(row.display_name) + "\" target=\"_blank\">" +
-             site::HtmlEscape(row.subject) + "</a><br>";
+             HtmlEscape(row.subject) + "</a><br>";
     // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) on "(" + std::string.
-    if (!row.location.empty()) block.append("(").append(site::HtmlEscape(row.location)).append(")");
+    if (!row.location.empty()) block.append("(").append(HtmlEscape(row.location)).append(")");
     block += "<br><hr noShade size=1><br></font></td></tr></table>";
     grid(0, day_index, 0) += block;
     return Status::Ok();

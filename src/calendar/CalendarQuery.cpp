@@ -11,12 +11,12 @@
 #include "runtime/Conversions.h"
 #include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/TextCoding.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
 #include "site/ErrorHtml.h"
 #include "site/ErrorLog.h"
-#include "site/HtmlEscape.h"
 #include "site/SiteServices.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
@@ -145,7 +145,7 @@ std::string CalendarsAsOf(Date local) {
 }
 
 std::string NoAccessError(std::string_view user) {
-  return site::ErrorHtml("Orbitel does not have access to " + site::HtmlEscape(user) +
+  return site::ErrorHtml("Orbitel does not have access to " + HtmlEscape(user) +
                          "'s Exchange calendar. Please <a href=\"help/permissions.html\">enable "
                          "permissions</a> or go to the <a href=\"CalendarOptions.asp\">Calendar "
                          "options</a> and remove this user.");

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "directory/TrimBlanks.h"
+#include "runtime/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {

@@ -1,26 +1,15 @@
 #include "directory/CredentialsFile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
-#include <optional>
-#include <string_view>
 
-#include "directory/Base64.h"
 #include "directory/DirectoryErrors.h"
-#include "directory/TrimBlanks.h"
+#include "directory/LdifReader.h"
+#include "runtime/CredentialsFile.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::directory {
 namespace {
-
-// A credentials file is two short lines; anything much larger is the wrong file.
-constexpr std::size_t kLargestFile = 64 * 1024;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 Status FileError(const std::string& path, int error) {
   if (error == EACCES || error == EPERM) {
@@ -36,79 +25,36 @@ Status FileError(const std::string& path, int error) {
                                                            std::strerror(error));
 }
 
-Status Malformed(const std::string& path, int line, const std::string& why) {
-  std::string where = line > 0 ? " at line " + std::to_string(line) : std::string();
-  return Status::Error(errors::kDirectoryFileMalformed,
-                       "The directory credentials file " + path + " is malformed" + where + ": " +
-                           why);
-}
-
-Result<std::string> ReadWhole(const std::string& path) {
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rbe"));
-  if (!file) return FileError(path, errno);
-  std::string text;
-  char buffer[4096];
-  for (;;) {
-    std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
-    text.append(buffer, count);
-    if (text.size() > kLargestFile) return Malformed(path, 0, "it is far too large");
-    if (count < sizeof buffer) break;
+Status StatusOf(const std::string& path, const CredentialsFault& fault) {
+  std::string why;
+  switch (fault.kind) {
+    case CredentialsFault::kNotFound:
+    case CredentialsFault::kCannotOpen:
+    case CredentialsFault::kCannotRead: return FileError(path, fault.system_error);
+    case CredentialsFault::kTooLarge: why = "it is far too large"; break;
+    case CredentialsFault::kNoColon: why = "expected \"dn: <bind DN>\" or \"password: <password>\""; break;
+    case CredentialsFault::kUnknownName:
+      why = "unknown name \"" + fault.name + "\" (only dn and password belong here)";
+      break;
+    case CredentialsFault::kRepeated: why = "a second " + fault.name + " line"; break;
+    case CredentialsFault::kNotBase64: why = "the " + fault.name + " is not base64"; break;
+    // An empty password would make an unauthenticated bind, which servers take as anonymous.
+    case CredentialsFault::kEmpty: why = "the " + fault.name + " is empty"; break;
+    case CredentialsFault::kMissing:
+      why = fault.name == "dn" ? "there is no \"dn: <bind DN>\" line" : "there is no \"password: <password>\" line";
   }
-  // A folder opens but does not read.
-  if (std::ferror(file.get())) return FileError(path, errno ? errno : EIO);
-  return text;
+  const std::string where = fault.line > 0 ? " at line " + std::to_string(fault.line) : std::string();
+  return Status::Error(errors::kDirectoryFileMalformed,
+                       "The directory credentials file " + path + " is malformed" + where + ": " + why);
 }
 
 }  // namespace
 
 Result<BindCredentials> ReadCredentialsFile(const std::string& path) {
-  Result<std::string> text = ReadWhole(path);
-  if (!text.ok()) return text.status();
-
-  std::optional<std::string> dn;
-  std::optional<std::string> password;
-  std::string_view rest = *text;
-  for (int number = 1; !rest.empty(); ++number) {
-    std::size_t end = rest.find('\n');
-    std::string_view line = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    line = TrimBlanks(line);
-    if (line.empty() || line.front() == '#') continue;
-
-    std::size_t colon = line.find(':');
-    if (colon == std::string_view::npos) {
-      return Malformed(path, number, "expected \"dn: <bind DN>\" or \"password: <password>\"");
-    }
-    std::string_view name = TrimBlanks(line.substr(0, colon));
-    std::string_view value = line.substr(colon + 1);
-    bool base64 = !value.empty() && value.front() == ':';
-    if (base64) value.remove_prefix(1);
-    value = TrimBlanks(value);
-
-    std::optional<std::string>* slot = nullptr;
-    if (EqualsIgnoringCase(name, "dn")) {
-      slot = &dn;
-    } else if (EqualsIgnoringCase(name, "password")) {
-      slot = &password;
-    } else {
-      return Malformed(path, number, "unknown name \"" + std::string(name) +
-                                         "\" (only dn and password belong here)");
-    }
-    if (*slot) return Malformed(path, number, "a second " + std::string(name) + " line");
-    if (base64) {
-      std::optional<std::string> decoded = DecodeBase64(value);
-      if (!decoded) return Malformed(path, number, "the " + std::string(name) + " is not base64");
-      *slot = std::move(*decoded);
-    } else {
-      *slot = std::string(value);
-    }
-    // An empty password would make an unauthenticated bind, which servers take as anonymous.
-    if ((*slot)->empty()) return Malformed(path, number, "the " + std::string(name) + " is empty");
-  }
-  if (!dn) return Malformed(path, 0, "there is no \"dn: <bind DN>\" line");
-  if (!password) return Malformed(path, 0, "there is no \"password: <password>\" line");
-  return BindCredentials{std::move(*dn), std::move(*password)};
+  auto read = ReadCredentials(path, {{"dn", "password"}, DecodeLdifBase64, false});
+  if (const auto* fault = std::get_if<CredentialsFault>(&read)) return StatusOf(path, *fault);
+  auto& values = std::get<std::vector<std::string>>(read);
+  return BindCredentials{std::move(values[0]), std::move(values[1])};
 }
 
 }  // namespace orbitel::directory

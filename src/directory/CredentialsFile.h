@@ -1,14 +1,13 @@
 #pragma once
-// The account the calendar binds to the LDAP server as, kept in a small text file of its own so
-// the password stays off the command line and out of the process list:
+// The account the calendar binds to the LDAP server as, in a credentials file
+// (runtime/CredentialsFile.h):
 //
 //   # the calendar's reader account
 //   dn: CN=Calendar Reader,OU=Service,DC=corp,DC=example
 //   password: s3cret
 //
-// Names are case-insensitive; values lose their surrounding blanks ("dn:: " and "password:: "
-// take base64, as in LDIF, for values that need them). Blank lines and lines starting with '#'
-// are passed over; both lines must be there, once each and not empty.
+// "dn:: " and "password:: " take base64, as in LDIF, for values that need them. Both lines must
+// be there, once each and not empty.
 
 #include <string>
 

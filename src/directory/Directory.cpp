@@ -5,8 +5,8 @@
 #include "directory/DistinguishedName.h"
 #include "directory/LdapDirectory.h"
 #include "directory/LdifDirectory.h"
-#include "directory/TrimBlanks.h"
 #include "runtime/TextCoding.h"
+#include "runtime/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {

@@ -1,7 +1,7 @@
 #include "directory/DistinguishedName.h"
 
-#include "directory/TrimBlanks.h"
 #include "runtime/TextCoding.h"
+#include "runtime/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {

@@ -1,21 +1,34 @@
 #include "directory/LdifReader.h"
 
-#include <optional>
+#include <lber.h>
+#include <ldif.h>
 
-#include "directory/Base64.h"
+#include <algorithm>
+#include <limits>
+#include <utility>
+
 #include "directory/DirectoryErrors.h"
-#include "directory/TrimBlanks.h"
+#include "runtime/TrimBlanks.h"
 
 namespace orbitel::directory {
 namespace {
 
-// One unfolded line and the file line it starts on.
-struct LogicalLine {
-  int line = 0;
+// The lines of one record (up to the next blank line), joined by line breaks as libldap's
+// parser reads them, with the file line each starts on, for messages.
+struct Record {
   std::string text;
-};
+  std::vector<std::pair<std::size_t, int>> starts;  // offset in text, file line
 
-using Record = std::vector<LogicalLine>;
+  void Add(std::string_view line, int number) {
+    if (!text.empty()) text += '\n';
+    starts.emplace_back(text.size(), number);
+    text += line;
+  }
+  int LineAt(std::size_t offset) const {
+    auto after = std::upper_bound(starts.begin(), starts.end(), std::pair(offset, std::numeric_limits<int>::max()));
+    return std::prev(after)->second;
+  }
+};
 
 struct ParsedLine {
   std::string name;
@@ -33,12 +46,12 @@ class Reader {
                              std::to_string(line) + ": " + std::string(why));
   }
 
-  // Unfolds the text and groups its lines into records; comments are dropped.
+  // The text's records in file order, comments left out; blank lines and lines of blanks end
+  // a record.
   Result<std::vector<Record>> Records(std::string_view text) const {
     if (text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);  // byte order mark
     std::vector<Record> records(1);
-    bool continuable = false;  // a previous line on this record that a fold may extend
-    bool in_comment = false;   // ... and it is a comment, so the fold is dropped with it
+    bool in_comment = false;  // the last line was a comment, which a continued line extends
     int number = 0;
     std::size_t position = 0;
     while (position < text.size()) {
@@ -50,65 +63,85 @@ class Reader {
       if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
 
       if (TrimBlanks(line).empty()) {
-        if (!records.back().empty()) records.emplace_back();
-        continuable = in_comment = false;
-      } else if (line.front() == ' ') {
-        if (!continuable) return Malformed(number, "a continued line follows no line");
-        if (!in_comment) records.back().back().text.append(line.substr(1));
-      } else if (line.front() == '#') {
-        continuable = in_comment = true;
+        if (!records.back().text.empty()) records.emplace_back();
+        in_comment = false;
+      } else if (line.front() == '#' || (line.front() == ' ' && in_comment)) {
+        in_comment = true;
+      } else if (line.front() == ' ' && records.back().text.empty()) {
+        return Malformed(number, "a continued line follows no line");
+      } else if (line.find_first_of(std::string_view("\0\r", 2)) != std::string_view::npos) {
+        return Malformed(number, "the line holds a NUL byte or a carriage return");
       } else {
-        records.back().push_back({number, std::string(line)});
-        continuable = true;
+        records.back().Add(line, number);
         in_comment = false;
       }
     }
-    if (records.back().empty()) records.pop_back();
+    if (records.back().text.empty()) records.pop_back();
     return records;
   }
 
-  Result<ParsedLine> Parse(const LogicalLine& line) const {
-    std::string_view text = line.text;
-    std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) return Malformed(line.line, "the line has no colon");
-    ParsedLine parsed;
-    parsed.name = std::string(text.substr(0, colon));
-    if (parsed.name.empty() || parsed.name.find_first_of(" \t") != std::string::npos) {
-      return Malformed(line.line, "\"" + parsed.name + "\" is not an attribute name");
+  // The record's lines as libldap unfolds them, each with the file line it starts on. Folds
+  // stay in a line as carriage returns, which libldap's line parser drops from values.
+  static std::vector<std::pair<std::string, int>> LinesOf(Record& record) {
+    std::vector<std::pair<std::string, int>> lines;
+    char* next = record.text.data();
+    while (char* line = ldif_getline(&next)) {
+      lines.emplace_back(line, record.LineAt(static_cast<std::size_t>(line - record.text.data())));
     }
-    std::string_view rest = text.substr(colon + 1);
-    if (!rest.empty() && rest.front() == ':') {
-      std::optional<std::string> decoded = DecodeBase64(TrimBlanks(rest.substr(1)));
-      if (!decoded) return Malformed(line.line, "the base64 value of " + parsed.name + " is invalid");
-      parsed.value = std::move(*decoded);
-    } else if (!rest.empty() && rest.front() == '<') {
+    return lines;
+  }
+
+  // One unfolded line read by libldap's line parser. The checks before it keep to what this
+  // directory has always refused and read: libldap would take blanks around a name, fetch a
+  // URL value and want base64 padded.
+  Result<ParsedLine> Parse(std::string line, int number) const {
+    const std::string unfolded = Unfolded(line);
+    const std::size_t colon = unfolded.find(':');
+    if (colon == std::string::npos) return Malformed(number, "the line has no colon");
+    ParsedLine parsed;
+    parsed.name = unfolded.substr(0, colon);
+    if (parsed.name.empty() || parsed.name.find_first_of(" \t") != std::string::npos) {
+      return Malformed(number, "\"" + parsed.name + "\" is not an attribute name");
+    }
+    const std::string_view rest = std::string_view(unfolded).substr(colon + 1);
+    if (!rest.empty() && rest.front() == '<') {
       parsed.from_url = true;
+    } else if (!rest.empty() && rest.front() == ':') {
+      std::optional<std::string> decoded = DecodeLdifBase64(TrimBlanks(rest.substr(1)));
+      if (!decoded) return Malformed(number, "the base64 value of " + parsed.name + " is invalid");
+      parsed.value = std::move(*decoded);
     } else {
+      berval name{}, value{};
+      int copied = 0;
+      if (ldif_parse_line2(line.data(), &name, &value, &copied) != 0) {
+        return Malformed(number, "the line has no colon");
+      }
       // Values that really end in blanks come base64-encoded; trailing ones here are editing.
-      parsed.value = std::string(TrimBlanks(rest));
+      parsed.value = std::string(TrimBlanks({value.bv_val, value.bv_len}));
     }
     return parsed;
   }
 
   // The entry a record describes, or nothing for a change record other than an add.
-  Result<std::optional<LdifEntry>> EntryOf(const Record& record) const {
-    Result<ParsedLine> first = Parse(record.front());
+  Result<std::optional<LdifEntry>> EntryOf(const std::vector<std::pair<std::string, int>>& lines) const {
+    Result<ParsedLine> first = Parse(lines.front().first, lines.front().second);
     if (!first.ok()) return first.status();
     if (!EqualsIgnoringCase(first->name, "dn") || first->from_url) {
-      return Malformed(record.front().line, "the entry does not start with a dn");
+      return Malformed(lines.front().second, "the entry does not start with a dn");
     }
     LdifEntry entry;
     entry.dn = first->value;
-    entry.line = record.front().line;
-    for (std::size_t i = 1; i < record.size(); ++i) {
-      if (record[i].text == "-") continue;  // ends a modification; nothing to keep
-      Result<ParsedLine> parsed = Parse(record[i]);
+    entry.line = lines.front().second;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+      const auto& [line, number] = lines[i];
+      if (Unfolded(line) == "-") continue;  // ends a modification; nothing to keep
+      Result<ParsedLine> parsed = Parse(line, number);
       if (!parsed.ok()) return parsed.status();
       if (EqualsIgnoringCase(parsed->name, "changetype")) {
         if (!EqualsIgnoringCase(parsed->value, "add")) return std::optional<LdifEntry>();
         entry.attributes.clear();  // what came before were the change's controls
       } else if (EqualsIgnoringCase(parsed->name, "dn")) {
-        return Malformed(record[i].line, "a second dn in one entry (is a blank line missing?)");
+        return Malformed(number, "a second dn in one entry (is a blank line missing?)");
       } else if (!parsed->from_url) {
         entry.attributes.push_back({std::move(parsed->name), std::move(parsed->value)});
       }
@@ -117,6 +150,12 @@ class Reader {
   }
 
  private:
+  // The line without libldap's fold marks.
+  static std::string Unfolded(std::string line) {
+    line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+    return line;
+  }
+
   std::string_view source_;
 };
 
@@ -144,21 +183,42 @@ bool LdifEntry::Has(std::string_view name) const {
   return false;
 }
 
+std::optional<std::string> DecodeLdifBase64(std::string_view text) {
+  // libldap's decoder wants whole groups of four and reads past padding: padding only at the
+  // end, at most two and only to complete a group, is checked here, and completed when left out.
+  std::size_t padding = 0;
+  while (!text.empty() && text.back() == '=') {
+    text.remove_suffix(1);
+    ++padding;
+  }
+  if (text.find('=') != std::string_view::npos || padding > 2 || text.size() % 4 == 1 ||
+      (padding > 0 && (text.size() + padding) % 4 != 0)) {
+    return std::nullopt;
+  }
+  if (text.empty()) return std::string();
+  std::string line = "value:: " + std::string(text) + std::string((4 - text.size() % 4) % 4, '=');
+  berval name{}, value{};
+  int copied = 0;
+  if (ldif_parse_line2(line.data(), &name, &value, &copied) != 0) return std::nullopt;
+  return std::string(value.bv_val, value.bv_len);
+}
+
 Result<std::vector<LdifEntry>> ReadLdif(std::string_view text, std::string_view source) {
   Reader reader(source);
   Result<std::vector<Record>> records = reader.Records(text);
   if (!records.ok()) return records.status();
 
   std::vector<LdifEntry> entries;
-  for (std::size_t r = 0; r < records->size(); ++r) {
-    Record& record = records.value()[r];
+  bool first = true;
+  for (Record& record : records.value()) {
+    std::vector<std::pair<std::string, int>> lines = Reader::LinesOf(record);
     // "version: 1" heads the file, alone or directly above the first entry.
-    if (r == 0 && !record.empty()) {
-      Result<ParsedLine> first = reader.Parse(record.front());
-      if (first.ok() && EqualsIgnoringCase(first->name, "version")) record.erase(record.begin());
+    if (std::exchange(first, false)) {
+      Result<ParsedLine> version = reader.Parse(lines.front().first, lines.front().second);
+      if (version.ok() && EqualsIgnoringCase(version->name, "version")) lines.erase(lines.begin());
     }
-    if (record.empty()) continue;
-    Result<std::optional<LdifEntry>> entry = reader.EntryOf(record);
+    if (lines.empty()) continue;
+    Result<std::optional<LdifEntry>> entry = reader.EntryOf(lines);
     if (!entry.ok()) return entry.status();
     if (entry->has_value()) entries.push_back(std::move(**entry));
   }

@@ -1,10 +1,14 @@
 #pragma once
-// Reading LDIF content (RFC 2849) into entries: comments, folded lines, "attr: value",
-// "attr:: base64" and "attr:< url" (left out: the directory never fetches), an optional
-// "version: 1", and change records, of which "changetype: add" counts as an entry and the
-// others (modify, delete, moddn) are passed over. Lines holding only blanks separate entries
-// like empty ones, as hand-edited files have them.
+// Reading LDIF content (RFC 2849) into entries with libldap's LDIF parser: comments, folded
+// lines, "attr: value", "attr:: base64" and "attr:< url" (left out: the directory never
+// fetches), an optional "version: 1", and change records, of which "changetype: add" counts as
+// an entry and the others (modify, delete, moddn) are passed over. Lines holding only blanks
+// separate entries like empty ones, as hand-edited files have them; base64 values may leave out
+// their padding, and plain values lose their trailing blanks. A NUL byte or a carriage return
+// inside a line (not before its line break) is malformed: libldap's parser reads a line up to
+// its first NUL and takes carriage returns for the marks of folded lines.
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,5 +37,9 @@ struct LdifEntry {
 // The entries of the text in file order. Text that is not LDIF fails with
 // errors::kDirectoryFileMalformed: "The directory file <source> is malformed at line N: ...".
 Result<std::vector<LdifEntry>> ReadLdif(std::string_view text, std::string_view source);
+
+// The bytes of a value written "attr:: ..." (base64, its padding optional; no blanks), or
+// nothing when it is not base64.
+std::optional<std::string> DecodeLdifBase64(std::string_view text);
 
 }  // namespace orbitel::directory

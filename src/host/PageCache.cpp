@@ -1,6 +1,6 @@
 #include "host/PageCache.h"
 
-#include <random>
+#include "runtime/Secrets.h"
 
 namespace orbitel::host {
 
@@ -49,13 +49,7 @@ std::size_t PageCache::bytes() const {
 }
 
 const std::string& PageCache::TokenPlaceholder() {
-  static const std::string placeholder = [] {
-    std::random_device random;
-    static constexpr char kHex[] = "0123456789abcdef";
-    std::string text = "token-";
-    for (int i = 0; i < 32; ++i) text += kHex[random() & 0xF];
-    return text;
-  }();
+  static const std::string placeholder = "token-" + RandomHex(16);
   return placeholder;
 }
 

@@ -15,6 +15,7 @@
 #include "directory/CredentialsFile.h"
 #include "directory/Directory.h"
 #include "directory/LdifDirectory.h"
+#include "host/CommandLine.h"
 #include "host/DemoSite.h"
 #include "host/WebServer.h"
 #include "recordset/AtomicFile.h"
@@ -63,46 +64,50 @@ bool ParseListen(const std::string& text, ServeOptions& options) {
   return true;
 }
 
-std::optional<std::string> ParseOptions(const std::vector<std::string>& args, ServeOptions& options) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& name = args[i];
-    if (name == "--secure-cookies") {
-      options.secure_cookies = true;
-      continue;
-    }
-    if (i + 1 >= args.size()) return name + " needs a value";
-    const std::string& value = args[++i];
-    if (name == "--site") {
-      options.site = value;
-    } else if (name == "--sites") {
-      options.sites = value;
-    } else if (name == "--listen") {
-      if (!ParseListen(value, options)) return "--listen takes ADDRESS:PORT, e.g. 127.0.0.1:8080";
-    } else if (name == "--threads") {
-      if (value.empty() || value.size() > 4 || value.find_first_not_of("0123456789") != std::string::npos ||
-          std::stoi(value) < 1) {
-        return "--threads takes a number from 1 to 9999";
-      }
-      options.threads = std::stoi(value);
-    } else if (name == "--page-cache") {
-      if (value.empty() || value.size() > 5 || value.find_first_not_of("0123456789") != std::string::npos) {
-        return "--page-cache takes a number of megabytes from 0 to 99999";
-      }
-      options.page_cache_mb = std::stoi(value);
-    } else if (name == "--directory") {
-      options.directory = value;
-    } else if (name == "--directory-credentials") {
-      options.directory_credentials = value;
-    } else if (name == "--store-root") {
-      options.store_root = value;
-    } else if (name == "--store-credentials") {
-      options.store_credentials = value;
-    } else if (name == "--trusted-proxy") {
-      options.trusted_proxies.push_back(value);
-    } else {
-      return "unknown option " + name;
-    }
+// What the command line asks for, or why it cannot be served; help is set by -h and --help.
+std::optional<std::string> ParseOptions(const std::vector<std::string>& args, ServeOptions& options, bool& help) {
+  std::string site, sites, listen, threads, page_cache, directory, directory_credentials, store_root,
+      store_credentials;
+  CommandLine line;
+  line.Flag("-h,--help", help)
+      .Option("--site", site)
+      .Option("--sites", sites)
+      .Option("--listen", listen)
+      .Option("--threads", threads)
+      .Option("--page-cache", page_cache)
+      .Option("--directory", directory)
+      .Option("--directory-credentials", directory_credentials)
+      .Option("--store-root", store_root)
+      .Option("--store-credentials", store_credentials)
+      .Options("--trusted-proxy", options.trusted_proxies)
+      .Flag("--secure-cookies", options.secure_cookies);
+  if (const auto misuse = line.Parse(args)) {
+    if (misuse->kind == CommandLineMisuse::kNoValue) return misuse->text + " needs a value";
+    if (misuse->kind == CommandLineMisuse::kUnknownOption) return "unknown option " + misuse->text;
+    return misuse->text;
   }
+  if (line.Given("--site")) options.site = site;
+  if (line.Given("--sites")) options.sites = sites;
+  if (line.Given("--listen") && !ParseListen(listen, options)) {
+    return "--listen takes ADDRESS:PORT, e.g. 127.0.0.1:8080";
+  }
+  if (line.Given("--threads")) {
+    if (threads.empty() || threads.size() > 4 || threads.find_first_not_of("0123456789") != std::string::npos ||
+        std::stoi(threads) < 1) {
+      return "--threads takes a number from 1 to 9999";
+    }
+    options.threads = std::stoi(threads);
+  }
+  if (line.Given("--page-cache")) {
+    if (page_cache.empty() || page_cache.size() > 5 || page_cache.find_first_not_of("0123456789") != std::string::npos) {
+      return "--page-cache takes a number of megabytes from 0 to 99999";
+    }
+    options.page_cache_mb = std::stoi(page_cache);
+  }
+  if (line.Given("--directory")) options.directory = directory;
+  if (line.Given("--directory-credentials")) options.directory_credentials = directory_credentials;
+  if (line.Given("--store-root")) options.store_root = store_root;
+  if (line.Given("--store-credentials")) options.store_credentials = store_credentials;
   if (options.sites && (options.site || options.store_root)) {
     return "--sites serves each site with its own store: it goes with neither --site nor --store-root";
   }
@@ -276,12 +281,14 @@ void PrintServeUsage(std::ostream& out) {
 }
 
 int RunServeCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  if (!args.empty() && (args[0] == "--help" || args[0] == "-h")) {
+  ServeOptions options;
+  bool help = false;
+  const std::optional<std::string> problem = ParseOptions(args, options, help);
+  if (help) {
     PrintServeUsage(out);
     return 0;
   }
-  ServeOptions options;
-  if (auto problem = ParseOptions(args, options)) {
+  if (problem) {
     err << "orbitel serve: " << *problem << " (orbitel serve --help shows the options)\n";
     return 2;
   }

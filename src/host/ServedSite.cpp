@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "site/HtmlEscape.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::host {
 
@@ -19,7 +19,7 @@ std::string SiteIndexPage(const std::vector<ServedSite>& sites) {
       "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>Orbitel</title></head><body>\n"
       "<h1>Orbitel</h1>\n<p>The team calendars on this server:</p>\n<ul>\n";
   for (const ServedSite& site : sites) {
-    const std::string name = site::HtmlEscape(site.name);
+    const std::string name = HtmlEscape(site.name);
     html += "<li><a href=\"" + name + "/\">" + name + "</a></li>\n";
   }
   return html + "</ul>\n</body></html>\n";

@@ -1,6 +1,6 @@
 #include "host/SharedPage.h"
 
-#include "site/HtmlEscape.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::host {
 
@@ -21,7 +21,7 @@ std::shared_ptr<const SharedPage> SharedPage::Make(std::string_view html, std::s
 }
 
 AnswerBody SharedPage::Body(const std::shared_ptr<const SharedPage>& page, std::string_view token, bool gzip) {
-  const std::string written = site::HtmlEscape(token);
+  const std::string written = HtmlEscape(token);
   AnswerBody body;
   body.keep = page;
   if (!gzip) {

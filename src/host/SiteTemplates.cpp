@@ -8,12 +8,12 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <vector>
 
 #include "runtime/ErrorNumbers.h"
 #include "runtime/FileStamp.h"
-#include "site/HtmlEscape.h"
+#include "runtime/Secrets.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::host {
 
@@ -32,12 +32,7 @@ constexpr std::size_t kLongValueBytes = 16 << 10;
 // is the start, "<", the value's number and ">"; written escaped ("{{x}}") it reads "&lt;" and
 // "&gt;", and the value goes in escaped too.
 const std::string& MarkerStart() {
-  static const std::string start = [] {
-    std::random_device random;
-    std::string text = "\x02";
-    for (int i = 0; i < 16; ++i) text += "0123456789abcdef"[random() & 0xF];
-    return text;
-  }();
+  static const std::string start = "\x02" + RandomHex(8);
   return start;
 }
 
@@ -64,7 +59,7 @@ std::string PutLongValues(const std::string& html, const std::vector<const std::
       page += start;  // not a marker after all
       continue;
     }
-    page += escaped ? site::HtmlEscape(*values[index]) : *values[index];
+    page += escaped ? HtmlEscape(*values[index]) : *values[index];
     at = end + (escaped ? 4 : 1);
   }
   page.append(html, at, std::string::npos);
@@ -155,7 +150,7 @@ Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std
   std::unique_ptr<mustache::mustache>& page = templates.parsed[std::string(name)];
   if (!page) {
     page = std::make_unique<mustache::mustache>(*text->second);
-    page->set_custom_escape([](const std::string& value) { return site::HtmlEscape(value); });
+    page->set_custom_escape([](const std::string& value) { return HtmlEscape(value); });
   }
   if (!page->is_valid()) {
     return Status::Error(errors::kInvalidProcedureCall,

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "directory/Directory.h"
+#include "host/CommandLine.h"
 #include "host/DemoCalendar.h"
 #include "ical/CalendarImport.h"
 #include "ical/ICalendar.h"
@@ -44,34 +45,38 @@ struct Failure {
   std::string message;
 };
 
+// A day of --from or --to: a midnight written YYYY-MM-DD.
+std::optional<Date> MidnightOf(const std::string& text) {
+  const std::optional<Date> date = ParseIsoDate(text);
+  if (!date || !date->IsMidnight()) return std::nullopt;
+  return date;
+}
+
 std::optional<Failure> ParseOptions(const std::vector<std::string>& args, Options& options) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    auto value = [&](const std::string& name) -> std::optional<std::string> {
-      if (arg.rfind(name + "=", 0) == 0) return arg.substr(name.size() + 1);
-      if (arg == name && i + 1 < args.size()) return args[++i];
-      return std::nullopt;
-    };
-    if (arg == "--help" || arg == "-h") {
-      options.help = true;
-    } else if (arg.rfind("--store-root", 0) == 0) {
-      auto root = value("--store-root");
-      if (!root || root->empty()) return Failure{kMisused, "--store-root needs a folder"};
-      options.store_root = *root;
-    } else if (arg.rfind("--from", 0) == 0 || arg.rfind("--to", 0) == 0) {
-      const bool is_from = arg.rfind("--from", 0) == 0;
-      auto text = value(is_from ? "--from" : "--to");
-      const auto date = text ? ParseIsoDate(*text) : std::nullopt;
-      if (!date || !date->IsMidnight()) {
-        return Failure{kMisused, std::string(is_from ? "--from" : "--to") +
-                                     " needs a date written YYYY-MM-DD"};
-      }
-      (is_from ? options.from : options.to) = *date;
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return Failure{kMisused, "unknown option " + arg};
-    } else {
-      options.words.push_back(arg);
+  std::string store_root, from, to;
+  CommandLine line;
+  line.Flag("-h,--help", options.help)
+      .Option("--store-root", store_root)
+      .Option("--from", from)
+      .Option("--to", to)
+      .Words(options.words);
+  if (const auto misuse = line.Parse(args)) {
+    if (misuse->kind == CommandLineMisuse::kUnknownOption) {
+      return Failure{kMisused, "unknown option " + misuse->text};
     }
+    if (misuse->kind == CommandLineMisuse::kOther) return Failure{kMisused, misuse->text};
+    if (misuse->text == "--store-root") return Failure{kMisused, "--store-root needs a folder"};
+    return Failure{kMisused, misuse->text + " needs a date written YYYY-MM-DD"};
+  }
+  if (line.Given("--store-root")) {
+    if (store_root.empty()) return Failure{kMisused, "--store-root needs a folder"};
+    options.store_root = store_root;
+  }
+  if (line.Given("--from") && !(options.from = MidnightOf(from))) {
+    return Failure{kMisused, "--from needs a date written YYYY-MM-DD"};
+  }
+  if (line.Given("--to") && !(options.to = MidnightOf(to))) {
+    return Failure{kMisused, "--to needs a date written YYYY-MM-DD"};
   }
   return std::nullopt;
 }

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/CommandLine.h"
 #include "host/ServeCommand.h"
 #include "host/SiteCommand.h"
 #include "host/StoreCommand.h"
@@ -26,31 +27,38 @@ void PrintUsage(std::ostream& out) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) {
-    std::cerr << "orbitel: a command is needed (orbitel --help lists them)\n";
+  bool help = false, version = false;
+  std::vector<std::string> line;  // the command's name and its own line
+  const auto misuse = orbitel::host::CommandLine()
+                          .Flag("-h,--help", help)
+                          .Flag("--version", version)
+                          .WordsFromTheFirst(line)
+                          .Parse({argv + 1, argv + argc});
+  if (misuse) {
+    std::cerr << "orbitel: unknown command " << misuse->text << " (orbitel --help lists them)\n";
     return 2;
   }
-  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+  if (help || (!line.empty() && line[0] == "help")) {
     PrintUsage(std::cout);
     return 0;
   }
-  if (args[0] == "--version") {
+  if (version) {
     std::cout << "orbitel " << ORBITEL_VERSION << "\n";
     return 0;
   }
-  if (args[0] == "serve") {
+  if (line.empty()) {
+    std::cerr << "orbitel: a command is needed (orbitel --help lists them)\n";
+    return 2;
+  }
+  const std::vector<std::string> args(line.begin() + 1, line.end());
+  if (line[0] == "serve") {
     // Request threads share an allocator arena a core rather than take one each: the server's
     // memory then follows its cores, not its 32 request threads.
     mallopt(M_ARENA_MAX, static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
-    return orbitel::host::RunServeCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
+    return orbitel::host::RunServeCommand(args, std::cout, std::cerr);
   }
-  if (args[0] == "site") {
-    return orbitel::host::RunSiteCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
-  }
-  if (args[0] == "store") {
-    return orbitel::host::RunStoreCommand({args.begin() + 1, args.end()}, std::cout, std::cerr);
-  }
-  std::cerr << "orbitel: unknown command " << args[0] << " (orbitel --help lists them)\n";
+  if (line[0] == "site") return orbitel::host::RunSiteCommand(args, std::cout, std::cerr);
+  if (line[0] == "store") return orbitel::host::RunStoreCommand(args, std::cout, std::cerr);
+  std::cerr << "orbitel: unknown command " << line[0] << " (orbitel --help lists them)\n";
   return 2;
 }

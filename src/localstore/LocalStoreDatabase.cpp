@@ -11,6 +11,7 @@
 #include "ical/ExpandedSeries.h"
 #include "ical/ItemOccurrences.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::data {
 namespace {
@@ -77,14 +78,8 @@ Status CannotOpen(const std::string& description) {
 
 std::string NewTag() {
   thread_local std::mt19937_64 generator{std::random_device{}()};
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::uint64_t bits = generator();
-  std::string tag(16, '0');
-  for (char& c : tag) {
-    c = kHex[bits & 0xf];
-    bits >>= 4;
-  }
-  return tag;
+  const std::uint64_t bits = generator();
+  return HexText({reinterpret_cast<const char*>(&bits), sizeof bits});
 }
 
 struct FileIdentity {

@@ -3,12 +3,12 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <set>
 
 #include "runtime/DateText.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/TextCoding.h"
 
 namespace orbitel::data {
 namespace {
@@ -86,30 +86,8 @@ std::vector<Column> Columns(const std::vector<FieldInfo>& fields) {
   return columns;
 }
 
-// Single-quoted attribute text. Blanks other than the space are written as character
-// references, since a parser turns literal ones into spaces.
-std::string Escaped(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (char c : text) {
-    switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '\'': out += "&apos;"; break;
-      case '"': out += "&quot;"; break;
-      default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          char reference[8];
-          std::snprintf(reference, sizeof reference, "&#x%X;", static_cast<unsigned>(c));
-          out += reference;
-        } else {
-          out += c;
-        }
-    }
-  }
-  return out;
-}
+// Single-quoted attribute text.
+std::string Escaped(std::string_view text) { return EscapeMarkup(text, Markup::kXmlAttribute); }
 
 std::string TextOf(const Value& value) {
   if (const Date* date = value.AsDate()) return FormatIsoDate(*date);

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <vector>
 
+#include "runtime/TextCoding.h"
+
 namespace orbitel {
 
 std::string RandomHex(std::size_t bytes) {
@@ -14,14 +16,7 @@ std::string RandomHex(std::size_t bytes) {
     const ssize_t got = getrandom(buffer.data() + filled, bytes - filled, 0);
     if (got > 0) filled += static_cast<std::size_t>(got);
   }
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(bytes * 2);
-  for (const unsigned char byte : buffer) {
-    text += kHex[byte >> 4];
-    text += kHex[byte & 0x0F];
-  }
-  return text;
+  return HexText({reinterpret_cast<const char*>(buffer.data()), buffer.size()});
 }
 
 bool SameSecret(std::string_view given, std::string_view kept) {

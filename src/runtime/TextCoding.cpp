@@ -1,12 +1,29 @@
 #include "runtime/TextCoding.h"
 
 namespace orbitel {
+namespace {
+
+constexpr char kUpperHex[] = "0123456789ABCDEF";
+constexpr char kLowerHex[] = "0123456789abcdef";
+
+}  // namespace
 
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
+}
+
+std::string HexText(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size() * 2);
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += kLowerHex[byte >> 4];
+    text += kLowerHex[byte & 0x0F];
+  }
+  return text;
 }
 
 std::string PercentDecode(std::string_view text, bool plus_is_space) {
@@ -27,7 +44,6 @@ std::string PercentDecode(std::string_view text, bool plus_is_space) {
 }
 
 std::string PercentEncode(std::string_view text, std::string_view kept, bool space_as_plus) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
   std::string encoded;
   encoded.reserve(text.size() * 3);
   for (const char c : text) {
@@ -39,11 +55,38 @@ std::string PercentEncode(std::string_view text, std::string_view kept, bool spa
       encoded += '+';
     } else {
       encoded += '%';
-      encoded += kHex[byte >> 4];
-      encoded += kHex[byte & 0x0F];
+      encoded += kUpperHex[byte >> 4];
+      encoded += kUpperHex[byte & 0x0F];
     }
   }
   return encoded;
+}
+
+std::string EscapeMarkup(std::string_view text, Markup markup) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '&') {
+      escaped += "&amp;";
+    } else if (c == '<') {
+      escaped += "&lt;";
+    } else if (c == '>') {
+      escaped += "&gt;";
+    } else if (c == '"' && markup != Markup::kXmlText) {
+      escaped += "&quot;";
+    } else if (c == '\'' && markup != Markup::kXmlText) {
+      escaped += markup == Markup::kHtml ? "&#39;" : "&apos;";
+    } else if (byte < 0x20 && markup == Markup::kXmlAttribute) {
+      escaped += "&#x";
+      if (byte >= 0x10) escaped += kUpperHex[byte >> 4];
+      escaped += kUpperHex[byte & 0x0F];
+      escaped += ';';
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
 }
 
 }  // namespace orbitel

@@ -8,6 +8,7 @@
 #include "runtime/DateText.h"
 
 #include "runtime/Conversions.h"
+#include "runtime/TextCoding.h"
 #include "schedule/BusyPeriods.h"
 #include "schedule/CalendarReading.h"
 #include "schedule/FreeTimeSearch.h"
@@ -16,7 +17,6 @@
 #include "site/DateNavigation.h"
 #include "site/DomainDirectory.h"
 #include "site/ErrorHtml.h"
-#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteFiles.h"
 #include "site/SiteSettings.h"
@@ -150,8 +150,8 @@ void FindTime::GenerateFindTime() {
   if (day_end) day_end_ = *day_end;
   length_ = Request("Length");
 
-  if (!from) messages.push_back("The first day \"" + site::HtmlEscape(from_text) + "\" is not a date (year-month-day).");
-  if (!to) messages.push_back("The last day \"" + site::HtmlEscape(to_text) + "\" is not a date (year-month-day).");
+  if (!from) messages.push_back("The first day \"" + HtmlEscape(from_text) + "\" is not a date (year-month-day).");
+  if (!to) messages.push_back("The last day \"" + HtmlEscape(to_text) + "\" is not a date (year-month-day).");
   if (from && to && *to < *from) messages.push_back("The last day is before the first day.");
   if (from && to && to->serial() - from->serial() >= kMaxDays) messages.push_back("The days span more than a year.");
   if (!day_start || !day_end) {
@@ -165,7 +165,7 @@ void FindTime::GenerateFindTime() {
   } else {
     minutes = NumberOf(length_).value_or(0);
     if (minutes <= 0 || minutes > 24 * 60) {
-      messages.push_back("The length \"" + site::HtmlEscape(length_) + "\" is not a number of minutes up to a day.");
+      messages.push_back("The length \"" + HtmlEscape(length_) + "\" is not a number of minutes up to a day.");
     } else if (day_end_ > day_start_ && minutes > (day_end_ - day_start_) * 60) {
       messages.push_back("The length is longer than the working hours of a day.");
     }
@@ -189,7 +189,7 @@ void FindTime::GenerateFindTime() {
         return EqualsIgnoringCase(site::SplitUserEntry(e, false), account);
       });
       if (entry == everyone.end()) {
-        messages.push_back("There is nobody with the account name \"" + site::HtmlEscape(account) + "\".");
+        messages.push_back("There is nobody with the account name \"" + HtmlEscape(account) + "\".");
         continue;
       }
       accounts.push_back(site::SplitUserEntry(*entry, false));
@@ -228,7 +228,7 @@ void FindTime::GenerateFindTime() {
   auto calendars = ReadCalendars(accounts, from_utc, until_utc);
   for (std::size_t i = 0; i < calendars.size(); ++i) {
     if (!calendars[i].ok()) {
-      unread += (unread.empty() ? "" : ", ") + site::HtmlEscape(names[i]);
+      unread += (unread.empty() ? "" : ", ") + HtmlEscape(names[i]);
       continue;
     }
     busy.push_back(MergeBusy(calendars[i].value(), from_utc, until_utc));
@@ -268,8 +268,8 @@ std::string FindTime::PrintPeople() const {
     const std::string account = site::SplitUserEntry(entry, false);
     const bool ticked = std::any_of(picked_.begin(), picked_.end(),
                                     [&account](const std::string& a) { return EqualsIgnoringCase(a, account); });
-    html += "<label><input type=\"checkbox\" name=\"People\" value=\"" + site::HtmlEscape(account) + "\"" +
-            (ticked ? " checked" : "") + "> " + site::HtmlEscape(site::SplitUserEntry(entry, true)) + "</label>";
+    html += "<label><input type=\"checkbox\" name=\"People\" value=\"" + HtmlEscape(account) + "\"" +
+            (ticked ? " checked" : "") + "> " + HtmlEscape(site::SplitUserEntry(entry, true)) + "</label>";
   }
   return html;
 }

@@ -1,7 +1,7 @@
 #include "site/AccessibleNames.h"
 
+#include "runtime/TextCoding.h"
 #include "site/DateHelpers.h"
-#include "site/HtmlEscape.h"
 
 namespace orbitel::site {
 

@@ -4,8 +4,8 @@
 
 #include "runtime/Conversions.h"
 #include "runtime/DateText.h"
+#include "runtime/TextCoding.h"
 #include "site/Clock.h"
-#include "site/HtmlEscape.h"
 #include "site/PageContext.h"
 #include "site/SiteState.h"
 

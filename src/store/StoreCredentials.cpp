@@ -1,59 +1,45 @@
 #include "store/StoreCredentials.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include "runtime/Conversions.h"
+#include "runtime/CredentialsFile.h"
 #include "runtime/ErrorNumbers.h"
 
 namespace orbitel::data {
 namespace {
 
-Status LineError(int line, const std::string& path, const std::string& what) {
+Status StatusOf(const std::string& path, const CredentialsFault& fault) {
+  const auto at_line = [&](const std::string& what) {
+    return Status::Error(errors::kSyntaxError, "line " + std::to_string(fault.line) + " of " + path + ": " + what);
+  };
+  const std::string name = ToLower(fault.name);
+  switch (fault.kind) {
+    case CredentialsFault::kNotFound:
+      return Status::Error(errors::kPathNotFound, "The store credentials file " + path + " does not exist");
+    case CredentialsFault::kCannotOpen:
+      return Status::Error(errors::kPermissionDenied, "The store credentials file " + path + " cannot be read");
+    case CredentialsFault::kTooLarge:
+      return Status::Error(errors::kSyntaxError, "The store credentials file " + path + " is far too large");
+    case CredentialsFault::kNoColon: return at_line("expected \"name: value\"");
+    case CredentialsFault::kUnknownName: return at_line("unknown name \"" + name + "\" (user or password)");
+    case CredentialsFault::kRepeated: return at_line("\"" + name + "\" is given twice");
+    // A folder opens and reads as a file without lines.
+    case CredentialsFault::kCannotRead:
+    case CredentialsFault::kNotBase64:
+    case CredentialsFault::kEmpty:
+    case CredentialsFault::kMissing: break;
+  }
   return Status::Error(errors::kSyntaxError,
-                       "line " + std::to_string(line) + " of " + path + ": " + what);
+                       "The store credentials file " + path + " needs a user and a password line");
 }
 
 }  // namespace
 
 Result<StoreCredentials> ReadStoreCredentials(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) {
-    return Status::Error(errors::kPathNotFound, "The store credentials file " + path +
-                                                    " does not exist");
-  }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    return Status::Error(errors::kPermissionDenied, "The store credentials file " + path +
-                                                        " cannot be read");
-  }
-  StoreCredentials credentials;
-  bool has_user = false;
-  bool has_password = false;
-  std::string text;
-  int number = 0;
-  while (std::getline(file, text)) {
-    ++number;
-    if (!text.empty() && text.back() == '\r') text.pop_back();
-    const std::string line = Trim(text);
-    if (line.empty() || line.front() == '#') continue;
-    const std::size_t colon = line.find(':');
-    if (colon == std::string::npos) return LineError(number, path, "expected \"name: value\"");
-    const std::string name = ToLower(Trim(line.substr(0, colon)));
-    const std::string value = Trim(line.substr(colon + 1));
-    bool* seen = name == "user" ? &has_user : name == "password" ? &has_password : nullptr;
-    if (seen == nullptr) {
-      return LineError(number, path, "unknown name \"" + name + "\" (user or password)");
-    }
-    if (*seen) return LineError(number, path, "\"" + name + "\" is given twice");
-    *seen = true;
-    (name == "user" ? credentials.user : credentials.password) = value;
-  }
-  if (!has_user || credentials.user.empty() || !has_password) {
-    return Status::Error(errors::kSyntaxError, "The store credentials file " + path +
-                                                   " needs a user and a password line");
-  }
-  return credentials;
+  auto read = ReadCredentials(path, {{"user", "password"}});
+  if (const auto* fault = std::get_if<CredentialsFault>(&read)) return StatusOf(path, *fault);
+  auto& values = std::get<std::vector<std::string>>(read);
+  if (values[0].empty()) return StatusOf(path, CredentialsFault{CredentialsFault::kMissing, 0, "user", 0});
+  return StoreCredentials{std::move(values[0]), std::move(values[1])};
 }
 
 }  // namespace orbitel::data

@@ -1,14 +1,10 @@
 #pragma once
-// The account the program signs in to a CalDAV calendar store with, as the operator keeps it in
-// a small text file:
+// The account the program signs in to a CalDAV calendar store with, in a credentials file
+// (runtime/CredentialsFile.h):
 //
 //   # the service account that reads the team's calendars
 //   user: orbitel
 //   password: s3cret
-//
-// Blank lines and lines starting with '#' are skipped; blanks around names and values are
-// trimmed; "user" and "password" are matched ignoring case. The password is everything after
-// the first colon, so it may itself hold colons.
 
 #include <string>
 

@@ -71,6 +71,7 @@ TEST_F(LdifFile, MalformedContentNamesTheFileAndLine) {
       {"dn: dc=x\nobjectClass: domain\ndescription:: not*base64\n", 3},
       {"dn: dc=x\nobjectClass: domain\n\ndn: cn=a,dc=x\nobjectClass: user\nAlice Walker\n", 6},
       {"dn: dc=x\nobjectClass: domain\ndn: cn=a,dc=x\n", 3},
+      {"dn: dc=x\n# a comment\ndescription: one\r\n\n  \ndn: cn=a,dc=x\ncn: a\rb\nsn: lost\n", 7},
   };
   for (const auto& [text, line] : cases) {
     Write(text);

@@ -1,7 +1,7 @@
 #include "views/personal/PersonalPage.h"
 
 #include "calendar/CalendarQuery.h"
-#include "site/HtmlEscape.h"
+#include "runtime/TextCoding.h"
 #include "site/PageContext.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
@@ -18,7 +18,7 @@ std::string RequestedUser() {
 }  // namespace
 
 std::string PersonalPage::ShowNewCalendarItemLink() const {
-  return "CalendarItem.asp?UserName=" + site::HtmlEscape(RequestedUser()) + "&Method=New";
+  return "CalendarItem.asp?UserName=" + HtmlEscape(RequestedUser()) + "&Method=New";
 }
 
 calendar::UserCalendar PersonalPage::LoadPersonalCalendar(int days, Date start, const char* period) {
@@ -31,7 +31,7 @@ calendar::UserCalendar PersonalPage::LoadPersonalCalendar(int days, Date start, 
 }
 
 std::string PersonalPage::ShownUser(const calendar::UserCalendar& grid) {
-  return site::HtmlEscape(grid(0, 0, 0));
+  return HtmlEscape(grid(0, 0, 0));
 }
 
 }  // namespace orbitel::views

@@ -3,11 +3,11 @@
 #include "calendar/CalendarQuery.h"
 #include "runtime/Conversions.h"
 #include "runtime/DateText.h"
+#include "runtime/TextCoding.h"
 #include "site/AccessibleNames.h"
 #include "site/Clock.h"
 #include "site/DateHelpers.h"
 #include "site/DateNavigation.h"
-#include "site/HtmlEscape.h"
 #include "site/SiteState.h"
 #include "views/team/TeamRows.h"
 
@@ -62,7 +62,7 @@ void AllNow::GenerateCalendar() {
             site::PictureName(name + ": " + StatusWords(grid(u, 1, 0))) +
             "></a><br><font face=arial,helvetica color=#999999 size=1>" +
             span + "</font><br><font face=arial,helvetica size=2>" +
-            site::HtmlEscape(name) + "</font></div></td>";
+            HtmlEscape(name) + "</font></div></td>";
     if (column == 5) {
       html += "</tr>";
       column = 1;

@@ -1,9 +1,9 @@
 #include "views/team/TeamRows.h"
 
+#include "runtime/TextCoding.h"
 #include "site/AccessibleNames.h"
 #include "site/DateHelpers.h"
 #include "site/DomainDirectory.h"
-#include "site/HtmlEscape.h"
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 
@@ -51,12 +51,12 @@ std::string UserNameCell(std::string_view attributes, std::string_view page,
   return "<td" + std::string(attributes) + "><a href=\"" + std::string(page) + link +
          "\"><font face=\"Verdana, Arial, Helvetica, sans-serif\" size=\"2\"><img src=\"" +
          std::string(dot) + "\" width=\"10\" height=\"1\" border=\"0\" alt=\"\">" +
-         site::HtmlEscape(name) + "</font></a>";
+         HtmlEscape(name) + "</font></a>";
 }
 
 std::string BusyPicture(std::string_view location) {
   const site::SiteState& site = site::Site();
-  return site::HtmlEscape(
+  return HtmlEscape(
       site::BusyImage(site.ShowLocation, site.LocationEntry, site.LocationNoEntry, location));
 }
 

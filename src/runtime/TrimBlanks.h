@@ -1,13 +1,13 @@
 #pragma once
-// Directory values and DN parts with their surrounding blanks removed. (Attribute names, object
-// classes and DN types are ASCII case-insensitive: the directory compares them with the
-// runtime's EqualsIgnoringCase, which this header brings along.)
+// Directory values, DN parts and credentials lines with their surrounding blanks removed.
+// (Attribute names, object classes and DN types are ASCII case-insensitive: the directory
+// compares them with the runtime's EqualsIgnoringCase, which this header brings along.)
 
 #include <string_view>
 
 #include "runtime/Conversions.h"
 
-namespace orbitel::directory {
+namespace orbitel {
 
 // Without leading and trailing spaces and tabs.
 inline std::string_view TrimBlanks(std::string_view text) {
@@ -16,4 +16,4 @@ inline std::string_view TrimBlanks(std::string_view text) {
   return text;
 }
 
-}  // namespace orbitel::directory
+}  // namespace orbitel
