@@ -98,6 +98,8 @@ class RadicaleServer {
 
   const std::string& base_url() const { return base_url_; }
   int port() const { return port_; }
+  // The server's process, for what a benchmark reads of it in /proc.
+  pid_t pid() const { return pid_; }
   // Where the server keeps its collections: "<storage>/collection-root/<path>".
   std::filesystem::path storage() const { return folder_ / "storage"; }
 
