@@ -344,10 +344,11 @@ class CalDavFolder final : public StoreFolder {
   std::unique_ptr<CalDavClient> client_;
 };
 
-// The calendar's mirror and its state when the stores keep a mirror and its last refresh
-// brought the calendar in step; nullopt otherwise, and when the mirror cannot be read: the
-// server is asked then, as without a mirror.
-using Mirrored = std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Calendar>;
+// The site's mirror, and the calendar in it when its last refresh brought it in step.
+struct Mirrored {
+  std::shared_ptr<CalendarMirror> mirror;
+  std::optional<CalendarMirror::Calendar> in_step;
+};
 
 // The calendars a page found in step while fetching ahead, by folder URL, for its opens to take
 // rather than look up again; dropped with the prefetched answers.
@@ -356,14 +357,17 @@ thread_local std::map<std::string, Mirrored> mirrored_ahead;
 // once each, as they would take a prefetched answer.
 thread_local std::set<std::string> known_ahead;
 
-std::optional<Mirrored> MirroredCalendar(const std::string& url) {
+// nullopt when the stores keep no mirror, or it cannot be read or is not made yet: the server is
+// asked then, as without a mirror. A calendar the mirror cannot be read for is not in step.
+std::optional<Mirrored> MirrorOf(const std::string& url) {
   const StoreSettings& stores = StoreConfiguration();
   if (!stores.caldav_mirror) return std::nullopt;
   Result<std::shared_ptr<CalendarMirror>> mirror = CalendarMirror::Open(stores.store_root);
   if (!mirror.ok() || !*mirror) return std::nullopt;
+  Mirrored mirrored{*mirror, std::nullopt};
   Result<std::optional<CalendarMirror::Calendar>> calendar = (*mirror)->Find(url);
-  if (!calendar.ok() || !*calendar || !(*calendar)->state.usable()) return std::nullopt;
-  return std::make_pair(*mirror, std::move(**calendar));
+  if (calendar.ok() && *calendar && (*calendar)->state.usable()) mirrored.in_step = **calendar;
+  return mirrored;
 }
 
 class CalDavProvider final : public StoreProvider {
@@ -374,18 +378,28 @@ class CalDavProvider final : public StoreProvider {
                         " is not a CalDAV calendar (http(s)://<server>/<path>/<account>/calendar/)");
     }
     auto client = std::make_unique<CalDavClient>(StoreConfiguration().credentials);
-    // Its last refresh found the folder a calendar collection: no need to ask again.
     std::optional<Mirrored> mirrored;
     if (const auto ahead = mirrored_ahead.find(url); ahead != mirrored_ahead.end()) {
       mirrored = std::move(ahead->second);
       mirrored_ahead.erase(ahead);
     } else {
-      mirrored = MirroredCalendar(url);
+      mirrored = MirrorOf(url);
     }
-    if (mirrored) {
-      return MakeMirroredFolder(std::move(mirrored->first), std::move(mirrored->second),
+    // Its last refresh found the folder a calendar collection: no need to ask again.
+    if (mirrored && mirrored->in_step) {
+      return MakeMirroredFolder(std::move(mirrored->mirror), std::move(mirrored->in_step),
                                 std::make_unique<CalDavFolder>(url, std::move(client)));
     }
+    Result<std::unique_ptr<StoreFolder>> folder = ServerFolder(url, std::move(client));
+    // Not in step, it is read from the server; its writes are still counted in the mirror.
+    if (!folder.ok() || !mirrored) return folder;
+    return MakeMirroredFolder(std::move(mirrored->mirror), std::nullopt, std::move(folder).value());
+  }
+
+ private:
+  // The folder on the server, once known to be a calendar collection.
+  static Result<std::unique_ptr<StoreFolder>> ServerFolder(const std::string& url,
+                                                           std::unique_ptr<CalDavClient> client) {
     if (known_ahead.erase(url) > 0 || KnownCalendar(url)) {
       return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
     }
@@ -402,6 +416,7 @@ class CalDavProvider final : public StoreProvider {
     return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
   }
 
+ public:
   Status ProbeService(const std::string& url_base) const override {
     if (!IsHttpUrl(url_base)) return CannotOpen("The URL " + url_base + " is not an http(s) URL");
     CalDavClient client(StoreConfiguration().credentials);
@@ -426,7 +441,7 @@ class CalDavProvider final : public StoreProvider {
     for (const FolderQuery& query : queries) {
       if (!IsHttpUrl(query.folder_url)) continue;
       // A mirrored calendar's period query is answered from the mirror.
-      if (auto mirrored = MirroredCalendar(query.folder_url)) {
+      if (auto mirrored = MirrorOf(query.folder_url); mirrored && mirrored->in_step) {
         mirrored_ahead.emplace(query.folder_url, std::move(*mirrored));
         continue;
       }

@@ -275,6 +275,53 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
   }
 }
 
+TEST_F(CalDavTeamQueryTest, ARefreshUnderWayNeverUndoesAWriteThroughOrbitel) {
+  const site::UserList jack = MakePerson("jack");
+  ASSERT_EQ(Put(jack, "one", 10), 201);
+  Use(Store::kMirror);
+  ASSERT_EQ(Refresh(jack).refreshed, 1u);
+  const std::string folder_url = FolderOf("jack");
+  auto folder = (*data::FindProvider("MSDAIPP.DSO"))->OpenFolder(folder_url);
+  ASSERT_TRUE(folder.ok()) << folder.status().description();
+  // Each write made after a refresh has asked the server and before it writes its answers, which
+  // hold the item as it was before the write: changed on the server just before, or (a refresh
+  // reading the calendar whole, as a wider window makes it) not there yet.
+  data::MirrorRefreshOptions whole;
+  whole.days_back = 365 + 60;
+  struct Write { int changed_before; data::MirrorRefreshOptions options; std::function<void()> write; std::vector<int> busy; };
+  const Write writes[] = {
+      {11, {}, [&] {
+         auto one = (*folder)->ReadItem(folder_url + "one.ics");
+         ASSERT_TRUE(one.ok() && (*folder)->ReplaceItem(one->href, HourOn("one", 20), one->etag).ok());
+       }, {20}},
+      {0, whole, [&] { ASSERT_TRUE((*folder)->CreateItem(HourOn("two", 12)).ok()); }, {12, 20}},
+      {21, {}, [&] { ASSERT_TRUE((*folder)->DeleteItem(folder_url + "one.ics").ok()); }, {12}},
+  };
+  for (const Write& step : writes) {
+    if (step.changed_before) {
+      ASSERT_LT(Put(jack, "one", step.changed_before), 300);
+    }
+    data::MirrorRefresh under_way(data::StoreConfiguration(), {folder_url}, step.options, kToday);
+    step.write();
+    EXPECT_EQ(under_way.Apply().refreshed, 1u);
+    EXPECT_EQ(BusyDays(jack), step.busy);
+  }
+  ASSERT_EQ(Refresh(jack).refreshed, 1u);
+  EXPECT_EQ(BusyDays(jack), (std::vector<int>{12}));
+
+  // A calendar's first refresh under way: it is not taken for in step without the write.
+  const site::UserList kate = MakePerson("kate");
+  data::MirrorRefresh first(data::StoreConfiguration(), {FolderOf("kate")}, {}, kToday);
+  auto kates = (*data::FindProvider("MSDAIPP.DSO"))->OpenFolder(FolderOf("kate"));
+  ASSERT_TRUE(kates.ok() && (*kates)->CreateItem(HourOn("three", 14)).ok());
+  first.Apply();
+  EXPECT_EQ(BusyDays(kate), (std::vector<int>{14}));
+  ASSERT_EQ(Refresh(kate).refreshed, 1u);
+  server_->Pause();  // now only the mirror can answer
+  EXPECT_EQ(BusyDays(kate), (std::vector<int>{14}));
+  ASSERT_EQ(server_->Resume(), "");
+}
+
 TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles) {
   const site::UserList person = MakePerson("ivy");
   ASSERT_EQ(Put(person, "one", 10), 201);
