@@ -59,7 +59,7 @@ class TeamServer {
   TeamServer() {
     setenv("TZ", "America/New_York", 1);
     tzset();
-    if (std::string error = server_.Start(kUser, kPassword); !error.empty()) Fail(error);
+    if (std::string error = server_.Start(kUser, kPassword, true); !error.empty()) Fail(error);
     const data::StoreCredentials account{kUser, kPassword};
     const std::string base = server_.base_url() + "exchange/";
     base_url_ = base;
