@@ -57,7 +57,7 @@ class MirrorTeam {
   MirrorTeam() {
     setenv("TZ", "America/New_York", 1);
     tzset();
-    if (std::string error = server_.Start(kUser, kPassword); !error.empty()) Fail(error);
+    if (std::string error = server_.Start(kUser, kPassword, true); !error.empty()) Fail(error);
     std::vector<std::string> accounts;
     for (int p = 0; p < kPeople; ++p) accounts.push_back(Account(p));
     if (std::string error = server_.MakeSiteCalendars(accounts); !error.empty()) Fail(error);

@@ -26,17 +26,24 @@ class RadicaleServer {
   ~RadicaleServer() {
     orbitel::testing::StopServer(pid_);
     if (!folder_.empty()) std::filesystem::remove_all(folder_);
+    if (!storage_.empty()) std::filesystem::remove_all(storage_);
   }
   RadicaleServer(const RadicaleServer&) = delete;
   RadicaleServer& operator=(const RadicaleServer&) = delete;
 
   // Starts the server with the one account; empty once it answers, else why it did not start.
-  std::string Start(const std::string& user, const std::string& password) {
+  // With sync_writes the collections are on disk, synced file by file as a real server's are
+  // (what the benchmarks measure); without, a test's throwaway collections are kept in memory
+  // (/dev/shm) where there is one, so the server never waits for the disk.
+  std::string Start(const std::string& user, const std::string& password, bool sync_writes = false) {
     if (::access(kProgram, X_OK) != 0) {
       return std::string(kProgram) + " is missing: install radicale (scripts/setup --tests)";
     }
     credentials_ = data::StoreCredentials{user, password};
     folder_ = orbitel::testing::MakeTempFolder("orbitel-caldav");
+    storage_ = folder_ / "storage";
+    std::string in_memory = "/dev/shm/orbitel-caldav-XXXXXX";
+    if (!sync_writes && ::mkdtemp(in_memory.data()) != nullptr) storage_ = in_memory;
     port_ = FreePort();
     base_url_ = "http://127.0.0.1:" + std::to_string(port_) + "/";
     std::ofstream(folder_ / "users") << user << ":" << password << "\n";
@@ -47,13 +54,21 @@ class RadicaleServer {
         << "[auth]\ntype = htpasswd\nhtpasswd_filename = " << (folder_ / "users").string()
         << "\nhtpasswd_encryption = plain\ndelay = 0\n"
         << "[rights]\ntype = from_file\nfile = " << (folder_ / "rights").string() << "\n"
-        << "[storage]\nfilesystem_folder = " << (folder_ / "storage").string() << "\n"
+        << "[storage]\nfilesystem_folder = " << storage_.string() << "\n"
+
         << "[web]\ntype = none\n[logging]\nlevel = warning\n";
     return Resume();
   }
 
   // Stops the server and keeps its collections, so that Resume starts it again as it was.
   void Pause() { orbitel::testing::StopServer(pid_); }
+  // Holds the server still (SIGSTOP) or lets it go on (SIGCONT), or kills it (SIGKILL: its
+  // connections drop; Pause then reaps it).
+  void Signal(int signal) { ::kill(pid_, signal); }
+  // The account's password as the server checks it from now on (its users file rewritten).
+  void SetPassword(const std::string& password) {
+    std::ofstream(folder_ / "users") << credentials_.user << ":" << password << "\n";
+  }
   std::string Resume() {
     std::string why;
     pid_ = orbitel::testing::StartServer({kProgram, "--config", (folder_ / "config").string()},
@@ -98,11 +113,14 @@ class RadicaleServer {
 
   const std::string& base_url() const { return base_url_; }
   int port() const { return port_; }
+  // The server's process, for what a benchmark reads of it in /proc.
+  pid_t pid() const { return pid_; }
   // Where the server keeps its collections: "<storage>/collection-root/<path>".
-  std::filesystem::path storage() const { return folder_ / "storage"; }
+  std::filesystem::path storage() const { return storage_; }
 
  private:
   std::filesystem::path folder_;
+  std::filesystem::path storage_;
   std::string base_url_;
   data::StoreCredentials credentials_;
   int port_ = 0;

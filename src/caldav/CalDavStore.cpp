@@ -15,9 +15,8 @@
 #include "caldav/CalDavXml.h"
 #include "caldav/CalendarMirror.h"
 #include "caldav/MirroredFolder.h"
+#include "ical/ExpandedSeries.h"
 #include "ical/ICalendar.h"
-#include "ical/ItemOccurrences.h"
-#include "localstore/LocalStoreDatabase.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
 #include "runtime/TextCoding.h"
@@ -35,11 +34,13 @@ constexpr char kXmlType[] = "application/xml; charset=utf-8";
 constexpr UtcSeconds kRangeSlack = 86400;
 // A UID already taken is replaced by a fresh one; a few tries are plenty for random UIDs.
 constexpr int kCreateAttempts = 4;
-// Transfers a page's prefetch keeps in flight at once. Radicale, for one, queues only 5 new
-// connections and accepts them one at a time: a burst of more has SYNs dropped and waits a whole
-// second to retry, and a single server process answers many requests at once more slowly than
-// a few. A few in flight already hide most of the round trips of a distant server.
-constexpr std::size_t kPrefetchInFlight = 4;
+// Transfers a page's prefetch keeps in flight at once: one, so the server answers the page's
+// reports one after another, as it would a plain client's. Radicale, for one, answers several
+// at once with its threads contending for one interpreter: four in flight took it three times
+// the CPU of the same reports one by one, and the page twice their time (caldav_team_bench).
+// One after another on one connection a page still saves the connection set-up between
+// people, where the server keeps connections open.
+constexpr std::size_t kPrefetchInFlight = 1;
 // What a page's prefetched answers may hold in all; past it the rest are asked for one by one,
 // each with the client's own cap, as without the prefetch.
 constexpr std::size_t kPrefetchBytes = 64u << 20;
@@ -287,22 +288,15 @@ class CalDavFolder final : public StoreFolder {
   // The occurrences of a resource's items inside [from, until], named after the resource.
   Status AddOccurrences(const std::string& name, const std::string& text, UtcSeconds from,
                         UtcSeconds until, std::vector<StoreItem>& out) const {
-    Result<std::vector<CalendarItem>> items = ParseCalendar(text);
-    if (!items.ok()) {
+    Result<std::vector<StoreItem>> occurrences = ExpandCalendarText(text, from, until);
+    if (!occurrences.ok()) {
       return CannotOpen("The calendar store sent the item " + base_ + name +
-                        ", which is not iCalendar: " + items.status().description());
+                        ", which is not iCalendar: " + occurrences.status().description());
     }
-    for (const CalendarItem& item : *items) {
-      Result<std::vector<StoreItem>> occurrences = ExpandItem(item.ics, from, until);
-      if (!occurrences.ok()) {
-        return CannotOpen("The calendar store sent the item " + base_ + name +
-                          ", which is not iCalendar: " + occurrences.status().description());
-      }
-      for (StoreItem& occurrence : occurrences.value()) {
-        occurrence.displayname = name;
-        occurrence.href = base_ + name;
-        out.push_back(std::move(occurrence));
-      }
+    for (StoreItem& occurrence : occurrences.value()) {
+      occurrence.displayname = name;
+      occurrence.href = base_ + name;
+      out.push_back(std::move(occurrence));
     }
     return Status::Ok();
   }
@@ -348,10 +342,11 @@ class CalDavFolder final : public StoreFolder {
   std::unique_ptr<CalDavClient> client_;
 };
 
-// The calendar's mirror and its state when the stores keep a mirror and its last refresh
-// brought the calendar in step; nullopt otherwise, and when the mirror cannot be read: the
-// server is asked then, as without a mirror.
-using Mirrored = std::pair<std::shared_ptr<CalendarMirror>, CalendarMirror::Calendar>;
+// The site's mirror, and the calendar in it when its last refresh brought it in step.
+struct Mirrored {
+  std::shared_ptr<CalendarMirror> mirror;
+  std::optional<CalendarMirror::Calendar> in_step;
+};
 
 // The calendars a page found in step while fetching ahead, by folder URL, for its opens to take
 // rather than look up again; dropped with the prefetched answers.
@@ -360,13 +355,16 @@ thread_local std::map<std::string, Mirrored> mirrored_ahead;
 // once each, as they would take a prefetched answer.
 thread_local std::set<std::string> known_ahead;
 
-std::optional<Mirrored> MirroredCalendar(const StoreSettings& stores, const std::string& url) {
+// nullopt when the stores keep no mirror, or it cannot be read or is not made yet: the server is
+// asked then, as without a mirror. A calendar the mirror cannot be read for is not in step.
+std::optional<Mirrored> MirrorOf(const StoreSettings& stores, const std::string& url) {
   if (!stores.caldav_mirror) return std::nullopt;
   Result<std::shared_ptr<CalendarMirror>> mirror = CalendarMirror::Open(stores.store_root);
   if (!mirror.ok() || !*mirror) return std::nullopt;
+  Mirrored mirrored{*mirror, std::nullopt};
   Result<std::optional<CalendarMirror::Calendar>> calendar = (*mirror)->Find(url);
-  if (!calendar.ok() || !*calendar || !(*calendar)->state.usable()) return std::nullopt;
-  return std::make_pair(*mirror, std::move(**calendar));
+  if (calendar.ok() && *calendar && (*calendar)->state.usable()) mirrored.in_step = **calendar;
+  return mirrored;
 }
 
 class CalDavProvider final : public StoreProvider {
@@ -382,18 +380,28 @@ class CalDavProvider final : public StoreProvider {
                         " is not a CalDAV calendar (http(s)://<server>/<path>/<account>/calendar/)");
     }
     auto client = std::make_unique<CalDavClient>(settings_.credentials);
-    // Its last refresh found the folder a calendar collection: no need to ask again.
     std::optional<Mirrored> mirrored;
     if (const auto ahead = mirrored_ahead.find(url); ahead != mirrored_ahead.end()) {
       mirrored = std::move(ahead->second);
       mirrored_ahead.erase(ahead);
     } else {
-      mirrored = MirroredCalendar(settings_, url);
+      mirrored = MirrorOf(settings_, url);
     }
-    if (mirrored) {
-      return MakeMirroredFolder(std::move(mirrored->first), std::move(mirrored->second),
+    // Its last refresh found the folder a calendar collection: no need to ask again.
+    if (mirrored && mirrored->in_step) {
+      return MakeMirroredFolder(std::move(mirrored->mirror), std::move(mirrored->in_step),
                                 std::make_unique<CalDavFolder>(url, std::move(client)));
     }
+    Result<std::unique_ptr<StoreFolder>> folder = ServerFolder(url, std::move(client));
+    // Not in step, it is read from the server; its writes are still counted in the mirror.
+    if (!folder.ok() || !mirrored) return folder;
+    return MakeMirroredFolder(std::move(mirrored->mirror), std::nullopt, std::move(folder).value());
+  }
+
+ private:
+  // The folder on the server, once known to be a calendar collection.
+  Result<std::unique_ptr<StoreFolder>> ServerFolder(const std::string& url,
+                                                    std::unique_ptr<CalDavClient> client) const {
     if (known_ahead.erase(url) > 0 || KnownCalendar(url, settings_.credentials)) {
       return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
     }
@@ -410,6 +418,7 @@ class CalDavProvider final : public StoreProvider {
     return std::unique_ptr<StoreFolder>(std::make_unique<CalDavFolder>(url, std::move(client)));
   }
 
+ public:
   Status ProbeService(const std::string& url_base) const override {
     if (!IsHttpUrl(url_base)) return CannotOpen("The URL " + url_base + " is not an http(s) URL");
     CalDavClient client(settings_.credentials);
@@ -434,7 +443,7 @@ class CalDavProvider final : public StoreProvider {
     for (const FolderQuery& query : queries) {
       if (!IsHttpUrl(query.folder_url)) continue;
       // A mirrored calendar's period query is answered from the mirror.
-      if (auto mirrored = MirroredCalendar(settings_, query.folder_url)) {
+      if (auto mirrored = MirrorOf(settings_, query.folder_url); mirrored && mirrored->in_step) {
         mirrored_ahead.emplace(query.folder_url, std::move(*mirrored));
         continue;
       }

@@ -11,8 +11,9 @@
 // conditional, so another client's change is never overwritten. Any failure to reach or read the
 // server, or an answer that makes no sense, is errors::kCannotOpenFolder with its reason.
 //
-// A team page's folder opens and period queries are fetched ahead all at once (Prefetch, at most
-// 4 requests in flight, each with the client's bounds), rather than one round trip after another.
+// A team page's folder opens and period queries are fetched ahead together (Prefetch: one after
+// another over one kept-alive connection, each with the client's bounds), so the server answers
+// a page as it would a plain client, one request a person once the folder is known.
 
 #include <memory>
 #include <string_view>

@@ -198,7 +198,7 @@ std::string CalendarQueryRequest(std::optional<UtcSeconds> start, std::optional<
   }
   return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
          "<C:calendar-query xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
-         "<D:prop><D:getetag/><C:calendar-data/></D:prop>"
+         "<D:prop><C:calendar-data/></D:prop>"
          "<C:filter><C:comp-filter name=\"VCALENDAR\"><C:comp-filter name=\"VEVENT\">" +
          range + "</C:comp-filter></C:comp-filter></C:filter></C:calendar-query>\n";
 }

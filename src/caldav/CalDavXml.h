@@ -52,8 +52,9 @@ std::string SyncCollectionRequest(const std::string& sync_token, bool calendar_d
 std::string MultigetRequest(const std::vector<std::string>& hrefs);
 // calendar-query REPORT for the etags alone of the events overlapping the period.
 std::string EtagQueryRequest(UtcSeconds start, UtcSeconds end);
-// calendar-query REPORT for the events (their etags and iCalendar texts) that overlap the
-// period; an open end leaves that side of the time range out, both open ask for every event.
+// calendar-query REPORT for the iCalendar texts of the events that overlap the period (a period
+// query needs nothing else of them); an open end leaves that side of the time range out, both
+// open ask for every event.
 std::string CalendarQueryRequest(std::optional<UtcSeconds> start, std::optional<UtcSeconds> end);
 
 }  // namespace orbitel::data

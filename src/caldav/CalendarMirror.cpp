@@ -26,8 +26,12 @@ CREATE TABLE IF NOT EXISTS mirror_state(
   window_start INTEGER NOT NULL DEFAULT 0,
   window_end INTEGER NOT NULL DEFAULT 0,
   refreshed_at INTEGER,
-  failure TEXT NOT NULL DEFAULT '');
+  failure TEXT NOT NULL DEFAULT '',
+  writes INTEGER NOT NULL DEFAULT 0);
 )sql";
+// A mirror made before writes were counted gains the column; it fails harmlessly when there.
+constexpr const char* kWritesColumn =
+    "ALTER TABLE mirror_state ADD COLUMN writes INTEGER NOT NULL DEFAULT 0";
 
 Status CannotOpen(const std::string& description) {
   return Status::Error(errors::kCannotOpenFolder, description);
@@ -72,6 +76,7 @@ Result<std::shared_ptr<CalendarMirror>> CalendarMirror::OpenOrCreate(
   if (!sqlite::Execute(mirror->database_->handle(), kStateSchema)) {
     return mirror->Failure("creating its sync state");
   }
+  (void)sqlite3_exec(mirror->database_->handle(), kWritesColumn, nullptr, nullptr, nullptr);
   return mirror;
 }
 
@@ -89,7 +94,7 @@ Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
   if (!find_state_.ok()) {
     find_state_ = sqlite::Statement(database_->handle(),
                                     "SELECT sync_token, window_start, window_end, refreshed_at, "
-                                    "failure FROM mirror_state WHERE folder = ?1");
+                                    "failure, writes FROM mirror_state WHERE folder = ?1");
   }
   if (!find_state_.ok()) return Failure("reading a calendar's sync state");
   sqlite::Statement& read = find_state_;
@@ -107,6 +112,7 @@ Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
   calendar.state.window_end = read.Int(2);
   if (!read.IsNull(3)) calendar.state.refreshed_at = read.Int(3);
   calendar.state.failure = read.Text(4);
+  calendar.state.writes = read.Int(5);
   read.Reset();  // a statement left on its row would hold the file's read snapshot
   return std::optional<Calendar>(std::move(calendar));
 }
@@ -151,12 +157,16 @@ Status Store(LocalStoreDatabase& database, LocalStoreDatabase::FolderId folder,
 
 }  // namespace
 
-Status CalendarMirror::Apply(const std::string& folder_url, const Changes& changes) {
+Result<bool> CalendarMirror::Apply(const std::string& folder_url, const Changes& changes,
+                                   std::int64_t writes_seen) {
   const std::string base = WithSlash(folder_url);
   sqlite::Transaction transaction(database_->handle());
   if (!transaction.began()) return Failure("bringing a calendar in step");
   Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(base);
   if (!folder.ok()) return folder.status();
+  Result<std::int64_t> writes = WritesOf(*folder);
+  if (!writes.ok()) return writes.status();
+  if (*writes != writes_seen) return false;
   if (changes.full) {
     if (Result<int> removed = database_->RemoveByUidPrefix(*folder, ""); !removed.ok()) {
       return removed.status();
@@ -185,6 +195,26 @@ Status CalendarMirror::Apply(const std::string& folder_url, const Changes& chang
   if (write.Step() != SQLITE_DONE || !transaction.Commit()) {
     return Failure("writing a calendar's sync state");
   }
+  return true;
+}
+
+Result<std::int64_t> CalendarMirror::WritesOf(LocalStoreDatabase::FolderId folder) {
+  sqlite::Statement read(database_->handle(), "SELECT writes FROM mirror_state WHERE folder = ?1");
+  if (!read.ok()) return Failure("reading a calendar's writes");
+  read.Bind(1, folder);
+  const int step = read.Step();
+  if (step == SQLITE_DONE) return std::int64_t{0};
+  if (step != SQLITE_ROW) return Failure("reading a calendar's writes");
+  return read.Int(0);
+}
+
+Status CalendarMirror::CountWrite(LocalStoreDatabase::FolderId folder) {
+  sqlite::Statement write(database_->handle(),
+                          "INSERT INTO mirror_state(folder, writes) VALUES (?1, 1) "
+                          "ON CONFLICT(folder) DO UPDATE SET writes = writes + 1");
+  if (!write.ok()) return Failure("counting a write");
+  write.Bind(1, folder);
+  if (write.Step() != SQLITE_DONE) return Failure("counting a write");
   return Status::Ok();
 }
 
@@ -201,11 +231,29 @@ Status CalendarMirror::RecordFailure(const std::string& folder_url, const std::s
   return Status::Ok();
 }
 
-Status CalendarMirror::PutItem(const std::string& folder_url, const MirrorItem& item) {
+Status CalendarMirror::BeginWrite(const std::string& folder_url) {
+  Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(WithSlash(folder_url));
+  if (!folder.ok()) return folder.status();
+  return CountWrite(*folder);
+}
+
+Status CalendarMirror::EndWrite(const std::string& folder_url,
+                                const std::optional<MirrorItem>& item) {
+  sqlite::Transaction transaction(database_->handle());
+  if (!transaction.began()) return Failure("writing an item");
   Result<std::optional<Calendar>> calendar = Find(folder_url);
   if (!calendar.ok()) return calendar.status();
   if (!*calendar) return Status::Ok();
-  return Store(*database_, (*calendar)->folder, WithSlash(folder_url), (*calendar)->state, item);
+  if (Status counted = CountWrite((*calendar)->folder); !counted.ok()) return counted;
+  if (item) {
+    if (Status stored = Store(*database_, (*calendar)->folder, WithSlash(folder_url),
+                              (*calendar)->state, *item);
+        !stored.ok()) {
+      return stored;
+    }
+  }
+  if (!transaction.Commit()) return Failure("writing an item");
+  return Status::Ok();
 }
 
 }  // namespace orbitel::data

@@ -10,6 +10,7 @@
 // calendar's changes in one transaction, so a page sees a calendar either before or after a
 // refresh, never half-way. An object is used by one thread at a time.
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -31,6 +32,9 @@ struct MirrorState {
   UtcSeconds window_end = 0;
   std::optional<UtcSeconds> refreshed_at;  // the last time it was brought in step
   std::string failure;                     // why the last refresh failed; empty when it did not
+  // Counts every write through Orbitel as it begins and as it ends: a refresh whose answers
+  // came while the count moved may hold an item as it was before the write.
+  std::int64_t writes = 0;
 
   // Whether pages may read the mirror rather than the server.
   bool usable() const { return refreshed_at.has_value() && failure.empty(); }
@@ -75,19 +79,28 @@ class CalendarMirror {
   };
   // Writes the changes in one transaction; a member that is not one valid iCalendar item fails
   // the whole refresh (errors::kCannotOpenFolder naming it) and leaves the calendar as it was.
-  // Members outside the state's window are dropped.
-  Status Apply(const std::string& folder_url, const Changes& changes);
+  // Members outside the state's window are dropped. False, and nothing written, when the
+  // calendar's count of writes is no longer writes_seen (the count when the refresh began): a
+  // write through Orbitel came meanwhile, whose item the answers may predate, and the next
+  // refresh brings the calendar in step instead.
+  Result<bool> Apply(const std::string& folder_url, const Changes& changes,
+                     std::int64_t writes_seen);
   // Keeps the calendar's items and token, and notes why its refresh failed.
   Status RecordFailure(const std::string& folder_url, const std::string& failure);
 
-  // A change made through Orbitel, written at once (an empty text removes the member); nothing
-  // when the calendar is not mirrored.
-  Status PutItem(const std::string& folder_url, const MirrorItem& item);
+  // A write through Orbitel to the calendar's server is about to begin: counted, the calendar
+  // entered (not in step) when the mirror does not know it yet.
+  Status BeginWrite(const std::string& folder_url);
+  // A write through Orbitel has ended: counted, and the server's copy of its item put at once
+  // (an empty text removes the member; none when the write failed).
+  Status EndWrite(const std::string& folder_url, const std::optional<MirrorItem>& item);
 
  private:
   explicit CalendarMirror(std::shared_ptr<LocalStoreDatabase> database)
       : database_(std::move(database)) {}
   Status Failure(const std::string& doing) const;
+  Result<std::int64_t> WritesOf(LocalStoreDatabase::FolderId folder);
+  Status CountWrite(LocalStoreDatabase::FolderId folder);
 
   std::shared_ptr<LocalStoreDatabase> database_;
   sqlite::Statement find_state_;  // prepared at the first Find

@@ -62,25 +62,29 @@ std::vector<MirrorItem> MembersOf(const std::vector<DavResource>& resources, std
   return items;
 }
 
-class Refresh {
+}  // namespace
+
+class MirrorRefresh::Work {
  public:
-  Refresh(const StoreSettings& stores, const MirrorRefreshOptions& options, UtcSeconds now)
+  Work(const StoreSettings& stores, const MirrorRefreshOptions& options, UtcSeconds now)
       : stores_(stores), options_(options), now_(now) {
     window_start_ = now - options.days_back * kDay;
     window_end_ = now + options.days_ahead * kDay;
   }
 
-  MirrorRefreshOutcome Run(const std::vector<std::string>& folder_urls) {
-    MirrorRefreshOutcome outcome;
+  void Ask(const std::vector<std::string>& folder_urls) {
+    MirrorRefreshOutcome& outcome = outcome_;
     Result<std::shared_ptr<CalendarMirror>> mirror = CalendarMirror::OpenOrCreate(stores_.store_root);
     if (!mirror.ok()) {
       for (const std::string& url : folder_urls) {
         outcome.failed.emplace_back(url, mirror.status().description());
       }
-      return outcome;
+      return;
     }
     mirror_ = *mirror;
-    std::vector<Calendar> calendars;
+    std::vector<Calendar>& calendars = calendars_;
+    // Every calendar is entered first: the answers are matched to them by address.
+    calendars.reserve(folder_urls.size());
     for (const std::string& url : folder_urls) {
       Calendar& calendar = calendars.emplace_back();
       calendar.url = WithSlash(url);
@@ -101,12 +105,18 @@ class Refresh {
     Sync(calendars, false);
     Sync(calendars, true);
     CompareEtags(calendars);
-    for (Calendar& calendar : calendars) {
+  }
+
+  MirrorRefreshOutcome Apply() {
+    MirrorRefreshOutcome outcome = std::move(outcome_);
+    for (Calendar& calendar : calendars_) {
       if (calendar.failure.empty()) {
         calendar.changes.state.refreshed_at = now_;
-        if (Status applied = mirror_->Apply(calendar.url, calendar.changes); !applied.ok()) {
-          calendar.failure = applied.description();
-        }
+        // A write through Orbitel since the refresh began leaves the calendar as the write
+        // made it, in step or not as before, for the next refresh to bring in step.
+        const std::int64_t writes_seen = calendar.known ? calendar.known->state.writes : 0;
+        Result<bool> applied = mirror_->Apply(calendar.url, calendar.changes, writes_seen);
+        if (!applied.ok()) calendar.failure = applied.status().description();
       }
       if (calendar.failure.empty()) {
         ++outcome.refreshed;
@@ -303,15 +313,26 @@ class Refresh {
   UtcSeconds window_start_ = 0;
   UtcSeconds window_end_ = 0;
   std::shared_ptr<CalendarMirror> mirror_;
+  std::vector<Calendar> calendars_;
+  MirrorRefreshOutcome outcome_;
   std::map<const Calendar*, Step> steps_;
 };
 
-}  // namespace
+MirrorRefresh::MirrorRefresh(const StoreSettings& stores,
+                             const std::vector<std::string>& folder_urls,
+                             const MirrorRefreshOptions& options, UtcSeconds now)
+    : work_(std::make_unique<Work>(stores, options, now)) {
+  work_->Ask(folder_urls);
+}
+
+MirrorRefresh::~MirrorRefresh() = default;
+
+MirrorRefreshOutcome MirrorRefresh::Apply() { return work_->Apply(); }
 
 MirrorRefreshOutcome RefreshMirror(const StoreSettings& stores,
                                    const std::vector<std::string>& folder_urls,
                                    const MirrorRefreshOptions& options, UtcSeconds now) {
-  return Refresh(stores, options, now).Run(folder_urls);
+  return MirrorRefresh(stores, folder_urls, options, now).Apply();
 }
 
 }  // namespace orbitel::data

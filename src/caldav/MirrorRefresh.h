@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -48,5 +49,24 @@ struct MirrorRefreshOutcome {
 MirrorRefreshOutcome RefreshMirror(const StoreSettings& stores,
                                    const std::vector<std::string>& folder_urls,
                                    const MirrorRefreshOptions& options, UtcSeconds now);
+
+// RefreshMirror in its two steps: made, it asks the server what changed, writing nothing; Apply
+// then writes the answers into the mirror, where a calendar written through Orbitel in between
+// is left as the write made it (its answers may predate the write) for the next refresh.
+// The settings and options must outlive the object.
+class MirrorRefresh {
+ public:
+  MirrorRefresh(const StoreSettings& stores, const std::vector<std::string>& folder_urls,
+                const MirrorRefreshOptions& options, UtcSeconds now);
+  ~MirrorRefresh();
+  MirrorRefresh(const MirrorRefresh&) = delete;
+  MirrorRefresh& operator=(const MirrorRefresh&) = delete;
+  // Once only.
+  MirrorRefreshOutcome Apply();
+
+ private:
+  class Work;
+  std::unique_ptr<Work> work_;
+};
 
 }  // namespace orbitel::data

@@ -15,15 +15,18 @@ thread_local std::optional<UtcSeconds> oldest_read;
 
 class MirroredFolder final : public StoreFolder {
  public:
-  MirroredFolder(std::shared_ptr<CalendarMirror> mirror, CalendarMirror::Calendar calendar,
+  MirroredFolder(std::shared_ptr<CalendarMirror> mirror,
+                 std::optional<CalendarMirror::Calendar> in_step,
                  std::unique_ptr<StoreFolder> server)
       : mirror_(std::move(mirror)),
-        calendar_(std::move(calendar)),
+        calendar_(std::move(in_step)),
         server_(std::move(server)),
         base_(server_->url().empty() || server_->url().back() != '/' ? server_->url() + '/'
                                                                      : server_->url()) {
-    const UtcSeconds at = calendar_.state.refreshed_at.value_or(0);
-    oldest_read = oldest_read ? std::min(*oldest_read, at) : at;
+    if (calendar_) {
+      const UtcSeconds at = calendar_->state.refreshed_at.value_or(0);
+      oldest_read = oldest_read ? std::min(*oldest_read, at) : at;
+    }
   }
 
   const std::string& url() const override { return server_->url(); }
@@ -35,16 +38,17 @@ class MirroredFolder final : public StoreFolder {
     const std::string scope = statement.folder_url.empty() || statement.folder_url.back() == '/'
                                   ? statement.folder_url
                                   : statement.folder_url + '/';
-    if (!window.start_from || !window.end_until || !EqualsIgnoringCase(scope, base_)) {
+    if (!calendar_ || !window.start_from || !window.end_until ||
+        !EqualsIgnoringCase(scope, base_)) {
       return server_->Query(statement, rows);
     }
     const UtcSeconds from = UtcOfDate(*window.start_from);
     const UtcSeconds until = UtcOfDate(*window.end_until);
-    if (from < calendar_.state.window_start || until > calendar_.state.window_end) {
+    if (from < calendar_->state.window_start || until > calendar_->state.window_end) {
       return server_->Query(statement, rows);
     }
     std::vector<StoreItem> candidates;
-    if (Status read = mirror_->database().Candidates(calendar_.folder, from, until, base_,
+    if (Status read = mirror_->database().Candidates(calendar_->folder, from, until, base_,
                                                      candidates,
                                                      StatementReadsDescription(statement));
         !read.ok()) {
@@ -54,44 +58,53 @@ class MirroredFolder final : public StoreFolder {
   }
 
   Status DeleteItem(const std::string& href) override {
+    (void)mirror_->BeginWrite(base_);
     Status deleted = server_->DeleteItem(href);
-    if (deleted.ok()) Mirror(href, false);
+    EndWrite(deleted.ok() ? std::optional<std::string>(href) : std::nullopt, false);
     return deleted;
   }
 
   Result<ItemSource> ReadItem(const std::string& href) override { return server_->ReadItem(href); }
 
   Result<std::string> CreateItem(const std::string& ics) override {
+    (void)mirror_->BeginWrite(base_);
     Result<std::string> href = server_->CreateItem(ics);
-    if (href.ok()) Mirror(*href, true);
+    EndWrite(href.ok() ? std::optional<std::string>(*href) : std::nullopt, true);
     return href;
   }
 
   Status ReplaceItem(const std::string& href, const std::string& ics,
                      const std::string& etag) override {
+    (void)mirror_->BeginWrite(base_);
     Status replaced = server_->ReplaceItem(href, ics, etag);
-    if (replaced.ok()) Mirror(href, true);
+    EndWrite(replaced.ok() ? std::optional<std::string>(href) : std::nullopt, true);
     return replaced;
   }
 
  private:
-  // Puts the server's copy of an item just written into the mirror (or takes a deleted one
-  // out). The server has the change either way: should this fail, the next refresh brings it.
-  void Mirror(const std::string& href, bool present) {
-    const auto name = ItemNameIn(base_, href);
-    if (!name) return;
-    MirrorItem item{*name, "", ""};
-    if (present) {
-      Result<ItemSource> source = server_->ReadItem(href);
-      if (!source.ok()) return;
-      item.etag = source->etag;
-      item.ics = source->ics;
+  // Ends a write in the mirror (a refresh that began before it then leaves the calendar alone),
+  // with the server's copy of the item written (or a deleted one taken out) unless it failed.
+  // The server has the change either way: should the mirror's part fail, the next refresh
+  // brings it.
+  void EndWrite(const std::optional<std::string>& written, bool present) {
+    std::optional<MirrorItem> item;
+    if (const auto name = written ? ItemNameIn(base_, *written) : std::nullopt) {
+      item = MirrorItem{*name, "", ""};
+      if (present) {
+        Result<ItemSource> source = server_->ReadItem(*written);
+        if (source.ok()) {
+          item->etag = source->etag;
+          item->ics = source->ics;
+        } else {
+          item.reset();
+        }
+      }
     }
-    (void)mirror_->PutItem(base_, item);
+    (void)mirror_->EndWrite(base_, item);
   }
 
   std::shared_ptr<CalendarMirror> mirror_;
-  CalendarMirror::Calendar calendar_;
+  std::optional<CalendarMirror::Calendar> calendar_;  // when its last refresh brought it in step
   std::unique_ptr<StoreFolder> server_;
   std::string base_;  // the folder URL with its trailing slash
 };
@@ -99,9 +112,9 @@ class MirroredFolder final : public StoreFolder {
 }  // namespace
 
 std::unique_ptr<StoreFolder> MakeMirroredFolder(std::shared_ptr<CalendarMirror> mirror,
-                                                CalendarMirror::Calendar calendar,
+                                                std::optional<CalendarMirror::Calendar> in_step,
                                                 std::unique_ptr<StoreFolder> server_folder) {
-  return std::make_unique<MirroredFolder>(std::move(mirror), std::move(calendar),
+  return std::make_unique<MirroredFolder>(std::move(mirror), std::move(in_step),
                                           std::move(server_folder));
 }
 

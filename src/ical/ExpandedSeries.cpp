@@ -27,11 +27,13 @@ Kept& TheKept() {
   return kept;
 }
 
-// All-day occurrences fall on local midnights: the time zone is part of the key.
-std::string KeyOf(std::string_view ics, UtcSeconds from, UtcSeconds until) {
+// All-day occurrences fall on local midnights: the time zone is part of the key. A stored item
+// and a server's calendar text of the same bytes are keyed apart by their kind.
+std::string KeyOf(char kind, std::string_view ics, UtcSeconds from, UtcSeconds until) {
   const char* zone = std::getenv("TZ");
   std::string key = zone ? zone : "";
   key += '\0';
+  key += kind;
   key.reserve(key.size() + ics.size() + 2 * sizeof(UtcSeconds));
   key.append(reinterpret_cast<const char*>(&from), sizeof from);
   key.append(reinterpret_cast<const char*>(&until), sizeof until);
@@ -48,16 +50,15 @@ std::size_t BytesOf(const std::string& key, const std::vector<StoreItem>& occurr
   return bytes;
 }
 
-}  // namespace
-
-Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds from, UtcSeconds until) {
+// The kept occurrences for the key, else what expand makes of them, kept for the next call.
+template <typename Expand>
+Result<std::vector<StoreItem>> Keep(std::string key, Expand expand) {
   Kept& kept = TheKept();
-  std::string key = KeyOf(ics, from, until);
   {
     std::lock_guard lock(kept.mutex);
     if (const auto found = kept.series.find(key); found != kept.series.end()) return *found->second;
   }
-  Result<std::vector<StoreItem>> expanded = ExpandItem(ics, from, until);
+  Result<std::vector<StoreItem>> expanded = expand();
   if (!expanded.ok()) return expanded;
   const std::size_t bytes = BytesOf(key, *expanded);
   std::lock_guard lock(kept.mutex);
@@ -69,6 +70,27 @@ Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds fro
     kept.bytes += bytes;
   }
   return expanded;
+}
+
+}  // namespace
+
+Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds from, UtcSeconds until) {
+  return Keep(KeyOf('s', ics, from, until), [&] { return ExpandItem(ics, from, until); });
+}
+
+Result<std::vector<StoreItem>> ExpandCalendarText(std::string_view text, UtcSeconds from,
+                                                  UtcSeconds until) {
+  return Keep(KeyOf('c', text, from, until), [&]() -> Result<std::vector<StoreItem>> {
+    Result<std::vector<CalendarItem>> items = ParseCalendar(text);
+    if (!items.ok()) return items.status();
+    std::vector<StoreItem> occurrences;
+    for (const CalendarItem& item : *items) {
+      Result<std::vector<StoreItem>> expanded = ExpandItem(item.ics, from, until);
+      if (!expanded.ok()) return expanded.status();
+      occurrences.insert(occurrences.end(), expanded->begin(), expanded->end());
+    }
+    return occurrences;
+  });
 }
 
 }  // namespace orbitel::data

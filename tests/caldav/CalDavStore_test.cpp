@@ -33,19 +33,43 @@ class CalDavStoreTest : public EitherStoreFixture {
   }
 };
 
-// A 404 propstat of the properties a server lacks, after the found ones, must not blank them.
-TEST(CalDavAnswers, PropertiesAnsweredNotFoundAreLeftOut) {
-  auto resources = ParseMultistatus(
-      "<d:multistatus xmlns:d=\"DAV:\" xmlns:c=\"urn:ietf:params:xml:ns:caldav\"><d:response>"
-      "<d:href>/a/x.ics</d:href><d:propstat><d:prop><d:getetag>\"1\"</d:getetag>"
-      "<c:calendar-data>BEGIN:VCALENDAR</c:calendar-data></d:prop>"
-      "<d:status>HTTP/1.1 200 OK</d:status></d:propstat><d:propstat><d:prop><d:getetag/>"
-      "<c:calendar-data/></d:prop><d:status>HTTP/1.1 404 Not Found</d:status></d:propstat>"
-      "</d:response></d:multistatus>");
-  ASSERT_TRUE(resources.ok()) << resources.status().description();
-  ASSERT_EQ(resources->size(), 1u);
-  EXPECT_EQ((*resources)[0].etag, "\"1\"");
-  EXPECT_EQ((*resources)[0].calendar_data, "BEGIN:VCALENDAR");
+// Answers a real server sends only when something between breaks them (cut short by a dropped
+// connection, an error page in place of the multistatus): each is refused with the store's error
+// naming what is wrong, never taken for a calendar with fewer items. A whole answer is read, a
+// 404 propstat of the properties a server lacks not blanking the ones found.
+TEST(CalDavAnswers, MalformedOrPartialMultistatusIsRefused) {
+  const std::string response =
+      "<d:response><d:href>/a/x.ics</d:href><d:propstat><d:prop><d:getetag>\"1\"</d:getetag>"
+      "</d:prop><d:status>HTTP/1.1 200 OK</d:status></d:propstat><d:propstat><d:prop><d:getetag/>"
+      "</d:prop><d:status>HTTP/1.1 404 Not Found</d:status></d:propstat></d:response>";
+  const std::string whole = "<d:multistatus xmlns:d=\"DAV:\">" + response + response +
+                            "<d:sync-token>t2</d:sync-token></d:multistatus>";
+  const std::pair<std::string, const char*> answers[] = {
+      {whole.substr(0, whole.size() / 2), "at byte"},
+      {whole.substr(0, whole.find("<d:sync-token>")), "at byte"},  // cut after a whole response
+      {"", "No document element"},
+      {"<html><body>Bad Gateway</body></html>", "root element is <html>"},
+      {"<multistatus><response><href>/a/x.ics</href></response></multistatus>", "root element"},
+      {"<d:error xmlns:d=\"DAV:\"><d:valid-sync-token/></d:error>", "root element is <d:error>"},
+      {"<d:multistatus xmlns:d=\"DAV:\"><d:response><d:status>HTTP/1.1 200 OK</d:status>"
+       "</d:response></d:multistatus>", "names no href"},
+  };
+  for (const auto& [xml, reason] : answers) {
+    SCOPED_TRACE(xml);
+    for (const Status& status : {ParseMultistatus(xml).status(), ParseSyncAnswer(xml).status()}) {
+      EXPECT_EQ(status.number(), errors::kCannotOpenFolder);
+      EXPECT_NE(status.description().find(reason), std::string::npos) << status.description();
+    }
+  }
+  // A sync answer must say which state it brings the calendar to.
+  const std::string tokenless = whole.substr(0, whole.find("<d:sync-token>")) + "</d:multistatus>";
+  ASSERT_TRUE(ParseMultistatus(tokenless).ok());
+  EXPECT_NE(ParseSyncAnswer(tokenless).status().description().find("no sync token"), std::string::npos);
+  auto sync = ParseSyncAnswer(whole);
+  ASSERT_TRUE(sync.ok()) << sync.status().description();
+  EXPECT_EQ(sync->sync_token, "t2");
+  ASSERT_EQ(sync->resources.size(), 2u);
+  EXPECT_EQ(sync->resources[0].etag, "\"1\"");
 }
 
 // Each folder fails to open with the store's error, the same when fetched ahead; so does the probe.

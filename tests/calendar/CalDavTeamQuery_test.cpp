@@ -5,12 +5,19 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
+#include <chrono>
+#include <ctime>
 #include <functional>
+#include <future>
 #include <ostream>
+#include <thread>
 
 #include "RadicaleServer.h"
 #include "StoreFixture.h"
 #include "caldav/CalDavStore.h"
+#include "caldav/CalendarMirror.h"
 #include "caldav/MirrorRefresh.h"
 #include "runtime/ErrorNumbers.h"
 #include "site/Clock.h"
@@ -18,6 +25,7 @@
 #include "site/SiteSettings.h"
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
+#include "store/StoreTime.h"
 #include "store/StoreTime.h"
 
 namespace orbitel::calendar {
@@ -275,6 +283,53 @@ TEST_F(CalDavTeamQueryTest, MirrorShowsServerChangesWithinOneRefreshAndOrbitelsA
   }
 }
 
+TEST_F(CalDavTeamQueryTest, ARefreshUnderWayNeverUndoesAWriteThroughOrbitel) {
+  const site::UserList jack = MakePerson("jack");
+  ASSERT_EQ(Put(jack, "one", 10), 201);
+  Use(Store::kMirror);
+  ASSERT_EQ(Refresh(jack).refreshed, 1u);
+  const std::string folder_url = FolderOf("jack");
+  auto folder = (*services_.providers.Find("MSDAIPP.DSO"))->OpenFolder(folder_url);
+  ASSERT_TRUE(folder.ok()) << folder.status().description();
+  // Each write made after a refresh has asked the server and before it writes its answers, which
+  // hold the item as it was before the write: changed on the server just before, or (a refresh
+  // reading the calendar whole, as a wider window makes it) not there yet.
+  data::MirrorRefreshOptions whole;
+  whole.days_back = 365 + 60;
+  struct Write { int changed_before; data::MirrorRefreshOptions options; std::function<void()> write; std::vector<int> busy; };
+  const Write writes[] = {
+      {11, {}, [&] {
+         auto one = (*folder)->ReadItem(folder_url + "one.ics");
+         ASSERT_TRUE(one.ok() && (*folder)->ReplaceItem(one->href, HourOn("one", 20), one->etag).ok());
+       }, {20}},
+      {0, whole, [&] { ASSERT_TRUE((*folder)->CreateItem(HourOn("two", 12)).ok()); }, {12, 20}},
+      {21, {}, [&] { ASSERT_TRUE((*folder)->DeleteItem(folder_url + "one.ics").ok()); }, {12}},
+  };
+  for (const Write& step : writes) {
+    if (step.changed_before) {
+      ASSERT_LT(Put(jack, "one", step.changed_before), 300);
+    }
+    data::MirrorRefresh under_way(services_.stores, {folder_url}, step.options, kToday);
+    step.write();
+    EXPECT_EQ(under_way.Apply().refreshed, 1u);
+    EXPECT_EQ(BusyDays(jack), step.busy);
+  }
+  ASSERT_EQ(Refresh(jack).refreshed, 1u);
+  EXPECT_EQ(BusyDays(jack), (std::vector<int>{12}));
+
+  // A calendar's first refresh under way: it is not taken for in step without the write.
+  const site::UserList kate = MakePerson("kate");
+  data::MirrorRefresh first(services_.stores, {FolderOf("kate")}, {}, kToday);
+  auto kates = (*services_.providers.Find("MSDAIPP.DSO"))->OpenFolder(FolderOf("kate"));
+  ASSERT_TRUE(kates.ok() && (*kates)->CreateItem(HourOn("three", 14)).ok());
+  first.Apply();
+  EXPECT_EQ(BusyDays(kate), (std::vector<int>{14}));
+  ASSERT_EQ(Refresh(kate).refreshed, 1u);
+  server_->Pause();  // now only the mirror can answer
+  EXPECT_EQ(BusyDays(kate), (std::vector<int>{14}));
+  ASSERT_EQ(server_->Resume(), "");
+}
+
 TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles) {
   const site::UserList person = MakePerson("ivy");
   ASSERT_EQ(Put(person, "one", 10), 201);
@@ -290,10 +345,20 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
   ASSERT_EQ(server_->Resume(), "");
   const std::filesystem::path collection = server_->storage() / "collection-root" / PathOf(person);
   // Each trouble made (true) and mended (false).
+  std::future<void> killing;
   const std::pair<const char*, std::function<void(bool)>> troubles[] = {
-      {"the server stopped",
-       [](bool make) {
-         if (make) return server_->Pause();
+      {"the server slow, then killed while the refresh waits: its connection drops",
+       [&](bool make) {
+         if (make) {
+           server_->Signal(SIGSTOP);
+           killing = std::async(std::launch::async, [] {
+             std::this_thread::sleep_for(std::chrono::milliseconds(500));
+             server_->Signal(SIGKILL);
+           });
+           return;
+         }
+         killing.get();
+         server_->Pause();
          ASSERT_EQ(server_->Resume(), "");
        }},
       {"an item that is not iCalendar",
@@ -301,12 +366,7 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
          if (!make) return (void)std::filesystem::remove(collection / "broken.ics");
          site::testing::WriteFile(collection / "broken.ics", "BEGIN:VCALENDAR\r\nnonsense\r\n");
        }},
-      {"credentials refused",
-       [this](bool make) {
-         data::StoreSettings stores = services_.stores;
-         stores.credentials = data::StoreCredentials{kUser, make ? "wrong" : kPassword};
-         UseStores(stores);
-       }},
+      {"credentials refused", [](bool make) { server_->SetPassword(make ? "changed" : kPassword); }},
   };
   for (const auto& [name, trouble] : troubles) {
     SCOPED_TRACE(name);
@@ -332,6 +392,34 @@ TEST_F(CalDavTeamQueryTest, MirrorKeepsItsLastGoodCopyThroughTheServersTroubles)
   ASSERT_LT(server_->Send("DELETE", PathOf(person) + "one.ics"), 300);
   ASSERT_EQ(Refresh(person).refreshed, 1u);
   EXPECT_EQ(BusyDays(person), (std::vector<int>{12}));
+}
+
+TEST_F(CalDavTeamQueryTest, ACalendarOfFiveThousandItemsIsMirroredAndReadAlike) {
+  const site::UserList person = MakePerson("mona");
+  // Written straight into the server's storage: an hour every eight hours from January 2002.
+  const std::filesystem::path collection = server_->storage() / "collection-root" / PathOf(person);
+  const std::time_t first = 1009875600;  // 2002-01-01 09:00 UTC
+  std::size_t in_window = 0;
+  for (int n = 0; n < 5000; ++n) {
+    const std::time_t start = first + n * 8 * 3600;
+    char times[64];
+    std::tm at{};
+    std::strftime(times, sizeof times, "DTSTART:%Y%m%dT%H%M%SZ\r\nDTEND:%Y%m%dT%H", gmtime_r(&start, &at));
+    const std::string uid = "i" + std::to_string(n);
+    site::testing::WriteFile(collection / (uid + ".ics"), Calendar(Event(uid, times + std::string("5959Z\r\n"))));
+    in_window += start <= kToday + 730 * 86400 && start + 3599 >= kToday - 365 * 86400;
+  }
+  // The refresh reads them first: a server's first read of so many, on disk, can take longer
+  // than a page waits for an answer, while a refresh waits minutes.
+  Use(Store::kMirror);
+  ASSERT_EQ(Refresh(person).refreshed, 1u);
+  EXPECT_EQ(BusyDays(person).size(), 30u);  // every day of November
+  const Outcome mirrored = Run(person, kMonth);
+  auto mirror = data::CalendarMirror::Open(services_.stores.store_root);
+  ASSERT_TRUE(mirror.ok() && *mirror);
+  EXPECT_EQ((*mirror)->Etags(FolderOf("mona"))->size(), in_window);
+  Use(Store::kCalDav);
+  EXPECT_EQ(Run(person, kMonth), mirrored);
 }
 
 }  // namespace
