@@ -1,7 +1,5 @@
 #include "caldav/CalendarMirror.h"
 
-#include <sqlite3.h>
-
 #include <filesystem>
 #include <map>
 #include <utility>
@@ -73,16 +71,16 @@ Result<std::shared_ptr<CalendarMirror>> CalendarMirror::OpenOrCreate(
       LocalStoreDatabase::OpenOrCreate(store_root, kMirrorDomain);
   if (!database.ok()) return database.status();
   std::shared_ptr<CalendarMirror> mirror(new CalendarMirror(std::move(database).value()));
-  if (!sqlite::Execute(mirror->database_->handle(), kStateSchema)) {
+  if (!mirror->database_->Execute(kStateSchema)) {
     return mirror->Failure("creating its sync state");
   }
-  (void)sqlite3_exec(mirror->database_->handle(), kWritesColumn, nullptr, nullptr, nullptr);
+  (void)mirror->database_->Execute(kWritesColumn);
   return mirror;
 }
 
 Status CalendarMirror::Failure(const std::string& doing) const {
   return CannotOpen("The calendar mirror failed while " + doing + ": " +
-                    sqlite3_errmsg(database_->handle()));
+                    database_->LastError());
 }
 
 Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
@@ -92,17 +90,17 @@ Result<std::optional<CalendarMirror::Calendar>> CalendarMirror::Find(
   if (!folder.ok()) return folder.status();
   if (!*folder) return std::optional<Calendar>();
   if (!find_state_.ok()) {
-    find_state_ = sqlite::Statement(database_->handle(),
-                                    "SELECT sync_token, window_start, window_end, refreshed_at, "
-                                    "failure, writes FROM mirror_state WHERE folder = ?1");
+    find_state_ = database_->Prepare(
+        "SELECT sync_token, window_start, window_end, refreshed_at, failure, writes "
+        "FROM mirror_state WHERE folder = ?1");
   }
   if (!find_state_.ok()) return Failure("reading a calendar's sync state");
   sqlite::Statement& read = find_state_;
   read.Reset().Bind(1, **folder);
   const int step = read.Step();
-  if (step != SQLITE_ROW) {
+  if (step != sqlite::kRow) {
     read.Reset();
-    if (step == SQLITE_DONE) return std::optional<Calendar>();
+    if (step == sqlite::kDone) return std::optional<Calendar>();
     return Failure("reading a calendar's sync state");
   }
   Calendar calendar;
@@ -123,13 +121,12 @@ Result<std::map<std::string, std::string>> CalendarMirror::Etags(const std::stri
       database_->FindFolder(WithSlash(folder_url));
   if (!folder.ok()) return folder.status();
   if (!*folder) return etags;
-  sqlite::Statement read(database_->handle(),
-                         "SELECT displayname, etag FROM items WHERE folder = ?1");
+  sqlite::Statement read = database_->Prepare("SELECT displayname, etag FROM items WHERE folder = ?1");
   if (!read.ok()) return Failure("reading a calendar's etags");
   read.Bind(1, **folder);
   int step;
-  while ((step = read.Step()) == SQLITE_ROW) etags[read.Text(0)] = read.Text(1);
-  if (step != SQLITE_DONE) return Failure("reading a calendar's etags");
+  while ((step = read.Step()) == sqlite::kRow) etags[read.Text(0)] = read.Text(1);
+  if (step != sqlite::kDone) return Failure("reading a calendar's etags");
   return etags;
 }
 
@@ -160,8 +157,8 @@ Status Store(LocalStoreDatabase& database, LocalStoreDatabase::FolderId folder,
 Result<bool> CalendarMirror::Apply(const std::string& folder_url, const Changes& changes,
                                    std::int64_t writes_seen) {
   const std::string base = WithSlash(folder_url);
-  sqlite::Transaction transaction(database_->handle());
-  if (!transaction.began()) return Failure("bringing a calendar in step");
+  Result<std::unique_ptr<StoreWrites>> transaction = database_->BeginWrites();
+  if (!transaction.ok()) return Failure("bringing a calendar in step");
   Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(base);
   if (!folder.ok()) return folder.status();
   Result<std::int64_t> writes = WritesOf(*folder);
@@ -177,8 +174,7 @@ Result<bool> CalendarMirror::Apply(const std::string& folder_url, const Changes&
       return stored;
     }
   }
-  sqlite::Statement write(
-      database_->handle(),
+  sqlite::Statement write = database_->Prepare(
       "INSERT INTO mirror_state(folder, sync_token, window_start, window_end, refreshed_at, "
       "failure) VALUES (?1, ?2, ?3, ?4, ?5, '') ON CONFLICT(folder) DO UPDATE SET "
       "sync_token = ?2, window_start = ?3, window_end = ?4, refreshed_at = ?5, failure = ''");
@@ -192,42 +188,42 @@ Result<bool> CalendarMirror::Apply(const std::string& folder_url, const Changes&
   } else {
     write.BindNull(5);
   }
-  if (write.Step() != SQLITE_DONE || !transaction.Commit()) {
+  if (write.Step() != sqlite::kDone || !(*transaction)->Commit().ok()) {
     return Failure("writing a calendar's sync state");
   }
   return true;
 }
 
 Result<std::int64_t> CalendarMirror::WritesOf(LocalStoreDatabase::FolderId folder) {
-  sqlite::Statement read(database_->handle(), "SELECT writes FROM mirror_state WHERE folder = ?1");
+  sqlite::Statement read = database_->Prepare("SELECT writes FROM mirror_state WHERE folder = ?1");
   if (!read.ok()) return Failure("reading a calendar's writes");
   read.Bind(1, folder);
   const int step = read.Step();
-  if (step == SQLITE_DONE) return std::int64_t{0};
-  if (step != SQLITE_ROW) return Failure("reading a calendar's writes");
+  if (step == sqlite::kDone) return std::int64_t{0};
+  if (step != sqlite::kRow) return Failure("reading a calendar's writes");
   return read.Int(0);
 }
 
 Status CalendarMirror::CountWrite(LocalStoreDatabase::FolderId folder) {
-  sqlite::Statement write(database_->handle(),
-                          "INSERT INTO mirror_state(folder, writes) VALUES (?1, 1) "
-                          "ON CONFLICT(folder) DO UPDATE SET writes = writes + 1");
+  sqlite::Statement write = database_->Prepare(
+      "INSERT INTO mirror_state(folder, writes) VALUES (?1, 1) "
+      "ON CONFLICT(folder) DO UPDATE SET writes = writes + 1");
   if (!write.ok()) return Failure("counting a write");
   write.Bind(1, folder);
-  if (write.Step() != SQLITE_DONE) return Failure("counting a write");
+  if (write.Step() != sqlite::kDone) return Failure("counting a write");
   return Status::Ok();
 }
 
 Status CalendarMirror::RecordFailure(const std::string& folder_url, const std::string& failure) {
   Result<LocalStoreDatabase::FolderId> folder = database_->CreateMailbox(WithSlash(folder_url));
   if (!folder.ok()) return folder.status();
-  sqlite::Statement write(database_->handle(),
-                          "INSERT INTO mirror_state(folder, failure) VALUES (?1, ?2) "
-                          "ON CONFLICT(folder) DO UPDATE SET failure = ?2");
+  sqlite::Statement write = database_->Prepare(
+      "INSERT INTO mirror_state(folder, failure) VALUES (?1, ?2) "
+      "ON CONFLICT(folder) DO UPDATE SET failure = ?2");
   if (!write.ok()) return Failure("noting a failed refresh");
   // A failure is never empty, or the calendar would read as in step.
   write.Bind(1, *folder).Bind(2, failure.empty() ? std::string("unknown") : failure);
-  if (write.Step() != SQLITE_DONE) return Failure("noting a failed refresh");
+  if (write.Step() != sqlite::kDone) return Failure("noting a failed refresh");
   return Status::Ok();
 }
 
@@ -239,8 +235,8 @@ Status CalendarMirror::BeginWrite(const std::string& folder_url) {
 
 Status CalendarMirror::EndWrite(const std::string& folder_url,
                                 const std::optional<MirrorItem>& item) {
-  sqlite::Transaction transaction(database_->handle());
-  if (!transaction.began()) return Failure("writing an item");
+  Result<std::unique_ptr<StoreWrites>> transaction = database_->BeginWrites();
+  if (!transaction.ok()) return Failure("writing an item");
   Result<std::optional<Calendar>> calendar = Find(folder_url);
   if (!calendar.ok()) return calendar.status();
   if (!*calendar) return Status::Ok();
@@ -252,7 +248,7 @@ Status CalendarMirror::EndWrite(const std::string& folder_url,
       return stored;
     }
   }
-  if (!transaction.Commit()) return Failure("writing an item");
+  if (!(*transaction)->Commit().ok()) return Failure("writing an item");
   return Status::Ok();
 }
 

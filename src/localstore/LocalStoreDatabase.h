@@ -38,9 +38,14 @@ class LocalStoreDatabase {
   LocalStoreDatabase(const LocalStoreDatabase&) = delete;
   LocalStoreDatabase& operator=(const LocalStoreDatabase&) = delete;
 
-  // The connection, for the store's own tools that keep tables of their own in the same file
-  // (the CalDAV mirror's state, backups).
-  sqlite3* handle() const { return db_.get(); }
+  // For the store's tools that keep tables of their own in the same file (the CalDAV mirror's
+  // sync state): a statement prepared on this connection (check ok()), statements run without
+  // results (false when one fails), and the connection's last error.
+  sqlite::Statement Prepare(std::string_view sql) const { return sqlite::Statement(db_.get(), sql); }
+  bool Execute(const char* sql) const { return sqlite::Execute(db_.get(), sql); }
+  std::string LastError() const { return sqlite::LastError(db_.get()); }
+  // SQLite's check of the file: "ok", or what is damaged.
+  Result<std::string> IntegrityVerdict() const { return sqlite::IntegrityVerdict(db_.get()); }
 
   // Begins writes that stand or fall together (StoreWrites), on this connection, which must
   // outlive them; errors::kCannotOpenFolder when another connection is writing and does not

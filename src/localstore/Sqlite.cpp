@@ -6,6 +6,8 @@
 
 namespace orbitel::data::sqlite {
 
+static_assert(kRow == SQLITE_ROW && kDone == SQLITE_DONE);
+
 void DatabaseClose::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
 
 void StatementFinalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -77,5 +79,13 @@ bool Transaction::Commit() {
 bool Execute(sqlite3* db, const char* sql) {
   return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
+
+Result<std::string> IntegrityVerdict(sqlite3* db) {
+  Statement check(db, "PRAGMA integrity_check");
+  if (!check.ok() || check.Step() != SQLITE_ROW) return Status::Error(sqlite3_errcode(db), LastError(db));
+  return check.Text(0);
+}
+
+std::string LastError(sqlite3* db) { return sqlite3_errmsg(db); }
 
 }  // namespace orbitel::data::sqlite

@@ -15,6 +15,10 @@ struct sqlite3_stmt;
 
 namespace orbitel::data::sqlite {
 
+// What Statement::Step answers when all went well (SQLite's SQLITE_ROW and SQLITE_DONE).
+inline constexpr int kRow = 100;
+inline constexpr int kDone = 101;
+
 struct DatabaseClose {
   void operator()(sqlite3* db) const;
 };
@@ -71,5 +75,12 @@ class Transaction {
 
 // Runs statements without results; false when one fails.
 bool Execute(sqlite3* db, const char* sql);
+
+// SQLite's own check of the database's file: "ok", or what it found damaged; an error (in
+// SQLite's words) when it could not look.
+Result<std::string> IntegrityVerdict(sqlite3* db);
+
+// The connection's last error in SQLite's words.
+std::string LastError(sqlite3* db);
 
 }  // namespace orbitel::data::sqlite

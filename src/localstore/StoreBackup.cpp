@@ -63,13 +63,9 @@ Status Copy(sqlite3* from, sqlite3* to, const std::string& what) {
   return Status::Ok();
 }
 
-Status CheckIntegrity(sqlite3* db, const std::string& path) {
-  sqlite::Statement check(db, "PRAGMA integrity_check");
-  if (!check.ok() || check.Step() != SQLITE_ROW) {
-    return Failed("The database " + path + " cannot be checked: " + sqlite3_errmsg(db));
-  }
-  const std::string verdict = check.Text(0);
-  if (verdict != "ok") return Failed("The database " + path + " is damaged: " + verdict);
+Status CheckIntegrity(const Result<std::string>& verdict, const std::string& path) {
+  if (!verdict.ok()) return Failed("The database " + path + " cannot be checked: " + verdict.status().description());
+  if (*verdict != "ok") return Failed("The database " + path + " is damaged: " + *verdict);
   return Status::Ok();
 }
 
@@ -95,7 +91,7 @@ Status BackUpStore(const std::string& store_root, const std::string& destination
       if (!opened.ok()) return opened.status();
       sqlite::DatabaseHandle to = std::move(opened).value();
       Status copied = Copy(from->get(), to.get(), "Backing up " + from_path + " failed");
-      if (copied.ok()) copied = CheckIntegrity(to.get(), part_path);
+      if (copied.ok()) copied = CheckIntegrity(sqlite::IntegrityVerdict(to.get()), part_path);
       if (!copied.ok()) {
         to.reset();
         fs::remove(part_path, error);
@@ -118,7 +114,7 @@ Status RestoreStore(const std::string& store_root, const std::string& source, co
     const std::string path = LocalStoreDatabase::PathOf(source, domain);
     auto opened = LocalStoreDatabase::Open(source, domain);
     if (!opened.ok()) return opened.status();
-    if (Status sound = CheckIntegrity((*opened)->handle(), path); !sound.ok()) return sound;
+    if (Status sound = CheckIntegrity((*opened)->IntegrityVerdict(), path); !sound.ok()) return sound;
   }
   for (const std::string& domain : *domains) {
     const std::string from_path = LocalStoreDatabase::PathOf(source, domain);

@@ -78,7 +78,7 @@ TEST_F(LocalStoreTest, AnImportThatFailsPartwayLeavesNothing) {
   EXPECT_EQ((*database)->All(**(*database)->FindFolder("alice"))->size(), 3u);
 
   // A value SQLite refuses to bind stops the statement rather than running it without.
-  sqlite::Statement statement((*database)->handle(), "SELECT ?1");
+  sqlite::Statement statement = (*database)->Prepare("SELECT ?1");
   EXPECT_EQ(statement.Bind(1, "kept").Bind(2, "no such parameter").Step(), SQLITE_RANGE);
   EXPECT_EQ(statement.Reset().Bind(1, "kept").Step(), SQLITE_ROW);
 }
