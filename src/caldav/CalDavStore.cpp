@@ -1,6 +1,5 @@
 #include "caldav/CalDavStore.h"
 
-#include <atomic>
 #include <chrono>
 #include <limits>
 #include <map>
@@ -44,8 +43,6 @@ constexpr std::size_t kPrefetchInFlight = 1;
 // What a page's prefetched answers may hold in all; past it the rest are asked for one by one,
 // each with the client's own cap, as without the prefetch.
 constexpr std::size_t kPrefetchBytes = 64u << 20;
-
-std::atomic<bool> prefetch_enabled{true};
 
 // The answers prefetched for this thread's coming requests, by request; each is used once.
 thread_local std::multimap<std::string, HttpResponse> prefetched;
@@ -438,7 +435,7 @@ class CalDavProvider final : public StoreProvider {
     prefetched.clear();
     mirrored_ahead.clear();
     known_ahead.clear();
-    if (!prefetch_enabled.load(std::memory_order_relaxed)) return;
+    if (!settings_.caldav_prefetch) return;
     std::vector<HttpRequest> requests;
     for (const FolderQuery& query : queries) {
       if (!IsHttpUrl(query.folder_url)) continue;
@@ -481,8 +478,6 @@ class CalDavProvider final : public StoreProvider {
 };
 
 }  // namespace
-
-void SetCalDavPrefetch(bool enabled) { prefetch_enabled.store(enabled, std::memory_order_relaxed); }
 
 std::shared_ptr<const StoreProvider> MakeCalDavProvider(StoreSettings settings) {
   return std::make_shared<CalDavProvider>(std::move(settings));

@@ -30,8 +30,5 @@ inline constexpr std::string_view kCalDavProviderName = "MSDAIPP.DSO";
 // instance serves any number of request threads at once.
 std::shared_ptr<const StoreProvider> MakeCalDavProvider(StoreSettings settings);
 
-// Whether Prefetch fetches anything (the default) or leaves every request to its call; for
-// measuring what fetching ahead saves.
-void SetCalDavPrefetch(bool enabled);
 
 }  // namespace orbitel::data

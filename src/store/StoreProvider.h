@@ -139,6 +139,9 @@ struct StoreSettings {
   // Whether CalDAV calendars are read from their mirror under store_root where a refresh has
   // brought it in step (see MirroredFolder.h), rather than always from the server.
   bool caldav_mirror = false;
+  // Whether a page's CalDAV reports are fetched ahead of its opens and queries (Prefetch), or
+  // each asked when its call comes; for measuring what fetching ahead saves.
+  bool caldav_prefetch = true;
 };
 
 }  // namespace orbitel::data

@@ -204,9 +204,11 @@ TEST_F(CalDavStoreTest, PrefetchedAnswersServeThisThreadsNextOpensAndQueriesOnce
   // store and an unknown provider accept the list and change nothing.
   SignIn(kPassword);
   { const PrefetchScope ended(providers_, "MSDAIPP.DSO", {{FolderOf("alice"), alice}}); }
-  SetCalDavPrefetch(false);
-  const PrefetchScope off(providers_, "MSDAIPP.DSO", {{FolderOf("alice"), alice}});
-  SetCalDavPrefetch(true);
+  StoreSettings switched_off{root_};
+  switched_off.credentials = StoreCredentials{kUser, kPassword};
+  switched_off.caldav_prefetch = false;
+  const StoreProviders unfetching = testing::ProvidersFor(switched_off);
+  const PrefetchScope off(unfetching, "MSDAIPP.DSO", {{FolderOf("alice"), alice}});
   const PrefetchScope local(providers_, "ExOLEDB.DataSource", {{FolderOf("alice"), alice}});
   const PrefetchScope unknown(providers_, "No.Such.Provider", {{FolderOf("alice"), alice}});
   SignIn("wrong");

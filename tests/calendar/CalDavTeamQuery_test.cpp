@@ -106,14 +106,13 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
                                  data::testing::CalendarTexts(kCalendars));
   }
   void TearDown() override {
-    data::SetCalDavPrefetch(true);
     FixClock(std::nullopt);
     site::KeepTimeZoneForThread({}, 0);
     SiteFixture::TearDown();
   }
 
   // The site's settings naming the store as the settings page would, loaded as a request does.
-  void Use(Store store) {
+  void Use(Store store, bool fetching_ahead = true) {
     std::string settings = site::testing::ReadFile("www/OrbitelSettings.xml");
     const std::string shipped = "ExchangeServerName='' ExchangeViaBackoffice='True'";
     ASSERT_NE(settings.find(shipped), std::string::npos);
@@ -127,6 +126,7 @@ class CalDavTeamQueryTest : public site::testing::SiteFixture {
     data::StoreSettings stores{(folder_ / "store").string()};
     stores.credentials = data::StoreCredentials{kUser, kPassword};
     stores.caldav_mirror = store == Store::kMirror;
+    stores.caldav_prefetch = fetching_ahead;
     UseStores(stores);
   }
 
@@ -200,10 +200,9 @@ TEST_F(CalDavTeamQueryTest, EveryPeriodGivesTheSameGridErrorsAndLogFetchedAheadO
       SCOPED_TRACE(std::string(period.name) + " for " + users.front() + "...");
       Use(Store::kLocal);
       const Outcome local = Run(users, period);
-      Use(Store::kCalDav);
-      data::SetCalDavPrefetch(false);
+      Use(Store::kCalDav, false);
       const Outcome one_by_one = Run(users, period);
-      data::SetCalDavPrefetch(true);
+      Use(Store::kCalDav);
       const Outcome fetched_ahead = Run(users, period);
       Use(Store::kMirror);
       Refresh(users);
