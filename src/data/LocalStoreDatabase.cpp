@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -114,16 +115,18 @@ struct LocalStoreDatabase::Statements {
       : find_folder(db,
                     "SELECT folders.id FROM mailboxes JOIN folders ON folders.mailbox = mailboxes.id "
                     "WHERE mailboxes.account = ?1 AND folders.name = 'calendar'"),
+        // ?4 and ?5 narrow the period to a reader's span: the last start and the first end
+        // it has any use for.
         single(db,
                "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
                "busystatus, sensitivity, textdescription FROM items "
-               "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
-               "AND dtend <= ?3 ORDER BY dtstart"),
+               "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?4 "
+               "AND dtend <= ?3 AND dtend >= ?5 ORDER BY dtstart"),
         single_brief(db,
                      "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
                      "busystatus, sensitivity FROM items "
-                     "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
-                     "AND dtend <= ?3 ORDER BY dtstart"),
+                     "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?4 "
+                     "AND dtend <= ?3 AND dtend >= ?5 ORDER BY dtstart"),
         recurring(db,
                   "SELECT displayname, ics FROM items WHERE folder = ?1 AND recurring = 1 "
                   "AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) ORDER BY dtstart"),
@@ -317,37 +320,56 @@ Result<LocalStoreDatabase::FolderId> LocalStoreDatabase::CreateMailbox(const std
   return **folder;
 }
 
+LocalStoreDatabase::Reading::Reading(LocalStoreDatabase& database) : database_(database) {
+  if (sqlite3_get_autocommit(database_.db_.get()) == 0) return;  // the caller's transaction
+  sqlite::Statement& begin = database_.statements_->begin_read;
+  const int began = begin.Reset().Step();
+  begin.Reset();
+  if (began == SQLITE_DONE) {
+    own_ = true;
+  } else {
+    began_ = database_.Failure("beginning a read");
+  }
+}
+
+LocalStoreDatabase::Reading::~Reading() { (void)End(); }
+
+Status LocalStoreDatabase::Reading::End() {
+  if (!own_) return Status::Ok();
+  own_ = false;
+  // A read-only transaction has nothing to write back; ending it only releases its locks.
+  sqlite::Statement& end = database_.statements_->end_read;
+  const int ended = end.Reset().Step();
+  end.Reset();
+  if (ended == SQLITE_DONE) return Status::Ok();
+  // Never leave the connection inside the transaction: later reads would see old data.
+  Status failed = database_.Failure("ending a read");
+  sqlite::Execute(database_.db_.get(), "ROLLBACK");
+  return failed;
+}
+
 Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                       const std::string& folder_url, std::vector<StoreItem>& out,
-                                      bool with_description) {
+                                      bool with_description, const ReadSpan& span) {
   // Outside a transaction of the caller's, the two reads below share one of their own.
-  const bool own_transaction = sqlite3_get_autocommit(db_.get()) != 0;
-  if (own_transaction) {
-    const int began = statements_->begin_read.Reset().Step();
-    statements_->begin_read.Reset();
-    if (began != SQLITE_DONE) return Failure("reading the period's items");
-  }
-  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description);
-  if (own_transaction) {
-    // A read-only transaction has nothing to write back; ending it only releases its locks.
-    const int ended = statements_->end_read.Reset().Step();
-    statements_->end_read.Reset();
-    if (ended != SQLITE_DONE) {
-      // Never leave the connection inside the transaction: later reads would see old data.
-      Status failed = Failure("reading the period's items");
-      sqlite::Execute(db_.get(), "ROLLBACK");
-      if (read.ok()) return failed;
-    }
-  }
-  return read;
+  Reading reading(*this);
+  if (!reading.began().ok()) return Failure("reading the period's items");
+  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description, span);
+  Status ended = reading.End();
+  return read.ok() ? ended : read;
 }
 
 Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                           const std::string& folder_url,
-                                          std::vector<StoreItem>& out, bool with_description) {
+                                          std::vector<StoreItem>& out, bool with_description,
+                                          const ReadSpan& span) {
   out.reserve(out.size() + 512);  // a month of a busy mailbox without regrowing
   sqlite::Statement& single = with_description ? statements_->single : statements_->single_brief;
-  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
+  // An item starting at or after the span's end is of no use: the last start is the second
+  // before it (the store's times are whole seconds).
+  const UtcSeconds last_start =
+      span.until == std::numeric_limits<UtcSeconds>::min() ? span.until : std::min(until, span.until - 1);
+  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until).Bind(4, last_start).Bind(5, span.from);
   int step;
   while ((step = single.Step()) == SQLITE_ROW) {
     StoreItem& item = out.emplace_back();
@@ -380,6 +402,7 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
     Result<std::vector<StoreItem>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
     for (StoreItem& occurrence : occurrences.value()) {
+      if (UtcOfDate(occurrence.dtend) < span.from || UtcOfDate(occurrence.dtstart) >= span.until) continue;
       occurrence.displayname = master.name;
       occurrence.href = folder_url + master.name;
       out.push_back(std::move(occurrence));

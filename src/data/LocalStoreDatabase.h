@@ -53,10 +53,32 @@ class LocalStoreDatabase {
   // The period query's candidates: items not recurring with dtstart >= from and dtend <= until,
   // and the occurrences of recurring items overlapping [from, until]; hrefs under folder_url.
   // Without with_description, items not recurring leave textdescription empty: few queries
-  // read it, and it is the one long text of the index.
+  // read it, and it is the one long text of the index. Items the span leaves out (see
+  // ReadSpan) are not read.
   Status Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                     const std::string& folder_url, std::vector<StoreItem>& out,
-                    bool with_description = true);
+                    bool with_description = true, const ReadSpan& span = {});
+
+  // One read transaction for as long as it lives, unless one is open already: the reads in it
+  // see one state of the file, under one set of file locks.
+  class Reading {
+   public:
+    explicit Reading(LocalStoreDatabase& database);
+    ~Reading();
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+    // The failure beginning it (the reads may still run, each in a transaction of its own).
+    const Status& began() const { return began_; }
+    // Ends it before its time; a failure to end it is returned (the connection then rolls back,
+    // so later reads never see old data).
+    Status End();
+
+   private:
+    LocalStoreDatabase& database_;
+    bool own_ = false;
+    Status began_ = Status::Ok();
+  };
 
   Result<std::optional<ItemSource>> Read(FolderId folder, const std::string& name);
   bool Exists(FolderId folder, const std::string& name);
@@ -94,7 +116,7 @@ class LocalStoreDatabase {
   // Candidates' two reads, in whatever transaction is open.
   Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                         const std::string& folder_url, std::vector<StoreItem>& out,
-                        bool with_description);
+                        bool with_description, const ReadSpan& span);
 
   sqlite::DatabaseHandle db_;
   std::string path_;

@@ -5,6 +5,9 @@
 // Providers are process-wide and safe to use from several threads; a StoreFolder belongs to the
 // request that opened it.
 
+#include <cstddef>
+#include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +18,7 @@
 #include "data/Recordset.h"
 #include "data/Statement.h"
 #include "data/StoreCredentials.h"
+#include "data/StoreTime.h"
 #include "runtime/Status.h"
 
 namespace orbitel::data {
@@ -53,8 +57,27 @@ struct FolderQuery {
   std::string statement;
 };
 
+// What a run of folder reads (StoreProvider::ReadFolders) gives for one folder: whether it
+// opened (as OpenFolder reports), and when it did, whether its statement ran (as parsing it and
+// StoreFolder::Query report) with the rows it gave.
+struct FolderAnswer {
+  Status opened = Status::Ok();
+  Status queried = Status::Ok();
+  Recordset rows;
+};
+
+// The stretch of time, in UTC seconds, that a reader of period queries looks at: rows of items
+// that end before `from` or start at or after `until` are of no use to it, so a store may leave
+// them out of its answers (and may as well keep them).
+struct ReadSpan {
+  UtcSeconds from = std::numeric_limits<UtcSeconds>::min();
+  UtcSeconds until = std::numeric_limits<UtcSeconds>::max();
+};
+
 class StoreProvider {
  public:
+  // Called with each query's index and answer, in the order of the queries.
+  using FolderAnswers = std::function<void(std::size_t, FolderAnswer&)>;
   virtual ~StoreProvider() = default;
   // A missing folder or mailbox, a store that cannot be read, or a URL this provider does not
   // serve: errors::kCannotOpenFolder.
@@ -72,6 +95,14 @@ class StoreProvider {
   virtual void Prefetch(const std::vector<FolderQuery>& /*queries*/) const {}
   // Forgets this thread's fetched answers that were not used.
   virtual void DropPrefetched() const {}
+
+  // Opens each query's folder and runs its statement there, one after another, as a page's
+  // connections and recordsets would (less the rows span leaves out), answering each in turn.
+  // A store may read the whole run at once (the local store: each domain's folders in one read
+  // of its database, statements of one shape parsed once); this one opens and queries each
+  // folder on its own, with the run fetched ahead (Prefetch).
+  virtual void ReadFolders(const std::vector<FolderQuery>& queries, const ReadSpan& span,
+                           const FolderAnswers& answer) const;
 };
 
 // A request's run of folder opens and queries, fetched ahead through the provider a connection
