@@ -5,6 +5,11 @@ namespace orbitel::site {
 std::string HtmlEscape(std::string_view text) {
   std::string escaped;
   escaped.reserve(text.size());
+  AppendHtmlEscaped(escaped, text);
+  return escaped;
+}
+
+void AppendHtmlEscaped(std::string& escaped, std::string_view text) {
   for (char c : text) {
     switch (c) {
       case '&': escaped += "&amp;"; break;
@@ -15,7 +20,6 @@ std::string HtmlEscape(std::string_view text) {
       default: escaped += c;
     }
   }
-  return escaped;
 }
 
 }  // namespace orbitel::site

@@ -9,5 +9,7 @@
 namespace orbitel::site {
 
 std::string HtmlEscape(std::string_view text);
+// The same appended to escaped, for pages written into one buffer.
+void AppendHtmlEscaped(std::string& escaped, std::string_view text);
 
 }  // namespace orbitel::site
