@@ -7,9 +7,11 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "host/AnswerBody.h"
 #include "runtime/Status.h"
 
 namespace orbitel::host {
@@ -22,5 +24,10 @@ struct PageValues {
 // The rendered page; an error naming the file when the template is missing or broken.
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
                                    const PageValues& values);
+// The same as the pieces it is sent in: the template's text, and each long value (a large team's
+// calendar) in its place as a view into the values, which the body keeps, so the page is never
+// copied whole.
+Result<AnswerBody> RenderTemplateBody(const std::filesystem::path& site_folder, std::string_view name,
+                                      std::shared_ptr<const PageValues> values);
 
 }  // namespace orbitel::host
