@@ -108,18 +108,23 @@ Listing ListTemplates(const std::filesystem::path& folder) {
 // parsed template is not safe to render from two threads at once.
 struct LoadedTemplates {
   std::string fingerprint;
+  // What the site's folder watch said before the folder was listed last: while it says the
+  // same, nothing in the folder changed since.
+  std::optional<std::string> listed_at;
   std::map<std::string, std::optional<std::string>> texts;
   std::map<std::string, std::unique_ptr<mustache::mustache>> parsed;
 };
 
-LoadedTemplates& Loaded(const std::filesystem::path& folder) {
+LoadedTemplates& Loaded(const std::filesystem::path& folder, const std::optional<std::string>& folder_changes) {
   thread_local std::map<std::filesystem::path, LoadedTemplates> loaded;
   LoadedTemplates& templates = loaded[folder];
-  // The stamps are taken before the texts are read: a file changed in between is read again on
-  // the next page.
+  if (folder_changes && templates.listed_at == folder_changes) return templates;
+  // The watch is asked before the folder is listed and the stamps are taken before the texts are
+  // read: a file changed in between is read again on the next page.
   Listing listing = ListTemplates(folder);
+  templates.listed_at = folder_changes;
   if (listing.fingerprint == templates.fingerprint && !templates.fingerprint.empty()) return templates;
-  templates = LoadedTemplates{std::move(listing.fingerprint), {}, {}};
+  templates = LoadedTemplates{std::move(listing.fingerprint), folder_changes, {}, {}};
   for (const auto& file : listing.files) templates.texts[file.stem().string()] = ReadText(file);
   return templates;
 }
@@ -130,10 +135,10 @@ namespace {
 
 // The rendered page in pieces, some of them views into values.
 Result<AnswerBody> Render(const std::filesystem::path& site_folder, std::string_view name,
-                          const PageValues& values) {
+                          const PageValues& values, const std::optional<std::string>& folder_changes) {
   const std::filesystem::path folder = site_folder / "templates";
   const std::filesystem::path file = folder / (std::string(name) + ".html");
-  LoadedTemplates& templates = Loaded(folder);
+  LoadedTemplates& templates = Loaded(folder, folder_changes);
   const auto text = templates.texts.find(std::string(name));
   if (text == templates.texts.end() || !text->second) {
     return Status::Error(errors::kFileNotFound, "The page template " + file.string() + " cannot be read");
@@ -188,14 +193,15 @@ Result<AnswerBody> Render(const std::filesystem::path& site_folder, std::string_
 
 Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
                                    const PageValues& values) {
-  Result<AnswerBody> page = Render(site_folder, name, values);
+  Result<AnswerBody> page = Render(site_folder, name, values, std::nullopt);
   if (!page.ok()) return page.status();
   return page->Joined();
 }
 
 Result<AnswerBody> RenderTemplateBody(const std::filesystem::path& site_folder, std::string_view name,
-                                      std::shared_ptr<const PageValues> values) {
-  Result<AnswerBody> page = Render(site_folder, name, *values);
+                                      std::shared_ptr<const PageValues> values,
+                                      const std::optional<std::string>& folder_changes) {
+  Result<AnswerBody> page = Render(site_folder, name, *values, folder_changes);
   if (!page.ok()) return page;
   AnswerBody body = std::move(page).value();
   body.keep = std::move(values);

@@ -369,7 +369,8 @@ struct WebServer::Impl {
     }
     // The page goes out in the pieces it was rendered in: its calendar is never copied whole.
     Result<AnswerBody> body = RenderTemplateBody(exchange.site->folder, page.template_name,
-                                                 std::make_shared<const PageValues>(std::move(values)));
+                                                 std::make_shared<const PageValues>(std::move(values)),
+                                                 exchange.site->sources->FolderChanges());
     if (!body.ok()) {
       Log(settings.error_log, "orbitel: " + body.status().description());
       Answer failed = StatusAnswer(500, exchange);
