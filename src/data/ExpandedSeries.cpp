@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 
@@ -16,7 +17,7 @@ namespace {
 constexpr std::size_t kKeptBytes = 16 << 20;
 
 struct Kept {
-  std::mutex mutex;
+  std::shared_mutex mutex;  // the request threads look up side by side
   std::unordered_map<std::string, std::shared_ptr<const std::vector<StoreItem>>> series;
   std::size_t bytes = 0;
 };
@@ -49,25 +50,25 @@ std::size_t BytesOf(const std::string& key, const std::vector<StoreItem>& occurr
 
 }  // namespace
 
-Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds from, UtcSeconds until) {
+Result<std::shared_ptr<const std::vector<StoreItem>>> ExpandSeries(std::string_view ics, UtcSeconds from,
+                                                                   UtcSeconds until) {
   Kept& kept = TheKept();
   std::string key = KeyOf(ics, from, until);
   {
-    std::lock_guard lock(kept.mutex);
-    if (const auto found = kept.series.find(key); found != kept.series.end()) return *found->second;
+    std::shared_lock lock(kept.mutex);
+    if (const auto found = kept.series.find(key); found != kept.series.end()) return found->second;
   }
   Result<std::vector<StoreItem>> expanded = ExpandItem(ics, from, until);
-  if (!expanded.ok()) return expanded;
+  if (!expanded.ok()) return expanded.status();
   const std::size_t bytes = BytesOf(key, *expanded);
-  std::lock_guard lock(kept.mutex);
+  auto series = std::make_shared<const std::vector<StoreItem>>(std::move(expanded).value());
+  std::unique_lock lock(kept.mutex);
   if (kept.bytes + bytes > kKeptBytes) {
     kept.series.clear();
     kept.bytes = 0;
   }
-  if (bytes <= kKeptBytes && kept.series.emplace(std::move(key), std::make_shared<const std::vector<StoreItem>>(*expanded)).second) {
-    kept.bytes += bytes;
-  }
-  return expanded;
+  if (bytes <= kKeptBytes && kept.series.emplace(std::move(key), series).second) kept.bytes += bytes;
+  return series;
 }
 
 }  // namespace orbitel::data

@@ -6,6 +6,8 @@
 // and is expanded afresh. At most a few megabytes are kept; when full, all is dropped and the
 // keeping starts over. Safe from any thread.
 
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "data/StoreItem.h"
@@ -14,7 +16,9 @@
 
 namespace orbitel::data {
 
-// What ExpandItem(ics, from, until) returns, from the kept copy when there is one.
-Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds from, UtcSeconds until);
+// What ExpandItem(ics, from, until) returns, the kept one when there is one (shared, not copied:
+// a page takes only the occurrences it shows).
+Result<std::shared_ptr<const std::vector<StoreItem>>> ExpandSeries(std::string_view ics, UtcSeconds from,
+                                                                   UtcSeconds until);
 
 }  // namespace orbitel::data

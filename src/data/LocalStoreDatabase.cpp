@@ -402,13 +402,13 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
   recurring.Reset();
   if (step != SQLITE_DONE) return Failure("reading the recurring items");
   for (const StoredItem& master : masters) {
-    Result<std::vector<StoreItem>> occurrences = ExpandSeries(master.ics, from, until);
+    Result<std::shared_ptr<const std::vector<StoreItem>>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
-    for (StoreItem& occurrence : occurrences.value()) {
+    for (const StoreItem& occurrence : **occurrences) {
       if (UtcOfDate(occurrence.dtend) < span.from || UtcOfDate(occurrence.dtstart) >= span.until) continue;
-      occurrence.displayname = master.name;
-      occurrence.href = folder_url + master.name;
-      out.push_back(std::move(occurrence));
+      StoreItem& item = out.emplace_back(occurrence);
+      item.displayname = master.name;
+      item.href = folder_url + master.name;
     }
   }
   return Status::Ok();
