@@ -204,12 +204,9 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::Connect(const st
   sqlite3_busy_timeout(db.get(), 5000);
   sqlite::Execute(db.get(), "PRAGMA foreign_keys = ON");
   // Every request thread holds a connection of its own: a small page cache each and no
-  // lookaside buffers, as the system's file cache already holds the database once for all;
-  // the file is read through a mapping of it, so a team's calendars are read in place rather
-  // than copied page by page out of the file cache into each connection's.
+  // lookaside buffers, as the system's file cache already holds the database once for all.
   sqlite3_db_config(db.get(), SQLITE_DBCONFIG_LOOKASIDE, nullptr, 0, 0);
   sqlite::Execute(db.get(), "PRAGMA cache_size = -128");
-  sqlite::Execute(db.get(), "PRAGMA mmap_size = 268435456");
 
   // Reading the schema version reads the file's header: a file that is not a database fails
   // here, before anything could be written to it.
