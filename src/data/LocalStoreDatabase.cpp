@@ -128,8 +128,9 @@ struct LocalStoreDatabase::Statements {
                      "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?4 "
                      "AND dtend <= ?3 AND dtend >= ?5 ORDER BY dtstart"),
         recurring(db,
-                  "SELECT displayname, ics FROM items WHERE folder = ?1 AND recurring = 1 "
-                  "AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) ORDER BY dtstart"),
+                  "SELECT displayname, ics, span_start, span_end FROM items WHERE folder = ?1 "
+                  "AND recurring = 1 AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) "
+                  "ORDER BY dtstart"),
         read(db, "SELECT ics, etag FROM items WHERE folder = ?1 AND displayname = ?2"),
         insert(db,
                "INSERT INTO items(folder, displayname, uid, subject, location, dtstart, dtend, "
@@ -245,6 +246,9 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::Connect(const st
   }
   std::shared_ptr<LocalStoreDatabase> database(new LocalStoreDatabase(std::move(db), path));
   if (Status prepared = database->Prepare(); !prepared.ok()) return prepared;
+  if (const auto identity = IdentityOf(path)) {
+    database->file_ = path + '|' + std::to_string(identity->device) + ':' + std::to_string(identity->inode);
+  }
   return database;
 }
 
@@ -327,6 +331,8 @@ LocalStoreDatabase::Reading::Reading(LocalStoreDatabase& database) : database_(d
   begin.Reset();
   if (began == SQLITE_DONE) {
     own_ = true;
+    database_.in_own_read_ = true;
+    database_.read_changes_.reset();
   } else {
     began_ = database_.Failure("beginning a read");
   }
@@ -337,6 +343,8 @@ LocalStoreDatabase::Reading::~Reading() { (void)End(); }
 Status LocalStoreDatabase::Reading::End() {
   if (!own_) return Status::Ok();
   own_ = false;
+  database_.in_own_read_ = false;
+  database_.read_changes_.reset();
   // A read-only transaction has nothing to write back; ending it only releases its locks.
   sqlite::Statement& end = database_.statements_->end_read;
   const int ended = end.Reset().Step();
@@ -390,15 +398,10 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
   single.Reset();
   if (step != SQLITE_DONE) return Failure("reading the period's items");
 
-  sqlite::Statement& recurring = statements_->recurring;
-  recurring.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
-  std::vector<StoredItem> masters;
-  while ((step = recurring.Step()) == SQLITE_ROW) {
-    masters.push_back(StoredItem{recurring.Text(0), recurring.Text(1)});
-  }
-  recurring.Reset();
-  if (step != SQLITE_DONE) return Failure("reading the recurring items");
-  for (const StoredItem& master : masters) {
+  Result<std::shared_ptr<const FolderSeries>> series = SeriesOf(folder, from, until);
+  if (!series.ok()) return series.status();
+  for (const SeriesItem& master : **series) {
+    if (master.span_start > until || (master.span_end && *master.span_end < from)) continue;
     Result<std::shared_ptr<const std::vector<StoreItem>>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
     for (const StoreItem& occurrence : **occurrences) {
@@ -409,6 +412,42 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
     }
   }
   return Status::Ok();
+}
+
+std::optional<std::int64_t> LocalStoreDatabase::CommittedChanges() {
+  if (!in_own_read_) return std::nullopt;
+  if (!read_changes_) {
+    Result<std::int64_t> changes = ChangeCount();
+    if (!changes.ok()) return std::nullopt;
+    read_changes_ = *changes;
+  }
+  return read_changes_;
+}
+
+Result<std::shared_ptr<const FolderSeries>> LocalStoreDatabase::SeriesOf(FolderId folder, UtcSeconds from,
+                                                                         UtcSeconds until) {
+  const std::optional<std::int64_t> changes = file_.empty() ? std::nullopt : CommittedChanges();
+  if (changes) {
+    if (auto kept = FindKeptSeries(file_, folder, *changes)) return kept;
+    // All of the folder's series are read to be kept, whatever period this query asks for.
+    from = std::numeric_limits<UtcSeconds>::min();
+    until = std::numeric_limits<UtcSeconds>::max();
+  }
+  sqlite::Statement& recurring = statements_->recurring;
+  recurring.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
+  auto series = std::make_shared<FolderSeries>();
+  int step;
+  while ((step = recurring.Step()) == SQLITE_ROW) {
+    SeriesItem& item = series->emplace_back();
+    item.name = recurring.Text(0);
+    item.ics = recurring.Text(1);
+    item.span_start = recurring.Int(2);
+    if (!recurring.IsNull(3)) item.span_end = recurring.Int(3);
+  }
+  recurring.Reset();
+  if (step != SQLITE_DONE) return Failure("reading the recurring items");
+  if (changes) KeepSeries(file_, folder, *changes, series);
+  return std::shared_ptr<const FolderSeries>(std::move(series));
 }
 
 Result<std::optional<ItemSource>> LocalStoreDatabase::Read(FolderId folder, const std::string& name) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "data/ICalendar.h"
+#include "data/KeptSeriesItems.h"
 #include "data/Sqlite.h"
 #include "data/StoreItem.h"
 #include "data/StoreProvider.h"
@@ -113,6 +114,13 @@ class LocalStoreDatabase {
                             const std::string& ics, const std::string* etag,
                             const std::string& new_tag = "");
   Status Failure(const std::string& doing) const;
+  // The count of changes as a Reading's own transaction sees it (read once in it): committed
+  // data alone, which no other content ever had at that count. nullopt outside such a read (a
+  // writer's transaction may yet roll back) and for a store without a count.
+  std::optional<std::int64_t> CommittedChanges();
+  // The folder's recurring items whose span reaches [from, until], in start order: the kept ones
+  // while the database has not changed since they were read.
+  Result<std::shared_ptr<const FolderSeries>> SeriesOf(FolderId folder, UtcSeconds from, UtcSeconds until);
   // Candidates' two reads, in whatever transaction is open.
   Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                         const std::string& folder_url, std::vector<StoreItem>& out,
@@ -120,6 +128,9 @@ class LocalStoreDatabase {
 
   sqlite::DatabaseHandle db_;
   std::string path_;
+  std::string file_;  // the path and the file's identity on disk, for the kept series
+  bool in_own_read_ = false;  // a Reading began its own transaction and has not ended it
+  std::optional<std::int64_t> read_changes_;  // the count of changes in that read
   std::unique_ptr<Statements> statements_;
   std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
 };
