@@ -54,8 +54,10 @@ bool IsPersonal(std::string_view period) {
   return period == "Per1" || period == "Per7" || period == "Per31";
 }
 
-std::string PeriodQuery(std::string_view period, const std::string& folder, Date range_start,
-                        Date range_end) {
+// The period query on one folder; the range's ends as the store's date texts, the same for
+// every folder of the page.
+std::string PeriodQuery(std::string_view period, const std::string& folder,
+                        const std::string& range_start, const std::string& range_end) {
   std::string query = "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\",";
   if (IsPersonal(period)) query += " \"DAV:displayname\",";
   if (period == "now") query += " \"urn:schemas:calendar:busystatus\",";
@@ -65,10 +67,8 @@ std::string PeriodQuery(std::string_view period, const std::string& folder, Date
   query += " \"urn:schemas:calendar:dtend\",";
   query += " \"urn:schemas:calendar:uid\" ";
   query += " FROM scope('shallow traversal of \"" + folder + "\"')";
-  query += " WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"" +
-           site::StoreDateTime(site::ToUtc(range_start)) + "\" as 'dateTime'))";
-  query += " AND (\"urn:schemas:calendar:dtend\" <=CAST(\"" +
-           site::StoreDateTime(site::ToUtc(range_end)) + "\" as 'dateTime'))";
+  query += " WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"" + range_start + "\" as 'dateTime'))";
+  query += " AND (\"urn:schemas:calendar:dtend\" <=CAST(\"" + range_end + "\" as 'dateTime'))";
   query += " AND (\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2)";
   query += " AND (\"urn:schemas:calendar:busystatus\" <> 'Free')";
   return query;
@@ -193,6 +193,8 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   }
   const Date range_end = end.AddDays(7).value_or(end);
 
+  const std::string start_text = site::StoreDateTime(site::ToUtc(range_start));
+  const std::string end_text = site::StoreDateTime(site::ToUtc(range_end));
   // Every user's folder and query, handed to the store at once: the local store reads a
   // domain's folders in one go, a store across the network fetches them all at the same time.
   // The answers come back in the grid's order, as one query after another would give them.
@@ -203,7 +205,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
     if (entry.empty()) continue;
     const std::string user_folder =
         site.StoreUrlBase + site::SplitUserEntry(entry, false) + "/calendar/";
-    queries.push_back({user_folder, PeriodQuery(period, user_folder, range_start, range_end)});
+    queries.push_back({user_folder, PeriodQuery(period, user_folder, start_text, end_text)});
     users.push_back(u);
   }
   // Only appointments with a day walked inside [calendar_date, end) do anything; a day's margin

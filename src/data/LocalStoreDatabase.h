@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "data/ICalendar.h"
@@ -131,6 +132,12 @@ class LocalStoreDatabase {
   std::string file_;  // the path and the file's identity on disk, for the kept series
   bool in_own_read_ = false;  // a Reading began its own transaction and has not ended it
   std::optional<std::int64_t> read_changes_;  // the count of changes in that read
+  // The calendar folders FindFolder found by account, at one count of changes.
+  struct KnownFolders {
+    std::optional<std::int64_t> changes;
+    std::unordered_map<std::string, FolderId> by_account;
+  };
+  KnownFolders known_folders_;
   std::unique_ptr<Statements> statements_;
   std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
 };
