@@ -297,12 +297,9 @@ Result<std::int64_t> LocalStoreDatabase::ChangeCount() {
 Result<std::optional<LocalStoreDatabase::FolderId>> LocalStoreDatabase::FindFolder(
     const std::string& account) {
   // In a read of its own, a folder found before holds while nothing was written since.
-  const std::optional<std::int64_t> changes = CommittedChanges();
+  const std::optional<std::int64_t> changes = file_.empty() ? std::nullopt : CommittedChanges();
   if (changes) {
-    if (known_folders_.changes != changes) known_folders_ = KnownFolders{changes, {}};
-    if (const auto known = known_folders_.by_account.find(account); known != known_folders_.by_account.end()) {
-      return std::optional<FolderId>(known->second);
-    }
+    if (const std::optional<FolderId> kept = FindKeptFolder(file_, *changes, account)) return kept;
   }
   sqlite::Statement& find = statements_->find_folder;
   find.Reset().Bind(1, account);
@@ -311,7 +308,7 @@ Result<std::optional<LocalStoreDatabase::FolderId>> LocalStoreDatabase::FindFold
   if (step == SQLITE_ROW) folder = find.Int(0);
   find.Reset();
   if (step != SQLITE_ROW && step != SQLITE_DONE) return Failure("looking up a mailbox");
-  if (changes && folder) known_folders_.by_account.emplace(account, *folder);
+  if (changes && folder) KeepFolder(file_, *changes, account, *folder);
   return folder;
 }
 

@@ -10,11 +10,10 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "data/ICalendar.h"
-#include "data/KeptSeriesItems.h"
+#include "data/KeptReads.h"
 #include "data/Sqlite.h"
 #include "data/StoreItem.h"
 #include "data/StoreProvider.h"
@@ -132,12 +131,6 @@ class LocalStoreDatabase {
   std::string file_;  // the path and the file's identity on disk, for the kept series
   bool in_own_read_ = false;  // a Reading began its own transaction and has not ended it
   std::optional<std::int64_t> read_changes_;  // the count of changes in that read
-  // The calendar folders FindFolder found by account, at one count of changes.
-  struct KnownFolders {
-    std::optional<std::int64_t> changes;
-    std::unordered_map<std::string, FolderId> by_account;
-  };
-  KnownFolders known_folders_;
   std::unique_ptr<Statements> statements_;
   std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
 };

@@ -1,9 +1,9 @@
 #pragma once
-// The recurring items of the local store's folders as last read, kept for the whole process:
-// found by the database file, the folder and the database's count of changes (which every write
-// bumps), so a team page need not read a folder's series again until something was written.
-// At most a few megabytes are kept; when full, all is dropped and the keeping starts over.
-// Safe from any thread.
+// What team pages read of the local store again and again, kept for the whole process: each
+// folder's recurring items and the calendar folder of each mailbox. Found by the database file
+// and its count of changes (which every write bumps), so nothing is read again until something
+// was written. At most a few megabytes of series are kept; when full, all are dropped and the
+// keeping starts over. Safe from any thread.
 
 #include <cstdint>
 #include <memory>
@@ -31,5 +31,11 @@ std::shared_ptr<const FolderSeries> FindKeptSeries(const std::string& database, 
                                                    std::int64_t changes);
 void KeepSeries(const std::string& database, std::int64_t folder, std::int64_t changes,
                 std::shared_ptr<const FolderSeries> series);
+
+// The calendar folder of a mailbox, by the account as it was asked for.
+std::optional<std::int64_t> FindKeptFolder(const std::string& database, std::int64_t changes,
+                                           const std::string& account);
+void KeepFolder(const std::string& database, std::int64_t changes, const std::string& account,
+                std::int64_t folder);
 
 }  // namespace orbitel::data

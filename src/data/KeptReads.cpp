@@ -1,10 +1,10 @@
-#include "data/KeptSeriesItems.h"
+#include "data/KeptReads.h"
 
 #include <algorithm>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
-#include <tuple>
+#include <unordered_map>
 #include <utility>
 
 namespace orbitel::data {
@@ -23,6 +23,17 @@ struct Kept {
 
 Kept& TheKept() {
   static Kept kept;
+  return kept;
+}
+
+// By database: the count of changes the folders were found at, and the folders by account.
+struct KeptFolders {
+  std::shared_mutex mutex;
+  std::map<std::string, std::pair<std::int64_t, std::unordered_map<std::string, std::int64_t>>> folders;
+};
+
+KeptFolders& TheKeptFolders() {
+  static KeptFolders kept;
   return kept;
 }
 
@@ -60,6 +71,30 @@ void KeepSeries(const std::string& database, std::int64_t folder, std::int64_t c
   if (bytes > kKeptBytes) return;
   kept.series.emplace(std::make_pair(database, folder), std::make_pair(changes, std::move(series)));
   kept.bytes += bytes;
+}
+
+std::optional<std::int64_t> FindKeptFolder(const std::string& database, std::int64_t changes,
+                                           const std::string& account) {
+  KeptFolders& kept = TheKeptFolders();
+  std::shared_lock lock(kept.mutex);
+  const auto found = kept.folders.find(database);
+  if (found == kept.folders.end() || found->second.first != changes) return std::nullopt;
+  const auto folder = found->second.second.find(account);
+  if (folder == found->second.second.end()) return std::nullopt;
+  return folder->second;
+}
+
+void KeepFolder(const std::string& database, std::int64_t changes, const std::string& account,
+                std::int64_t folder) {
+  KeptFolders& kept = TheKeptFolders();
+  std::unique_lock lock(kept.mutex);
+  auto& [kept_changes, folders] = kept.folders[database];
+  // Folders found before another count may be gone since.
+  if (kept_changes != changes) {
+    kept_changes = changes;
+    folders.clear();
+  }
+  folders.emplace(account, folder);
 }
 
 }  // namespace orbitel::data
