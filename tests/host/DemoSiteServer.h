@@ -24,9 +24,10 @@ namespace orbitel::host {
 // One server on a site folder, from construction to destruction.
 class Served {
  public:
-  explicit Served(const std::filesystem::path& site, std::vector<std::string> trusted_proxies = {})
+  explicit Served(const std::filesystem::path& site, std::vector<std::string> trusted_proxies = {},
+                  std::size_t page_cache_bytes = 64 << 20)
       : server_({.site_folder = site, .sites = {}, .port = 0, .threads = 4, .access_log = &access_,
-                 .trusted_proxies = std::move(trusted_proxies)}),
+                 .trusted_proxies = std::move(trusted_proxies), .page_cache_bytes = page_cache_bytes}),
         port_(server_.Bind().value_or(0)),
         thread_([this] { server_.Serve(); }) {}
   ~Served() { Stop(); }
