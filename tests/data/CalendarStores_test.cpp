@@ -195,8 +195,8 @@ TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFol
 // failing alone; a reader's span leaves out no row of an item overlapping it.
 TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
   Fill(CalendarTexts({{"alice", Event("a", "SUMMARY:Alice\nDTSTART:20261110T140000Z\nDTEND:20261110T150000Z\n") +
-                                    Event("weekly", "SUMMARY:Weekly\nDTSTART:20261103T150000Z\n"
-                                                    "DTEND:20261103T160000Z\nRRULE:FREQ=WEEKLY;COUNT=4\n")},
+                                    Event("weekly", "SUMMARY:Weekly\nDTSTART:20261103T140000Z\n"
+                                                    "DTEND:20261103T150000Z\nRRULE:FREQ=WEEKLY;COUNT=4\n")},
                       {"bob", Event("b", "SUMMARY:Bob\nDTSTART:20261111T230000Z\nDTEND:20261112T010000Z\n") +
                                   Event("c", "SUMMARY:Late\nDTSTART:20261120T140000Z\nDTEND:20261120T150000Z\n")}}));
   const auto period = [this](const std::string& account) {
@@ -232,8 +232,8 @@ TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
   EXPECT_EQ(all[3].second.queried.number(), errors::kSyntaxError);
   EXPECT_EQ(all[4].second.queried.number(), errors::kCannotOpenFolder);
 
-  // From 15:00 on the 10th to the 12th: Alice's item ending at 15:00, the series' occurrence
-  // of the 10th and Bob's item running into the 12th are kept, and nothing that was not there.
+  // From 15:00 on the 10th to the 12th: Alice's item and the series' occurrence ending at 15:00
+  // and Bob's item running into the 12th are kept, and nothing that was not there.
   const UtcSeconds from = UtcOfDate(At("2026-11-10T15:00:00Z")), until = UtcOfDate(At("2026-11-12T00:00:00Z"));
   const auto narrow = read({from, until});
   ASSERT_EQ(narrow.size(), queries.size());
