@@ -23,7 +23,7 @@ wait_for() { for _ in $(seq 200); do curl -s -o /dev/null "http://127.0.0.1:$1/"
 make_demo_site() {
   XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
   local first=$!
-  for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
+  for _ in $(seq 100); do grep -qs 'http://' "$work/first.log" && break; sleep 0.1; done
   kill "$first"; wait "$first" 2>/dev/null || true
 }
 
