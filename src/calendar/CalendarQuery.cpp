@@ -210,9 +210,11 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   }
   // Only appointments with a day walked inside [calendar_date, end) do anything; a day's margin
   // either side keeps every one of them whatever the all-day rules and time zone make of it.
-  data::ReadSpan span;
-  span.from = data::UtcOfDate(site::ToUtc(calendar_date)) - kSecondsADay;
-  span.until = data::UtcOfDate(site::ToUtc(end)) + kSecondsADay;
+  data::ReadNeeds needs;
+  needs.from = data::UtcOfDate(site::ToUtc(calendar_date)) - kSecondsADay;
+  needs.until = data::UtcOfDate(site::ToUtc(end)) + kSecondsADay;
+  // The personal views link each appointment by its name; the team views never read names.
+  needs.names = IsPersonal(period);
   (void)data::TakeOldestMirrorRead();  // counts this page's calendars alone
 
   int failures = 0;
@@ -251,7 +253,7 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   };
   Result<std::shared_ptr<const data::StoreProvider>> provider = data::FindProvider(site.StoreProvider);
   if (provider.ok()) {
-    (*provider)->ReadFolders(queries, span, answered);
+    (*provider)->ReadFolders(queries, needs, answered);
   } else {
     // Every user's connection names the same unknown provider.
     for (std::size_t k = 0; k < queries.size(); ++k) {

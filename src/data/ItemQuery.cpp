@@ -397,15 +397,27 @@ bool IsDescription(std::string_view property) {
   return StorePropertyNamed(property) == StoreProperty::kTextDescription;
 }
 
-bool WhereReadsDescription(const Expression& expression) {
+bool IsName(std::string_view property) {
+  const std::optional<StoreProperty> named = StorePropertyNamed(property);
+  return named == StoreProperty::kHref || named == StoreProperty::kDisplayName || named == StoreProperty::kUid;
+}
+
+template <typename Is>
+bool WhereReads(const Expression& expression, const Is& is) {
   for (const auto& child : expression.children) {
-    if (WhereReadsDescription(*child)) return true;
+    if (WhereReads(*child, is)) return true;
   }
   return expression.kind == Expression::Kind::kCompare &&
-         ((expression.left.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.left.field)) ||
-          (expression.right.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.right.field)));
+         ((expression.left.kind == Expression::Operand::Kind::kField && is(expression.left.field)) ||
+          (expression.right.kind == Expression::Operand::Kind::kField && is(expression.right.field)));
+}
+
+template <typename Is>
+bool FiltersOrSortsBy(const SelectStatement& statement, const Is& is) {
+  for (const SortKey& key : statement.order_by) {
+    if (is(key.property)) return true;
+  }
+  return statement.where && WhereReads(*statement.where, is);
 }
 
 }  // namespace
@@ -414,10 +426,11 @@ bool StatementReadsDescription(const SelectStatement& statement) {
   for (const std::string& column : statement.columns) {
     if (IsDescription(column)) return true;
   }
-  for (const SortKey& key : statement.order_by) {
-    if (IsDescription(key.property)) return true;
-  }
-  return statement.where && WhereReadsDescription(*statement.where);
+  return FiltersOrSortsBy(statement, IsDescription);
+}
+
+bool StatementFiltersOrSortsByName(const SelectStatement& statement) {
+  return FiltersOrSortsBy(statement, IsName);
 }
 
 Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreItem>& candidates,

@@ -52,6 +52,9 @@ class PreparedItemQuery {
 // Whether the statement reads the items' text description at all (selects it, or sorts or
 // filters by it): a store may leave that long text out of the candidates otherwise.
 bool StatementReadsDescription(const SelectStatement& statement);
+// Whether its WHERE or ORDER BY reads an item's names (href, displayname, uid), which a store
+// must then fill whatever the reader reads of them (see ReadNeeds).
+bool StatementFiltersOrSortsByName(const SelectStatement& statement);
 
 // The time range a WHERE confines items to: items starting at or after start_from and ending at
 // or before end_until. Taken from comparisons of "urn:schemas:calendar:dtstart" >= (or >) and

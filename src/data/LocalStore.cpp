@@ -50,13 +50,13 @@ Result<LocalStoreDatabase::FolderId> FolderOf(LocalStoreDatabase& database,
 }
 
 // A statement run on an open folder: the candidates of the period its WHERE confines items to
-// (less those the span leaves out), kept and ordered by the statement prepared (`prepare`,
+// (less what the reader does not need), kept and ordered by the statement prepared (`prepare`,
 // called only once they are read). A scope naming another folder is refused. `candidates` is
 // room to gather them in, handed in so a run of folders reuses it.
 template <typename Prepare>
 Status QueryFolder(LocalStoreDatabase& database, LocalStoreDatabase::FolderId id,
                    const FolderAddress& address, const std::string& url,
-                   const SelectStatement& statement, const Prepare& prepare, const ReadSpan& span,
+                   const SelectStatement& statement, const Prepare& prepare, const ReadNeeds& reader,
                    std::vector<StoreItem>& candidates, Recordset& rows) {
   const auto scope = ParseFolderUrl(statement.folder_url);
   if (!scope || scope->domain != address.domain ||
@@ -69,8 +69,11 @@ Status QueryFolder(LocalStoreDatabase& database, LocalStoreDatabase::FolderId id
   const UtcSeconds until = window.end_until ? UtcOfDate(*window.end_until)
                                             : std::numeric_limits<UtcSeconds>::max();
   candidates.clear();
+  // A statement that filters or sorts by the items' names needs them whatever the reader reads.
+  ReadNeeds needs = reader;
+  needs.names = needs.names || StatementFiltersOrSortsByName(statement);
   if (Status read = database.Candidates(id, from, until, WithSlash(url), candidates,
-                                        StatementReadsDescription(statement), span);
+                                        StatementReadsDescription(statement), needs);
       !read.ok()) {
     return read;
   }
@@ -189,7 +192,7 @@ class LocalStoreProvider final : public StoreProvider {
 
   // Each run of folders of one domain is read in one transaction of its database, opened once;
   // statements of one shape are parsed and prepared once.
-  void ReadFolders(const std::vector<FolderQuery>& queries, const ReadSpan& span,
+  void ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds& needs,
                    const FolderAnswers& answer) const override {
     struct Domain {
       explicit Domain(const std::string& domain)
@@ -238,7 +241,7 @@ class LocalStoreProvider final : public StoreProvider {
         return *prepared;
       };
       one.queried = QueryFolder(**domain->database, *folder, *address, query.folder_url,
-                                **statement, prepare, span, candidates, one.rows);
+                                **statement, prepare, needs, candidates, one.rows);
       answer(i, one);
     }
   }

@@ -86,6 +86,21 @@ std::string NewTag() {
   return tag;
 }
 
+// An occurrence as a reader that never reads names needs it: its names are not copied.
+StoreItem WithoutNames(const StoreItem& occurrence) {
+  StoreItem item;
+  item.subject = occurrence.subject;
+  item.location = occurrence.location;
+  item.dtstart = occurrence.dtstart;
+  item.dtend = occurrence.dtend;
+  item.alldayevent = occurrence.alldayevent;
+  item.busystatus = occurrence.busystatus;
+  item.sensitivity = occurrence.sensitivity;
+  item.textdescription = occurrence.textdescription;
+  item.recurrenceid = occurrence.recurrenceid;
+  return item;
+}
+
 struct FileIdentity {
   dev_t device;
   ino_t inode;
@@ -115,7 +130,7 @@ struct LocalStoreDatabase::Statements {
       : find_folder(db,
                     "SELECT folders.id FROM mailboxes JOIN folders ON folders.mailbox = mailboxes.id "
                     "WHERE mailboxes.account = ?1 AND folders.name = 'calendar'"),
-        // ?4 and ?5 narrow the period to a reader's span: the last start and the first end
+        // ?4 and ?5 narrow the period to what a reader needs: the last start and the first end
         // it has any use for.
         single(db,
                "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
@@ -364,11 +379,11 @@ Status LocalStoreDatabase::Reading::End() {
 
 Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                       const std::string& folder_url, std::vector<StoreItem>& out,
-                                      bool with_description, const ReadSpan& span) {
+                                      bool with_description, const ReadNeeds& needs) {
   // Outside a transaction of the caller's, the two reads below share one of their own.
   Reading reading(*this);
   if (!reading.began().ok()) return Failure("reading the period's items");
-  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description, span);
+  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description, needs);
   Status ended = reading.End();
   return read.ok() ? ended : read;
 }
@@ -376,22 +391,24 @@ Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSecon
 Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                           const std::string& folder_url,
                                           std::vector<StoreItem>& out, bool with_description,
-                                          const ReadSpan& span) {
+                                          const ReadNeeds& needs) {
   out.reserve(out.size() + 512);  // a month of a busy mailbox without regrowing
   sqlite::Statement& single = with_description ? statements_->single : statements_->single_brief;
-  // An item starting at or after the span's end is of no use: the last start is the second
+  // An item starting at or after the reader's span is of no use: the last start is the second
   // before it (the store's times are whole seconds).
   const UtcSeconds last_start =
-      span.until == std::numeric_limits<UtcSeconds>::min() ? span.until : std::min(until, span.until - 1);
-  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until).Bind(4, last_start).Bind(5, span.from);
+      needs.until == std::numeric_limits<UtcSeconds>::min() ? needs.until : std::min(until, needs.until - 1);
+  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until).Bind(4, last_start).Bind(5, needs.from);
   int step;
   while ((step = single.Step()) == SQLITE_ROW) {
     StoreItem& item = out.emplace_back();
-    item.displayname = single.Text(0);
-    // One allocation: folder_url + name would copy the URL and then grow it for the name.
-    item.href.reserve(folder_url.size() + item.displayname.size());
-    item.href.append(folder_url).append(item.displayname);
-    item.uid = single.Text(1);
+    if (needs.names) {
+      item.displayname = single.Text(0);
+      // One allocation: folder_url + name would copy the URL and then grow it for the name.
+      item.href.reserve(folder_url.size() + item.displayname.size());
+      item.href.append(folder_url).append(item.displayname);
+      item.uid = single.Text(1);
+    }
     item.subject = single.Text(2);
     item.location = single.Text(3);
     item.dtstart = DateOfUtc(single.Int(4));
@@ -411,10 +428,14 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
     Result<std::shared_ptr<const std::vector<StoreItem>>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
     for (const StoreItem& occurrence : **occurrences) {
-      if (UtcOfDate(occurrence.dtend) < span.from || UtcOfDate(occurrence.dtstart) >= span.until) continue;
-      StoreItem& item = out.emplace_back(occurrence);
-      item.displayname = master.name;
-      item.href = folder_url + master.name;
+      if (UtcOfDate(occurrence.dtend) < needs.from || UtcOfDate(occurrence.dtstart) >= needs.until) continue;
+      if (needs.names) {
+        StoreItem& item = out.emplace_back(occurrence);
+        item.displayname = master.name;
+        item.href = folder_url + master.name;
+      } else {
+        out.push_back(WithoutNames(occurrence));
+      }
     }
   }
   return Status::Ok();

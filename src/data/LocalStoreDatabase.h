@@ -54,11 +54,11 @@ class LocalStoreDatabase {
   // The period query's candidates: items not recurring with dtstart >= from and dtend <= until,
   // and the occurrences of recurring items overlapping [from, until]; hrefs under folder_url.
   // Without with_description, items not recurring leave textdescription empty: few queries
-  // read it, and it is the one long text of the index. Items the span leaves out (see
-  // ReadSpan) are not read.
+  // read it, and it is the one long text of the index. Items and names a reader does not need
+  // (see ReadNeeds) are not read.
   Status Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                     const std::string& folder_url, std::vector<StoreItem>& out,
-                    bool with_description = true, const ReadSpan& span = {});
+                    bool with_description = true, const ReadNeeds& needs = {});
 
   // One read transaction for as long as it lives, unless one is open already: the reads in it
   // see one state of the file, under one set of file locks.
@@ -124,7 +124,7 @@ class LocalStoreDatabase {
   // Candidates' two reads, in whatever transaction is open.
   Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                         const std::string& folder_url, std::vector<StoreItem>& out,
-                        bool with_description, const ReadSpan& span);
+                        bool with_description, const ReadNeeds& needs);
 
   sqlite::DatabaseHandle db_;
   std::string path_;

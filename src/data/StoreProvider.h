@@ -66,12 +66,14 @@ struct FolderAnswer {
   Recordset rows;
 };
 
-// The stretch of time, in UTC seconds, that a reader of period queries looks at: rows of items
-// that end before `from` or start at or after `until` are of no use to it, so a store may leave
-// them out of its answers (and may as well keep them).
-struct ReadSpan {
+// What a reader of period queries makes of the answers. Rows of items that end before `from` or
+// start at or after `until` (UTC seconds) are of no use to it; without `names` it never reads an
+// item's names ("DAV:href", "DAV:displayname", "urn:schemas:calendar:uid"). A store may leave
+// those rows out of its answers and those names empty (and may as well keep them).
+struct ReadNeeds {
   UtcSeconds from = std::numeric_limits<UtcSeconds>::min();
   UtcSeconds until = std::numeric_limits<UtcSeconds>::max();
+  bool names = true;
 };
 
 class StoreProvider {
@@ -101,7 +103,7 @@ class StoreProvider {
   // A store may read the whole run at once (the local store: each domain's folders in one read
   // of its database, statements of one shape parsed once); this one opens and queries each
   // folder on its own, with the run fetched ahead (Prefetch).
-  virtual void ReadFolders(const std::vector<FolderQuery>& queries, const ReadSpan& span,
+  virtual void ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds& span,
                            const FolderAnswers& answer) const;
 };
 

@@ -62,7 +62,7 @@ PrefetchScope::~PrefetchScope() {
   if (provider_) provider_->DropPrefetched();
 }
 
-void StoreProvider::ReadFolders(const std::vector<FolderQuery>& queries, const ReadSpan&,
+void StoreProvider::ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds&,
                                 const FolderAnswers& answer) const {
   Prefetch(queries);
   // The answers fetched ahead and not used never outlive the run, whatever a caller throws.

@@ -108,7 +108,7 @@ std::vector<Result<std::vector<ScheduleItem>>> ReadCalendars(const std::vector<s
     for (std::size_t i = 0; i < queries.size(); ++i) calendars.emplace_back(provider.status());
     return calendars;
   }
-  (*provider)->ReadFolders(queries, data::ReadSpan{from, until}, answered);
+  (*provider)->ReadFolders(queries, data::ReadNeeds{from, until}, answered);
   return calendars;
 }
 

@@ -192,7 +192,7 @@ TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFol
 
 // A team page's run of folder reads answers each folder in turn as a connection and recordset of
 // its own would, a missing calendar, a statement that does not parse or names another folder
-// failing alone; a reader's span leaves out no row of an item overlapping it.
+// failing alone; what a reader needs (a span of time, or no names) leaves out nothing it reads.
 TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
   Fill(CalendarTexts({{"alice", Event("a", "SUMMARY:Alice\nDTSTART:20261110T140000Z\nDTEND:20261110T150000Z\n") +
                                     Event("weekly", "SUMMARY:Weekly\nDTSTART:20261103T140000Z\n"
@@ -205,9 +205,10 @@ TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
   const std::vector<FolderQuery> queries = {
       {FolderOf("alice"), period("alice")}, {FolderOf("carol"), period("carol")},
       {FolderOf("bob"), period("bob")},     {FolderOf("alice"), "SELECT \"DAV:href\" FROM nowhere"},
-      {FolderOf("bob"), period("alice")},   {FolderOf("alice"), period("alice")}};
+      {FolderOf("bob"), period("alice")},   {FolderOf("alice"), period("alice")},
+      {FolderOf("alice"), LoadQuery(FolderOf("alice"), "a.ics")}};
   const auto provider = *ProviderForUrl(FolderOf("alice"));
-  const auto read = [&](const ReadSpan& span) {
+  const auto read = [&](const ReadNeeds& span) {
     std::vector<std::pair<std::size_t, FolderAnswer>> answers;
     provider->ReadFolders(queries, span, [&](std::size_t i, FolderAnswer& answer) {
       answers.emplace_back(i, std::move(answer));
@@ -249,6 +250,20 @@ TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
     for (const auto& row : kept) EXPECT_NE(std::find(whole.begin(), whole.end(), row), whole.end());
   }
   EXPECT_EQ(overlapping, 3);
+
+  // A reader that reads no names gets every other column as it was, and a query by name its item.
+  ReadNeeds nameless;
+  nameless.names = false;
+  const auto unnamed = read(nameless);
+  ASSERT_EQ(unnamed.size(), queries.size());
+  ASSERT_EQ(unnamed[0].second.rows.rows().size(), all[0].second.rows.rows().size());
+  for (std::size_t r = 0; r < all[0].second.rows.rows().size(); ++r) {
+    for (const std::size_t column : {1u, 2u, 3u, 4u, 5u}) {
+      EXPECT_EQ(unnamed[0].second.rows.rows()[r][column], all[0].second.rows.rows()[r][column]) << r;
+    }
+  }
+  EXPECT_EQ(unnamed[6].second.rows.rows(), all[6].second.rows.rows());
+  EXPECT_EQ(all[6].second.rows.rows().size(), 1u);
   provider->ReadFolders({}, {}, [](std::size_t, FolderAnswer&) { ADD_FAILURE() << "an empty run answers nothing"; });
 }
 
