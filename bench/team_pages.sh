@@ -31,7 +31,7 @@ serve() {
 }
 page() { curl -s -o /dev/null -w '%{http_code}' -H "Cookie: $2" "$1"; }
 # The time the server's threads have spent on a processor so far, in nanoseconds.
-cpu_ns() { cat /proc/"$1"/task/*/schedstat 2>/dev/null | awk '{ s += $1 } END { printf "%d", s }'; }
+cpu_ns() { cat /proc/"$1"/task/*/schedstat 2>/dev/null | awk '{ s += $1 } END { printf "%.0f", s }'; }
 one_request() {
   for _ in $(seq 9); do curl -s -o /dev/null -w '%{time_total}\n' -H "Cookie: $2" "$1"; done |
     sort -n | sed -n 5p | awk '{ printf "%.1f ms", $1 * 1000 }'
