@@ -23,7 +23,7 @@ wait_for() { for _ in $(seq 200); do curl -s -o /dev/null "http://127.0.0.1:$1/"
 make_demo_site() {
   XDG_DATA_HOME="$work/data" timeout 20 "$binary" serve --listen 127.0.0.1:0 >"$work/first.log" 2>&1 &
   local first=$!
-  for _ in $(seq 100); do grep -q 'http://' "$work/first.log" && break; sleep 0.1; done
+  for _ in $(seq 100); do grep -qs 'http://' "$work/first.log" && break; sleep 0.1; done
   kill "$first"; wait "$first" 2>/dev/null || true
 }
 
@@ -52,4 +52,32 @@ make_team_site() {
   } >"$site/directory.ldif"
   sed -i "s/FirstTime='No'/FirstTime='Yes'/" "$site/OrbitelSettings.xml"
   "$binary" store --store-root "$site/store" demo orbitel.demo "$site/directory.ldif" >/dev/null
+}
+
+# nginx serving the files of "$1/root" (a page and its .gz, through gzip_static) on port $2,
+# one worker process, until the script ends.
+serve_static() {
+  local static=$1 port=$2
+  # nginx's workers run as another user: they must be able to read the files.
+  chmod a+x "$work"; chmod -R a+rX "$static"
+  cat >"$static/nginx.conf" <<CONF
+pid $static/nginx.pid;
+error_log $static/error.log;
+worker_processes 1;
+events { worker_connections 1024; }
+http {
+  access_log off;
+  client_body_temp_path $static/body; proxy_temp_path $static/proxy;
+  fastcgi_temp_path $static/f; uwsgi_temp_path $static/u; scgi_temp_path $static/s;
+  server {
+    listen 127.0.0.1:$port;
+    root $static/root;
+    default_type text/html;
+    gzip_static on;
+  }
+}
+CONF
+  /usr/sbin/nginx -p "$static" -c "$static/nginx.conf" -g 'daemon off;' &
+  pids+=($!)
+  wait_for "$port"
 }

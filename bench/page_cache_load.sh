@@ -57,29 +57,8 @@ for n in "${sizes[@]}"; do
   mkdir -p "$static/root"
   curl -s -H "Cookie: $cookie" -o "$static/root/month.html" "http://127.0.0.1:$cached/$month"
   gzip -k -1 "$static/root/month.html"
-  # nginx's workers run as another user: they must be able to read the files.
-  chmod a+x "$work"; chmod -R a+rX "$static"
   nginx_port=$(free_port)
-  cat >"$static/nginx.conf" <<CONF
-pid $static/nginx.pid;
-error_log $static/error.log;
-worker_processes 1;
-events { worker_connections 1024; }
-http {
-  access_log off;
-  client_body_temp_path $static/body; proxy_temp_path $static/proxy;
-  fastcgi_temp_path $static/f; uwsgi_temp_path $static/u; scgi_temp_path $static/s;
-  server {
-    listen 127.0.0.1:$nginx_port;
-    root $static/root;
-    default_type text/html;
-    gzip_static on;
-  }
-}
-CONF
-  /usr/sbin/nginx -p "$static" -c "$static/nginx.conf" -g 'daemon off;' &
-  pids+=($!)
-  wait_for "$nginx_port"
+  serve_static "$static" "$nginx_port"
 
   for encoding in identity gzip; do
     measure "$n" "orbitel, page cache" "$encoding" "http://127.0.0.1:$cached/$month" "$cookie"

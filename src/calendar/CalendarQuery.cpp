@@ -1,6 +1,7 @@
 #include "calendar/CalendarQuery.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,7 @@ using site::Site;
 using site::ToLocal;
 
 constexpr double kMinute = 1.0 / (24 * 60);
+constexpr data::UtcSeconds kSecondsADay = 24 * 60 * 60;
 
 std::string AllUsersFailedError() {
   return site::ErrorHtml(
@@ -55,8 +57,10 @@ bool IsPersonal(std::string_view period) {
   return period == "Per1" || period == "Per7" || period == "Per31";
 }
 
-std::string PeriodQuery(std::string_view period, const std::string& folder, Date range_start,
-                        Date range_end) {
+// The period query on one folder; the range's ends as the store's date texts, the same for
+// every folder of the page.
+std::string PeriodQuery(std::string_view period, const std::string& folder,
+                        const std::string& range_start, const std::string& range_end) {
   std::string query = "SELECT \"DAV:href\", \"urn:schemas:httpmail:subject\",";
   if (IsPersonal(period)) query += " \"DAV:displayname\",";
   if (period == "now") query += " \"urn:schemas:calendar:busystatus\",";
@@ -66,37 +70,61 @@ std::string PeriodQuery(std::string_view period, const std::string& folder, Date
   query += " \"urn:schemas:calendar:dtend\",";
   query += " \"urn:schemas:calendar:uid\" ";
   query += " FROM scope('shallow traversal of \"" + folder + "\"')";
-  query += " WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"" +
-           site::StoreDateTime(site::ToUtc(range_start)) + "\" as 'dateTime'))";
-  query += " AND (\"urn:schemas:calendar:dtend\" <=CAST(\"" +
-           site::StoreDateTime(site::ToUtc(range_end)) + "\" as 'dateTime'))";
+  query += " WHERE (\"urn:schemas:calendar:dtstart\" >=CAST(\"" + range_start + "\" as 'dateTime'))";
+  query += " AND (\"urn:schemas:calendar:dtend\" <=CAST(\"" + range_end + "\" as 'dateTime'))";
   query += " AND (\"http://schemas.microsoft.com/exchange/sensitivity\" <> 2)";
   query += " AND (\"urn:schemas:calendar:busystatus\" <> 'Free')";
   return query;
 }
 
+// Where the fields a row is read by stand in a recordset, found once for all its rows; a field
+// the recordset does not have reads as empty.
+struct RowColumns {
+  explicit RowColumns(const data::Recordset& rows)
+      : subject(rows.FieldIndex("urn:schemas:httpmail:subject")),
+        all_day(rows.FieldIndex("urn:schemas:calendar:alldayevent")),
+        start(rows.FieldIndex("urn:schemas:calendar:dtstart")),
+        end(rows.FieldIndex("urn:schemas:calendar:dtend")),
+        location(rows.FieldIndex("urn:schemas:calendar:location")),
+        busy_status(rows.FieldIndex("urn:schemas:calendar:busystatus")),
+        display_name(rows.FieldIndex("DAV:displayname")) {}
+
+  std::optional<std::size_t> subject, all_day, start, end, location, busy_status, display_name;
+};
+
 // A field read as text, empty when the row does not have it.
-std::string Text(const data::Recordset& rows, const char* property) {
-  auto value = rows.Field(property);
-  return value.ok() ? value->Text() : std::string();
+std::string Text(const std::vector<Value>& row, std::optional<std::size_t> column) {
+  if (!column) return std::string();
+  const Value& value = row[*column];
+  if (const std::string* text = value.AsText()) return *text;
+  return value.Text();
 }
 
-Date DateField(const data::Recordset& rows, const char* property) {
-  auto value = rows.Field(property);
-  if (!value.ok()) return Date();
-  if (const Date* date = value->AsDate()) return *date;
-  return ParseDate(value->Text()).value_or(Date());
+Date DateField(const std::vector<Value>& row, std::optional<std::size_t> column) {
+  if (!column) return Date();
+  const Value& value = row[*column];
+  if (const Date* date = value.AsDate()) return *date;
+  return ParseDate(value.Text()).value_or(Date());
 }
 
-AppointmentRow ReadRow(const data::Recordset& rows) {
+// Read as text first and then converted, as every field is; a Boolean's text converts back
+// to itself.
+bool BooleanField(const std::vector<Value>& row, std::optional<std::size_t> column) {
+  if (!column) return false;
+  const Value& value = row[*column];
+  if (const bool* flag = value.AsBoolean()) return *flag;
+  return ToBoolean(value.Text()).value_or(false);
+}
+
+AppointmentRow ReadRow(const std::vector<Value>& fields, const RowColumns& columns) {
   AppointmentRow row;
-  row.subject = Text(rows, "urn:schemas:httpmail:subject");
-  row.all_day = ToBoolean(Text(rows, "urn:schemas:calendar:alldayevent")).value_or(false);
-  const Date start_utc = DateField(rows, "urn:schemas:calendar:dtstart");
-  const Date end_utc = DateField(rows, "urn:schemas:calendar:dtend");
-  row.location = Text(rows, "urn:schemas:calendar:location");
-  row.busy_status = Text(rows, "urn:schemas:calendar:busystatus");
-  row.display_name = Text(rows, "DAV:displayname");
+  row.subject = Text(fields, columns.subject);
+  row.all_day = BooleanField(fields, columns.all_day);
+  const Date start_utc = DateField(fields, columns.start);
+  const Date end_utc = DateField(fields, columns.end);
+  row.location = Text(fields, columns.location);
+  row.busy_status = Text(fields, columns.busy_status);
+  row.display_name = Text(fields, columns.display_name);
 
   row.local_start = ToLocal(start_utc);
   // An all-day appointment ending at midnight ends on its last day, not the next one.
@@ -168,52 +196,54 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
   }
   const Date range_end = end.AddDays(7).value_or(end);
 
-  // Every user's folder and query, handed to the store first: one across the network fetches
-  // them all at once instead of one round trip after another. The loop below runs the same
-  // list, in the same order.
+  const std::string start_text = site::StoreDateTime(site::ToUtc(range_start));
+  const std::string end_text = site::StoreDateTime(site::ToUtc(range_end));
+  // Every user's folder and query, handed to the store at once: the local store reads a
+  // domain's folders in one go, a store across the network fetches them all at the same time.
+  // The answers come back in the grid's order, as one query after another would give them.
   std::vector<data::FolderQuery> queries;
+  std::vector<int> users;  // the grid row of each query
   for (int u = 0; u < grid.UserCount(); ++u) {
     const std::string& entry = grid(u, 0, 0);
     if (entry.empty()) continue;
     const std::string user_folder =
         site.StoreUrlBase + site::SplitUserEntry(entry, false) + "/calendar/";
-    queries.push_back({user_folder, PeriodQuery(period, user_folder, range_start, range_end)});
+    queries.push_back({user_folder, PeriodQuery(period, user_folder, start_text, end_text)});
+    users.push_back(u);
   }
-  const data::PrefetchScope prefetch(site::Services().providers, site.StoreProvider, queries);
+  // Only appointments with a day walked inside [calendar_date, end) do anything; a day's margin
+  // either side keeps every one of them whatever the all-day rules and time zone make of it.
+  data::ReadNeeds needs;
+  needs.from = data::UtcOfDate(site::ToUtc(calendar_date)) - kSecondsADay;
+  needs.until = data::UtcOfDate(site::ToUtc(end)) + kSecondsADay;
+  // The personal views link each appointment by its name; the team views never read names.
+  needs.names = IsPersonal(period);
   (void)data::TakeOldestMirrorRead();  // counts this page's calendars alone
 
   int failures = 0;
   std::string folder;
-  std::size_t next_query = 0;
-  for (int u = 0; u < grid.UserCount(); ++u) {
-    const std::string& entry = grid(u, 0, 0);
-    if (entry.empty()) continue;
-    const data::FolderQuery& query = queries[next_query++];
-    folder = query.folder_url;
-    const std::string display_name = site::SplitUserEntry(entry, true);
-
-    data::Connection connection(site::Services().providers);
-    connection.Provider = site.StoreProvider;
-    const Status opened = connection.Open(folder, "", "", -1);
-    if (opened.number() == errors::kCannotOpenFolder) {
+  const auto answered = [&](std::size_t k, data::FolderAnswer& answer) {
+    const int u = users[k];
+    folder = queries[k].folder_url;
+    const std::string display_name = site::SplitUserEntry(grid(u, 0, 0), true);
+    if (answer.opened.number() == errors::kCannotOpenFolder) {
       ++failures;
       site.ErrorText += NoAccessError(display_name);
       if (failures == grid.UserCount()) site.ErrorText = AllUsersFailedError();
-      continue;
+      return;
     }
-    if (opened.number() == errors::kProviderNotFound) {
+    if (answer.opened.number() == errors::kProviderNotFound) {
       site.ErrorText = kProviderMissing;
-      continue;
+      return;
     }
-
-    data::Recordset rows;
-    const Status queried = opened.ok() ? data::OpenRecordset(rows, query.statement, connection, 1) : opened;
-    if (!queried.ok() || !rows.IsOpen()) {
+    const Status& queried = answer.opened.ok() ? answer.queried : answer.opened;
+    if (!queried.ok() || !answer.rows.IsOpen()) {
       site.ErrorText += NoAccessError(display_name);
-      continue;
+      return;
     }
-    while (!rows.IsEOF()) {
-      const AppointmentRow row = ReadRow(rows);
+    const RowColumns columns(answer.rows);
+    for (const std::vector<Value>& fields : answer.rows.rows()) {
+      const AppointmentRow row = ReadRow(fields, columns);
       // Each day from the start, keeping the start's time of day, up to the end: an
       // appointment ending earlier in its day than it started is not walked on its last day.
       for (Date day = row.local_start; day <= row.local_end;) {
@@ -222,12 +252,17 @@ void GetUsersCalender(UserCalendar& grid, Date calendar_date, std::string_view p
         if (!next.ok()) break;
         day = *next;
       }
-      const Status moved = rows.MoveNext();
-      if (!moved.ok()) {
-        rows.Move(1);
-        site::WriteErrorLog("Functions.GetUsersCalender", moved);
-        break;
-      }
+    }
+  };
+  Result<std::shared_ptr<const data::StoreProvider>> provider = site::Services().providers.Find(site.StoreProvider);
+  if (provider.ok()) {
+    (*provider)->ReadFolders(queries, needs, answered);
+  } else {
+    // Every user's connection names the same unknown provider.
+    for (std::size_t k = 0; k < queries.size(); ++k) {
+      data::FolderAnswer answer;
+      answer.opened = provider.status();
+      answered(k, answer);
     }
   }
   if (!site.ErrorText.empty()) {

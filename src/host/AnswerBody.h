@@ -23,6 +23,16 @@ struct AnswerBody {
     }
     return total;
   }
+
+  // The pieces in one text.
+  std::string Joined() const {
+    std::string text;
+    text.reserve(size());
+    for (const auto& piece : pieces) {
+      text += std::visit([](const auto& part) { return std::string_view(part); }, piece);
+    }
+    return text;
+  }
 };
 
 }  // namespace orbitel::host

@@ -133,4 +133,36 @@ std::string Gzip(std::string_view text) {
   return out;
 }
 
+std::string Gzip(const std::vector<std::string_view>& texts) {
+  z_stream stream{};
+  if (deflateInit2(&stream, kLevel, Z_DEFLATED, kRawDeflate, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+    throw std::runtime_error("zlib cannot start compressing");
+  }
+  std::size_t size = 0;
+  for (const std::string_view text : texts) size += text.size();
+  std::string out = GzipHeader();
+  const std::size_t header = out.size();
+  // Room for the worst case and the trailer.
+  out.resize(header + deflateBound(&stream, size) + 16);
+  stream.next_out = reinterpret_cast<Bytef*>(out.data() + header);
+  stream.avail_out = static_cast<uInt>(out.size() - header);
+  uLong crc = crc32(0, nullptr, 0);
+  int result = Z_OK;
+  for (const std::string_view text : texts) {
+    if (text.empty()) continue;  // deflate refuses a call that could make no progress
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    crc = crc32(crc, stream.next_in, stream.avail_in);
+    result = deflate(&stream, Z_NO_FLUSH);
+    if (result != Z_OK) break;
+  }
+  if (result == Z_OK) result = deflate(&stream, Z_FINISH);
+  const std::size_t written = stream.total_out;
+  deflateEnd(&stream);
+  if (result != Z_STREAM_END) throw std::runtime_error("zlib cannot compress a page");
+  out.resize(header + written);
+  out += GzipTrailer(static_cast<std::uint32_t>(crc), size);
+  return out;
+}
+
 }  // namespace orbitel::host

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orbitel::host {
 
@@ -22,6 +23,8 @@ bool CompressibleType(std::string_view content_type);
 
 // The whole text as one gzip stream.
 std::string Gzip(std::string_view text);
+// The texts one after the other as one gzip stream.
+std::string Gzip(const std::vector<std::string_view>& texts);
 
 // A piece of the deflate data of a gzip stream, with the check sum and length of its text.
 // Every piece but the last ends on a byte boundary and refers to no text before it, so the

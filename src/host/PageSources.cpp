@@ -29,18 +29,8 @@ std::optional<std::string> PageSources::Fingerprint(bool follows_the_clock) {
   std::vector<std::string> domains;
   {
     std::lock_guard lock(mutex_);
-    std::optional<std::uint64_t> changes = watch_ ? watch_->Changes() : std::nullopt;
-    if (!changes) {
-      std::vector<std::string> folders = {site_folder_.string(), (site_folder_ / "templates").string(), root.string()};
-      if (file) folders.push_back(std::filesystem::absolute(file->path()).parent_path().string());
-      // The error log of the site folder grows with every error logged, which changes no page.
-      watch_ = FolderWatch::Start(folders, {site::files::kErrorLog});
-      if (!watch_) return std::nullopt;
-      ++watches_started_;
-      listed_at_.reset();
-      changes = watch_->Changes();
-      if (!changes) return std::nullopt;
-    }
+    const std::optional<std::uint64_t> changes = ChangesLocked();
+    if (!changes) return std::nullopt;
     // The store root's watch sees a domain added or removed; each domain folder's, its database
     // put back from a backup. A domain added while listing shows as a change next time.
     if (listed_at_ != changes) {
@@ -83,6 +73,31 @@ std::optional<std::string> PageSources::Fingerprint(bool follows_the_clock) {
     AppendNumber(fingerprint, static_cast<long long>(site::HalfHourFraction(now.Minute()) * 2));
   }
   return fingerprint;
+}
+
+std::optional<std::uint64_t> PageSources::ChangesLocked() {
+  std::optional<std::uint64_t> changes = watch_ ? watch_->Changes() : std::nullopt;
+  if (changes) return changes;
+  const auto* file = dynamic_cast<const directory::LdifDirectory*>(site::Services().directory.get());
+  const std::filesystem::path root = site::Services().stores.store_root;
+  std::vector<std::string> folders = {site_folder_.string(), (site_folder_ / "templates").string(), root.string()};
+  if (file) folders.push_back(std::filesystem::absolute(file->path()).parent_path().string());
+  // The error log of the site folder grows with every error logged, which changes no page.
+  watch_ = FolderWatch::Start(folders, {site::files::kErrorLog});
+  if (!watch_) return std::nullopt;
+  ++watches_started_;
+  listed_at_.reset();
+  return watch_->Changes();
+}
+
+std::optional<std::string> PageSources::FolderChanges() {
+  std::lock_guard lock(mutex_);
+  const std::optional<std::uint64_t> changes = ChangesLocked();
+  if (!changes) return std::nullopt;
+  std::string text;
+  AppendNumber(text, static_cast<long long>(watches_started_));
+  AppendNumber(text, static_cast<long long>(*changes));
+  return text;
 }
 
 }  // namespace orbitel::host

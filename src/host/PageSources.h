@@ -27,7 +27,14 @@ class PageSources {
   // system cannot watch, a store database that cannot be read.
   std::optional<std::string> Fingerprint(bool follows_the_clock);
 
+  // A text that changes whenever a file of the site's folders (the templates' among them) may
+  // have changed, from the same watch; nullopt when they cannot be watched.
+  std::optional<std::string> FolderChanges();
+
  private:
+  // The watch's count of changes, the watch started when there is none; the mutex is held.
+  std::optional<std::uint64_t> ChangesLocked();
+
   const std::filesystem::path site_folder_;
   std::mutex mutex_;
   std::unique_ptr<FolderWatch> watch_;

@@ -57,7 +57,9 @@ template <class Page>
 void CalendarValues(const Page& page, PageValues& values) {
   DateValues(page, values);
   LegendValues(values);
-  values.text["PrintCalendar"] = page.PrintCalendar();
+  // What PrintCalendar returns, CalendarHtml, handed over rather than copied (megabytes for a
+  // large team): the request thread lets it go once the page is made.
+  values.text["PrintCalendar"] = std::move(site::Site().CalendarHtml);
   values.text["PrintGenerateErrors"] = page.PrintGenerateErrors();
 }
 

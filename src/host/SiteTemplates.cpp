@@ -36,16 +36,15 @@ const std::string& MarkerStart() {
   return start;
 }
 
-// The rendered page with each marker replaced by its value.
-std::string PutLongValues(const std::string& html, const std::vector<const std::string*>& values) {
+// The rendered page with each marker replaced by its value: the page's own text in pieces,
+// the values as views (or escaped, as pieces of their own).
+AnswerBody PutLongValues(const std::string& html, const std::vector<const std::string*>& values) {
   const std::string& start = MarkerStart();
-  std::size_t total = html.size();
-  for (const std::string* value : values) total += value->size();
-  std::string page;
-  page.reserve(total);
+  AnswerBody page;
+  std::string text;  // the page's own text since the last value put in
   std::size_t at = 0;
   for (std::size_t found = html.find(start); found != std::string::npos; found = html.find(start, at)) {
-    page.append(html, at, found - at);
+    text.append(html, at, found - at);
     at = found + start.size();
     const bool escaped = html.compare(at, 4, "&lt;") == 0;
     const std::size_t digits = at + (escaped ? 4 : html.compare(at, 1, "<") == 0 ? 1 : 0);
@@ -56,13 +55,20 @@ std::string PutLongValues(const std::string& html, const std::vector<const std::
       index = std::stoul(html.substr(digits, end - digits));
     }
     if (index >= values.size()) {
-      page += start;  // not a marker after all
+      text += start;  // not a marker after all
       continue;
     }
-    page += escaped ? HtmlEscape(*values[index]) : *values[index];
+    if (escaped) {
+      text += HtmlEscape(*values[index]);
+    } else {
+      page.pieces.emplace_back(std::move(text));
+      text.clear();
+      page.pieces.emplace_back(std::string_view(*values[index]));
+    }
     at = end + (escaped ? 4 : 1);
   }
-  page.append(html, at, std::string::npos);
+  text.append(html, at, std::string::npos);
+  page.pieces.emplace_back(std::move(text));
   return page;
 }
 
@@ -97,29 +103,37 @@ Listing ListTemplates(const std::filesystem::path& folder) {
 // parsed template is not safe to render from two threads at once.
 struct LoadedTemplates {
   std::string fingerprint;
+  // What the site's folder watch said before the folder was listed last: while it says the
+  // same, nothing in the folder changed since.
+  std::optional<std::string> listed_at;
   std::map<std::string, std::optional<std::string>> texts;
   std::map<std::string, std::unique_ptr<mustache::mustache>> parsed;
 };
 
-LoadedTemplates& Loaded(const std::filesystem::path& folder) {
+LoadedTemplates& Loaded(const std::filesystem::path& folder, const std::optional<std::string>& folder_changes) {
   thread_local std::map<std::filesystem::path, LoadedTemplates> loaded;
   LoadedTemplates& templates = loaded[folder];
-  // The stamps are taken before the texts are read: a file changed in between is read again on
-  // the next page.
+  if (folder_changes && templates.listed_at == folder_changes) return templates;
+  // The watch is asked before the folder is listed and the stamps are taken before the texts are
+  // read: a file changed in between is read again on the next page.
   Listing listing = ListTemplates(folder);
+  templates.listed_at = folder_changes;
   if (listing.fingerprint == templates.fingerprint && !templates.fingerprint.empty()) return templates;
-  templates = LoadedTemplates{std::move(listing.fingerprint), {}, {}};
+  templates = LoadedTemplates{std::move(listing.fingerprint), folder_changes, {}, {}};
   for (const auto& file : listing.files) templates.texts[file.stem().string()] = ReadText(file);
   return templates;
 }
 
 }  // namespace
 
-Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
-                                   const PageValues& values) {
+namespace {
+
+// The rendered page in pieces, some of them views into values.
+Result<AnswerBody> Render(const std::filesystem::path& site_folder, std::string_view name,
+                          const PageValues& values, const std::optional<std::string>& folder_changes) {
   const std::filesystem::path folder = site_folder / "templates";
   const std::filesystem::path file = folder / (std::string(name) + ".html");
-  LoadedTemplates& templates = Loaded(folder);
+  LoadedTemplates& templates = Loaded(folder, folder_changes);
   const auto text = templates.texts.find(std::string(name));
   if (text == templates.texts.end() || !text->second) {
     return Status::Error(errors::kFileNotFound, "The page template " + file.string() + " cannot be read");
@@ -165,7 +179,28 @@ Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std
     return broken;
   }
   if (!long_values.empty()) return PutLongValues(html, long_values);
-  return html;
+  AnswerBody whole;
+  whole.pieces.emplace_back(std::move(html));
+  return whole;
+}
+
+}  // namespace
+
+Result<std::string> RenderTemplate(const std::filesystem::path& site_folder, std::string_view name,
+                                   const PageValues& values) {
+  Result<AnswerBody> page = Render(site_folder, name, values, std::nullopt);
+  if (!page.ok()) return page.status();
+  return page->Joined();
+}
+
+Result<AnswerBody> RenderTemplateBody(const std::filesystem::path& site_folder, std::string_view name,
+                                      std::shared_ptr<const PageValues> values,
+                                      const std::optional<std::string>& folder_changes) {
+  Result<AnswerBody> page = Render(site_folder, name, *values, folder_changes);
+  if (!page.ok()) return page;
+  AnswerBody body = std::move(page).value();
+  body.keep = std::move(values);
+  return body;
 }
 
 }  // namespace orbitel::host

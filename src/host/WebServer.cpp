@@ -209,11 +209,21 @@ struct WebServer::Impl {
     if (answer.encoding_chosen || !CompressibleType(answer.content_type)) return;
     answer.encoding_chosen = true;
     answer.headers.emplace_back("Vary", "Accept-Encoding");
-    if (answer.body.size() < kMinCompressedBytes ||
+    const bool in_pieces = !answer.pieces.pieces.empty();
+    if ((in_pieces ? answer.pieces.size() : answer.body.size()) < kMinCompressedBytes ||
         !AcceptsGzip(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding"))) {
       return;
     }
-    answer.body = Gzip(answer.body);
+    if (in_pieces) {
+      std::vector<std::string_view> texts;
+      for (const auto& piece : answer.pieces.pieces) {
+        texts.push_back(std::visit([](const auto& text) { return std::string_view(text); }, piece));
+      }
+      answer.body = Gzip(texts);
+      answer.pieces = AnswerBody();
+    } else {
+      answer.body = Gzip(answer.body);
+    }
     answer.headers.emplace_back("Content-Encoding", "gzip");
   }
 
@@ -357,21 +367,28 @@ struct WebServer::Impl {
       answer.headers.emplace_back("Location", GuardRedirect(*context->redirect()));
       return answer;
     }
-    Result<std::string> html = RenderTemplate(exchange.site->folder, page.template_name, values);
-    if (!html.ok()) {
-      Log(settings.error_log, "orbitel: " + html.status().description());
+    // The page goes out in the pieces it was rendered in: its calendar is never copied whole.
+    Result<AnswerBody> body = RenderTemplateBody(exchange.site->folder, page.template_name,
+                                                 std::make_shared<const PageValues>(std::move(values)),
+                                                 exchange.site->sources->FolderChanges());
+    if (!body.ok()) {
+      Log(settings.error_log, "orbitel: " + body.status().description());
       Answer failed = StatusAnswer(500, exchange);
       failed.headers = std::move(answer.headers);
       return failed;
     }
-    exchange.made_bytes = html->size();
+    exchange.made_bytes = body->size();
     if (keeping) {
-      std::shared_ptr<const SharedPage> made = SharedPage::Make(*html, PageCache::TokenPlaceholder());
+      std::shared_ptr<const SharedPage> made = SharedPage::Make(body->Joined(), PageCache::TokenPlaceholder());
       pages->Keep(kept_key, std::move(sources), made);
       SendKept(connection, made, after->form_token, answer);
       return answer;
     }
-    answer.body = std::move(html).value();
+    if (body->pieces.size() == 1) {
+      answer.body = body->Joined();  // a page of one piece: nothing to save
+    } else {
+      answer.pieces = std::move(body).value();
+    }
     return answer;
   }
 

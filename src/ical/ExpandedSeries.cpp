@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 
@@ -17,7 +18,7 @@ namespace {
 constexpr std::size_t kKeptBytes = 16 << 20;
 
 struct Kept {
-  std::mutex mutex;
+  std::shared_mutex mutex;  // the request threads look up side by side
   std::unordered_map<std::string, std::shared_ptr<const std::vector<StoreItem>>> series;
   std::size_t bytes = 0;
 };
@@ -52,45 +53,48 @@ std::size_t BytesOf(const std::string& key, const std::vector<StoreItem>& occurr
 
 // The kept occurrences for the key, else what expand makes of them, kept for the next call.
 template <typename Expand>
-Result<std::vector<StoreItem>> Keep(std::string key, Expand expand) {
+Result<std::shared_ptr<const std::vector<StoreItem>>> Keep(std::string key, Expand expand) {
   Kept& kept = TheKept();
   {
-    std::lock_guard lock(kept.mutex);
-    if (const auto found = kept.series.find(key); found != kept.series.end()) return *found->second;
+    std::shared_lock lock(kept.mutex);
+    if (const auto found = kept.series.find(key); found != kept.series.end()) return found->second;
   }
   Result<std::vector<StoreItem>> expanded = expand();
-  if (!expanded.ok()) return expanded;
+  if (!expanded.ok()) return expanded.status();
   const std::size_t bytes = BytesOf(key, *expanded);
-  std::lock_guard lock(kept.mutex);
+  auto series = std::make_shared<const std::vector<StoreItem>>(std::move(expanded).value());
+  std::unique_lock lock(kept.mutex);
   if (kept.bytes + bytes > kKeptBytes) {
     kept.series.clear();
     kept.bytes = 0;
   }
-  if (bytes <= kKeptBytes && kept.series.emplace(std::move(key), std::make_shared<const std::vector<StoreItem>>(*expanded)).second) {
-    kept.bytes += bytes;
-  }
-  return expanded;
+  if (bytes <= kKeptBytes && kept.series.emplace(std::move(key), series).second) kept.bytes += bytes;
+  return series;
 }
 
 }  // namespace
 
-Result<std::vector<StoreItem>> ExpandSeries(std::string_view ics, UtcSeconds from, UtcSeconds until) {
+Result<std::shared_ptr<const std::vector<StoreItem>>> ExpandSeries(std::string_view ics, UtcSeconds from,
+                                                                   UtcSeconds until) {
   return Keep(KeyOf('s', ics, from, until), [&] { return ExpandItem(ics, from, until); });
 }
 
 Result<std::vector<StoreItem>> ExpandCalendarText(std::string_view text, UtcSeconds from,
                                                   UtcSeconds until) {
-  return Keep(KeyOf('c', text, from, until), [&]() -> Result<std::vector<StoreItem>> {
-    Result<std::vector<CalendarItem>> items = ParseCalendar(text);
-    if (!items.ok()) return items.status();
-    std::vector<StoreItem> occurrences;
-    for (const CalendarItem& item : *items) {
-      Result<std::vector<StoreItem>> expanded = ExpandItem(item.ics, from, until);
-      if (!expanded.ok()) return expanded.status();
-      occurrences.insert(occurrences.end(), expanded->begin(), expanded->end());
-    }
-    return occurrences;
-  });
+  Result<std::shared_ptr<const std::vector<StoreItem>>> kept =
+      Keep(KeyOf('c', text, from, until), [&]() -> Result<std::vector<StoreItem>> {
+        Result<std::vector<CalendarItem>> items = ParseCalendar(text);
+        if (!items.ok()) return items.status();
+        std::vector<StoreItem> occurrences;
+        for (const CalendarItem& item : *items) {
+          Result<std::vector<StoreItem>> expanded = ExpandItem(item.ics, from, until);
+          if (!expanded.ok()) return expanded.status();
+          occurrences.insert(occurrences.end(), expanded->begin(), expanded->end());
+        }
+        return occurrences;
+      });
+  if (!kept.ok()) return kept.status();
+  return **kept;  // a copy: the caller names each occurrence after its item
 }
 
 }  // namespace orbitel::data

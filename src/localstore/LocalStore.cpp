@@ -1,6 +1,7 @@
 #include "localstore/LocalStore.h"
 
 #include <limits>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "localstore/LocalStoreDatabase.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
+#include "store/FolderStatements.h"
 #include "store/ItemQuery.h"
 #include "store/StoreUrl.h"
 
@@ -20,6 +22,64 @@ Status CannotOpen(const std::string& description) {
 
 std::string WithSlash(const std::string& url) {
   return !url.empty() && url.back() == '/' ? url : url + '/';
+}
+
+// The address of a folder URL of the local store under root, which must be configured.
+Result<FolderAddress> AddressOf(const std::string& url, const std::string& root) {
+  auto address = ParseFolderUrl(url);
+  if (!address) {
+    return CannotOpen("The URL " + url +
+                      " is not a local store folder "
+                      "(file://./backofficestorage/<domain>/MBX/<account>/calendar/)");
+  }
+  if (root.empty()) {
+    return CannotOpen("The local store has no root folder configured");
+  }
+  return std::move(*address);
+}
+
+// The calendar folder of the address's mailbox in its domain's database.
+Result<LocalStoreDatabase::FolderId> FolderOf(LocalStoreDatabase& database,
+                                              const FolderAddress& address) {
+  Result<std::optional<LocalStoreDatabase::FolderId>> folder = database.FindFolder(address.account);
+  if (!folder.ok()) return folder.status();
+  if (!*folder) {
+    return CannotOpen("The domain " + address.domain + " has no mailbox " + address.account);
+  }
+  return **folder;
+}
+
+// A statement run on an open folder: the candidates of the period its WHERE confines items to
+// (less what the reader does not need), kept and ordered by the statement prepared (`prepare`,
+// called only once they are read). A scope naming another folder is refused. `candidates` is
+// room to gather them in, handed in so a run of folders reuses it.
+template <typename Prepare>
+Status QueryFolder(LocalStoreDatabase& database, LocalStoreDatabase::FolderId id,
+                   const FolderAddress& address, const std::string& url,
+                   const SelectStatement& statement, const Prepare& prepare, const ReadNeeds& reader,
+                   std::vector<StoreItem>& candidates, Recordset& rows) {
+  const auto scope = ParseFolderUrl(statement.folder_url);
+  if (!scope || scope->domain != address.domain ||
+      ToLower(scope->account) != ToLower(address.account)) {
+    return CannotOpen("The query's scope " + statement.folder_url + " is not the open folder " + url);
+  }
+  const TimeWindow window = WindowOf(statement.where.get());
+  const UtcSeconds from = window.start_from ? UtcOfDate(*window.start_from)
+                                            : std::numeric_limits<UtcSeconds>::min();
+  const UtcSeconds until = window.end_until ? UtcOfDate(*window.end_until)
+                                            : std::numeric_limits<UtcSeconds>::max();
+  candidates.clear();
+  // A statement that filters or sorts by the items' names needs them whatever the reader reads.
+  ReadNeeds needs = reader;
+  needs.names = needs.names || StatementFiltersOrSortsByName(statement);
+  if (Status read = database.Candidates(id, from, until, WithSlash(url), candidates,
+                                        StatementReadsDescription(statement), needs);
+      !read.ok()) {
+    return read;
+  }
+  const auto& prepared = prepare();
+  if (!prepared.ok()) return prepared.status();
+  return prepared->Run(std::move(candidates), rows);
 }
 
 class LocalStoreFolder final : public StoreFolder {
@@ -35,24 +95,10 @@ class LocalStoreFolder final : public StoreFolder {
   const std::string& url() const override { return url_; }
 
   Status Query(const SelectStatement& statement, Recordset& rows) override {
-    const auto scope = ParseFolderUrl(statement.folder_url);
-    if (!scope || scope->domain != address_.domain ||
-        ToLower(scope->account) != ToLower(address_.account)) {
-      return CannotOpen("The query's scope " + statement.folder_url +
-                        " is not the open folder " + url_);
-    }
-    const TimeWindow window = WindowOf(statement.where.get());
-    const UtcSeconds from = window.start_from ? UtcOfDate(*window.start_from)
-                                              : std::numeric_limits<UtcSeconds>::min();
-    const UtcSeconds until = window.end_until ? UtcOfDate(*window.end_until)
-                                              : std::numeric_limits<UtcSeconds>::max();
     std::vector<StoreItem> candidates;
-    if (Status read = database_->Candidates(id_, from, until, base_, candidates,
-                                            StatementReadsDescription(statement));
-        !read.ok()) {
-      return read;
-    }
-    return RunItemQuery(statement, std::move(candidates), rows);
+    return QueryFolder(*database_, id_, address_, url_, statement,
+                       [&statement] { return PreparedItemQuery::Prepare(statement); }, {},
+                       candidates, rows);
   }
 
   Status DeleteItem(const std::string& href) override {
@@ -147,24 +193,71 @@ class LocalStoreProvider final : public StoreProvider {
   }
 
   Result<std::unique_ptr<StoreFolder>> OpenFolder(const std::string& url) const override {
-    const auto address = ParseFolderUrl(url);
-    if (!address) {
-      return CannotOpen("The URL " + url +
-                        " is not a local store folder "
-                        "(file://./backofficestorage/<domain>/MBX/<account>/calendar/)");
-    }
-    if (root_.empty()) return CannotOpen("The local store has no root folder configured");
+    Result<FolderAddress> address = AddressOf(url, root_);
+    if (!address.ok()) return address.status();
     Result<std::shared_ptr<LocalStoreDatabase>> database =
         LocalStoreDatabase::Open(root_, address->domain);
     if (!database.ok()) return database.status();
-    Result<std::optional<LocalStoreDatabase::FolderId>> folder =
-        (*database)->FindFolder(address->account);
+    Result<LocalStoreDatabase::FolderId> folder = FolderOf(**database, *address);
     if (!folder.ok()) return folder.status();
-    if (!*folder) {
-      return CannotOpen("The domain " + address->domain + " has no mailbox " + address->account);
-    }
     return std::unique_ptr<StoreFolder>(
-        std::make_unique<LocalStoreFolder>(url, *address, *database, **folder));
+        std::make_unique<LocalStoreFolder>(url, *address, *database, *folder));
+  }
+
+  // Each run of folders of one domain is read in one transaction of its database, opened once;
+  // statements of one shape are parsed and prepared once.
+  void ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds& needs,
+                   const FolderAnswers& answer) const override {
+    struct Domain {
+      Domain(const std::string& root, const std::string& domain)
+          : name(domain), database(LocalStoreDatabase::Open(root, domain)) {
+        if (database.ok()) reading = std::make_unique<LocalStoreDatabase::Reading>(**database);
+      }
+      std::string name;
+      Result<std::shared_ptr<LocalStoreDatabase>> database;
+      std::unique_ptr<LocalStoreDatabase::Reading> reading;  // ends before the database goes
+    };
+    std::unique_ptr<Domain> domain;
+    FolderStatements statements;
+    std::optional<Result<PreparedItemQuery>> prepared;
+    std::vector<StoreItem> candidates;
+    for (std::size_t i = 0; i < queries.size(); ++i) {
+      const FolderQuery& query = queries[i];
+      FolderAnswer one;
+      const Result<FolderAddress> address = AddressOf(query.folder_url, root_);
+      Result<LocalStoreDatabase::FolderId> folder = address.status();
+      if (address.ok()) {
+        if (!domain || domain->name != address->domain) {
+          domain.reset();  // the last domain's read ends first
+          domain = std::make_unique<Domain>(root_, address->domain);
+        }
+        if (domain->database.ok()) {
+          folder = FolderOf(**domain->database, *address);
+        } else {
+          folder = domain->database.status();
+        }
+      }
+      if (!folder.ok()) {
+        one.opened = folder.status();
+        answer(i, one);
+        continue;
+      }
+      bool same_shape = false;
+      Result<const SelectStatement*> statement = statements.Parse(query, same_shape);
+      if (!statement.ok()) {
+        one.queried = statement.status();
+        answer(i, one);
+        continue;
+      }
+      if (!same_shape) prepared.reset();
+      const auto prepare = [&]() -> const Result<PreparedItemQuery>& {
+        if (!prepared) prepared.emplace(PreparedItemQuery::Prepare(**statement));
+        return *prepared;
+      };
+      one.queried = QueryFolder(**domain->database, *folder, *address, query.folder_url,
+                                **statement, prepare, needs, candidates, one.rows);
+      answer(i, one);
+    }
   }
 
  private:

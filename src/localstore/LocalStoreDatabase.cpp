@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -82,6 +83,21 @@ std::string NewTag() {
   return HexText({reinterpret_cast<const char*>(&bits), sizeof bits});
 }
 
+// An occurrence as a reader that never reads names needs it: its names are not copied.
+StoreItem WithoutNames(const StoreItem& occurrence) {
+  StoreItem item;
+  item.subject = occurrence.subject;
+  item.location = occurrence.location;
+  item.dtstart = occurrence.dtstart;
+  item.dtend = occurrence.dtend;
+  item.alldayevent = occurrence.alldayevent;
+  item.busystatus = occurrence.busystatus;
+  item.sensitivity = occurrence.sensitivity;
+  item.textdescription = occurrence.textdescription;
+  item.recurrenceid = occurrence.recurrenceid;
+  return item;
+}
+
 struct FileIdentity {
   dev_t device;
   ino_t inode;
@@ -111,19 +127,22 @@ struct LocalStoreDatabase::Statements {
       : find_folder(db,
                     "SELECT folders.id FROM mailboxes JOIN folders ON folders.mailbox = mailboxes.id "
                     "WHERE mailboxes.account = ?1 AND folders.name = 'calendar'"),
+        // ?4 and ?5 narrow the period to what a reader needs: the last start and the first end
+        // it has any use for.
         single(db,
                "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
                "busystatus, sensitivity, textdescription FROM items "
-               "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
-               "AND dtend <= ?3 ORDER BY dtstart"),
+               "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?4 "
+               "AND dtend <= ?3 AND dtend >= ?5 ORDER BY dtstart"),
         single_brief(db,
                      "SELECT displayname, uid, subject, location, dtstart, dtend, alldayevent, "
                      "busystatus, sensitivity FROM items "
-                     "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?3 "
-                     "AND dtend <= ?3 ORDER BY dtstart"),
+                     "WHERE folder = ?1 AND recurring = 0 AND dtstart >= ?2 AND dtstart <= ?4 "
+                     "AND dtend <= ?3 AND dtend >= ?5 ORDER BY dtstart"),
         recurring(db,
-                  "SELECT displayname, ics FROM items WHERE folder = ?1 AND recurring = 1 "
-                  "AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) ORDER BY dtstart"),
+                  "SELECT displayname, ics, span_start, span_end FROM items WHERE folder = ?1 "
+                  "AND recurring = 1 AND span_start <= ?3 AND (span_end IS NULL OR span_end >= ?2) "
+                  "ORDER BY dtstart"),
         read(db, "SELECT ics, etag FROM items WHERE folder = ?1 AND displayname = ?2"),
         insert(db,
                "INSERT INTO items(folder, displayname, uid, subject, location, dtstart, dtend, "
@@ -239,6 +258,9 @@ Result<std::shared_ptr<LocalStoreDatabase>> LocalStoreDatabase::Connect(const st
   }
   std::shared_ptr<LocalStoreDatabase> database(new LocalStoreDatabase(std::move(db), path));
   if (Status prepared = database->Prepare(); !prepared.ok()) return prepared;
+  if (const auto identity = IdentityOf(path)) {
+    database->file_ = path + '|' + std::to_string(identity->device) + ':' + std::to_string(identity->inode);
+  }
   return database;
 }
 
@@ -286,6 +308,11 @@ Result<std::int64_t> LocalStoreDatabase::ChangeCount() {
 
 Result<std::optional<LocalStoreDatabase::FolderId>> LocalStoreDatabase::FindFolder(
     const std::string& account) {
+  // In a read of its own, a folder found before holds while nothing was written since.
+  const std::optional<std::int64_t> changes = file_.empty() ? std::nullopt : CommittedChanges();
+  if (changes) {
+    if (const std::optional<FolderId> kept = FindKeptFolder(file_, *changes, account)) return kept;
+  }
   sqlite::Statement& find = statements_->find_folder;
   find.Reset().Bind(1, account);
   const int step = find.Step();
@@ -293,6 +320,7 @@ Result<std::optional<LocalStoreDatabase::FolderId>> LocalStoreDatabase::FindFold
   if (step == SQLITE_ROW) folder = find.Int(0);
   find.Reset();
   if (step != SQLITE_ROW && step != SQLITE_DONE) return Failure("looking up a mailbox");
+  if (changes && folder) KeepFolder(file_, *changes, account, *folder);
   return folder;
 }
 
@@ -314,45 +342,70 @@ Result<LocalStoreDatabase::FolderId> LocalStoreDatabase::CreateMailbox(const std
   return **folder;
 }
 
+LocalStoreDatabase::Reading::Reading(LocalStoreDatabase& database) : database_(database) {
+  if (sqlite3_get_autocommit(database_.db_.get()) == 0) return;  // the caller's transaction
+  sqlite::Statement& begin = database_.statements_->begin_read;
+  const int began = begin.Reset().Step();
+  begin.Reset();
+  if (began == SQLITE_DONE) {
+    own_ = true;
+    database_.in_own_read_ = true;
+    database_.read_changes_.reset();
+  } else {
+    began_ = database_.Failure("beginning a read");
+  }
+}
+
+LocalStoreDatabase::Reading::~Reading() { (void)End(); }
+
+Status LocalStoreDatabase::Reading::End() {
+  if (!own_) return Status::Ok();
+  own_ = false;
+  database_.in_own_read_ = false;
+  database_.read_changes_.reset();
+  // A read-only transaction has nothing to write back; ending it only releases its locks.
+  sqlite::Statement& end = database_.statements_->end_read;
+  const int ended = end.Reset().Step();
+  end.Reset();
+  if (ended == SQLITE_DONE) return Status::Ok();
+  // Never leave the connection inside the transaction: later reads would see old data.
+  Status failed = database_.Failure("ending a read");
+  sqlite::Execute(database_.db_.get(), "ROLLBACK");
+  return failed;
+}
+
 Status LocalStoreDatabase::Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                       const std::string& folder_url, std::vector<StoreItem>& out,
-                                      bool with_description) {
+                                      bool with_description, const ReadNeeds& needs) {
   // Outside a transaction of the caller's, the two reads below share one of their own.
-  const bool own_transaction = sqlite3_get_autocommit(db_.get()) != 0;
-  if (own_transaction) {
-    const int began = statements_->begin_read.Reset().Step();
-    statements_->begin_read.Reset();
-    if (began != SQLITE_DONE) return Failure("reading the period's items");
-  }
-  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description);
-  if (own_transaction) {
-    // A read-only transaction has nothing to write back; ending it only releases its locks.
-    const int ended = statements_->end_read.Reset().Step();
-    statements_->end_read.Reset();
-    if (ended != SQLITE_DONE) {
-      // Never leave the connection inside the transaction: later reads would see old data.
-      Status failed = Failure("reading the period's items");
-      sqlite::Execute(db_.get(), "ROLLBACK");
-      if (read.ok()) return failed;
-    }
-  }
-  return read;
+  Reading reading(*this);
+  if (!reading.began().ok()) return Failure("reading the period's items");
+  Status read = ReadCandidates(folder, from, until, folder_url, out, with_description, needs);
+  Status ended = reading.End();
+  return read.ok() ? ended : read;
 }
 
 Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                                           const std::string& folder_url,
-                                          std::vector<StoreItem>& out, bool with_description) {
+                                          std::vector<StoreItem>& out, bool with_description,
+                                          const ReadNeeds& needs) {
   out.reserve(out.size() + 512);  // a month of a busy mailbox without regrowing
   sqlite::Statement& single = with_description ? statements_->single : statements_->single_brief;
-  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
+  // An item starting at or after the reader's span is of no use: the last start is the second
+  // before it (the store's times are whole seconds).
+  const UtcSeconds last_start =
+      needs.until == std::numeric_limits<UtcSeconds>::min() ? needs.until : std::min(until, needs.until - 1);
+  single.Reset().Bind(1, folder).Bind(2, from).Bind(3, until).Bind(4, last_start).Bind(5, needs.from);
   int step;
   while ((step = single.Step()) == SQLITE_ROW) {
     StoreItem& item = out.emplace_back();
-    item.displayname = single.Text(0);
-    // One allocation: folder_url + name would copy the URL and then grow it for the name.
-    item.href.reserve(folder_url.size() + item.displayname.size());
-    item.href.append(folder_url).append(item.displayname);
-    item.uid = single.Text(1);
+    if (needs.names) {
+      item.displayname = single.Text(0);
+      // One allocation: folder_url + name would copy the URL and then grow it for the name.
+      item.href.reserve(folder_url.size() + item.displayname.size());
+      item.href.append(folder_url).append(item.displayname);
+      item.uid = single.Text(1);
+    }
     item.subject = single.Text(2);
     item.location = single.Text(3);
     item.dtstart = DateOfUtc(single.Int(4));
@@ -365,24 +418,60 @@ Status LocalStoreDatabase::ReadCandidates(FolderId folder, UtcSeconds from, UtcS
   single.Reset();
   if (step != SQLITE_DONE) return Failure("reading the period's items");
 
-  sqlite::Statement& recurring = statements_->recurring;
-  recurring.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
-  std::vector<StoredItem> masters;
-  while ((step = recurring.Step()) == SQLITE_ROW) {
-    masters.push_back(StoredItem{recurring.Text(0), recurring.Text(1)});
-  }
-  recurring.Reset();
-  if (step != SQLITE_DONE) return Failure("reading the recurring items");
-  for (const StoredItem& master : masters) {
-    Result<std::vector<StoreItem>> occurrences = ExpandSeries(master.ics, from, until);
+  Result<std::shared_ptr<const FolderSeries>> series = SeriesOf(folder, from, until);
+  if (!series.ok()) return series.status();
+  for (const SeriesItem& master : **series) {
+    if (master.span_start > until || (master.span_end && *master.span_end < from)) continue;
+    Result<std::shared_ptr<const std::vector<StoreItem>>> occurrences = ExpandSeries(master.ics, from, until);
     if (!occurrences.ok()) continue;  // stored items were parsed when written
-    for (StoreItem& occurrence : occurrences.value()) {
-      occurrence.displayname = master.name;
-      occurrence.href = folder_url + master.name;
-      out.push_back(std::move(occurrence));
+    for (const StoreItem& occurrence : **occurrences) {
+      if (UtcOfDate(occurrence.dtend) < needs.from || UtcOfDate(occurrence.dtstart) >= needs.until) continue;
+      if (needs.names) {
+        StoreItem& item = out.emplace_back(occurrence);
+        item.displayname = master.name;
+        item.href = folder_url + master.name;
+      } else {
+        out.push_back(WithoutNames(occurrence));
+      }
     }
   }
   return Status::Ok();
+}
+
+std::optional<std::int64_t> LocalStoreDatabase::CommittedChanges() {
+  if (!in_own_read_) return std::nullopt;
+  if (!read_changes_) {
+    Result<std::int64_t> changes = ChangeCount();
+    if (!changes.ok()) return std::nullopt;
+    read_changes_ = *changes;
+  }
+  return read_changes_;
+}
+
+Result<std::shared_ptr<const FolderSeries>> LocalStoreDatabase::SeriesOf(FolderId folder, UtcSeconds from,
+                                                                         UtcSeconds until) {
+  const std::optional<std::int64_t> changes = file_.empty() ? std::nullopt : CommittedChanges();
+  if (changes) {
+    if (auto kept = FindKeptSeries(file_, folder, *changes)) return kept;
+    // All of the folder's series are read to be kept, whatever period this query asks for.
+    from = std::numeric_limits<UtcSeconds>::min();
+    until = std::numeric_limits<UtcSeconds>::max();
+  }
+  sqlite::Statement& recurring = statements_->recurring;
+  recurring.Reset().Bind(1, folder).Bind(2, from).Bind(3, until);
+  auto series = std::make_shared<FolderSeries>();
+  int step;
+  while ((step = recurring.Step()) == SQLITE_ROW) {
+    SeriesItem& item = series->emplace_back();
+    item.name = recurring.Text(0);
+    item.ics = recurring.Text(1);
+    item.span_start = recurring.Int(2);
+    if (!recurring.IsNull(3)) item.span_end = recurring.Int(3);
+  }
+  recurring.Reset();
+  if (step != SQLITE_DONE) return Failure("reading the recurring items");
+  if (changes) KeepSeries(file_, folder, *changes, series);
+  return std::shared_ptr<const FolderSeries>(std::move(series));
 }
 
 Result<std::optional<ItemSource>> LocalStoreDatabase::Read(FolderId folder, const std::string& name) {

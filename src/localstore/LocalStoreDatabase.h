@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ical/ICalendar.h"
+#include "localstore/KeptReads.h"
 #include "localstore/Sqlite.h"
 #include "runtime/Status.h"
 #include "store/StoreItem.h"
@@ -65,10 +66,32 @@ class LocalStoreDatabase {
   // The period query's candidates: items not recurring with dtstart >= from and dtend <= until,
   // and the occurrences of recurring items overlapping [from, until]; hrefs under folder_url.
   // Without with_description, items not recurring leave textdescription empty: few queries
-  // read it, and it is the one long text of the index.
+  // read it, and it is the one long text of the index. Items and names a reader does not need
+  // (see ReadNeeds) are not read.
   Status Candidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                     const std::string& folder_url, std::vector<StoreItem>& out,
-                    bool with_description = true);
+                    bool with_description = true, const ReadNeeds& needs = {});
+
+  // One read transaction for as long as it lives, unless one is open already: the reads in it
+  // see one state of the file, under one set of file locks.
+  class Reading {
+   public:
+    explicit Reading(LocalStoreDatabase& database);
+    ~Reading();
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+    // The failure beginning it (the reads may still run, each in a transaction of its own).
+    const Status& began() const { return began_; }
+    // Ends it before its time; a failure to end it is returned (the connection then rolls back,
+    // so later reads never see old data).
+    Status End();
+
+   private:
+    LocalStoreDatabase& database_;
+    bool own_ = false;
+    Status began_ = Status::Ok();
+  };
 
   Result<std::optional<ItemSource>> Read(FolderId folder, const std::string& name);
   bool Exists(FolderId folder, const std::string& name);
@@ -103,13 +126,23 @@ class LocalStoreDatabase {
                             const std::string& ics, const std::string* etag,
                             const std::string& new_tag = "");
   Status Failure(const std::string& doing) const;
+  // The count of changes as a Reading's own transaction sees it (read once in it): committed
+  // data alone, which no other content ever had at that count. nullopt outside such a read (a
+  // writer's transaction may yet roll back) and for a store without a count.
+  std::optional<std::int64_t> CommittedChanges();
+  // The folder's recurring items whose span reaches [from, until], in start order: the kept ones
+  // while the database has not changed since they were read.
+  Result<std::shared_ptr<const FolderSeries>> SeriesOf(FolderId folder, UtcSeconds from, UtcSeconds until);
   // Candidates' two reads, in whatever transaction is open.
   Status ReadCandidates(FolderId folder, UtcSeconds from, UtcSeconds until,
                         const std::string& folder_url, std::vector<StoreItem>& out,
-                        bool with_description);
+                        bool with_description, const ReadNeeds& needs);
 
   sqlite::DatabaseHandle db_;
   std::string path_;
+  std::string file_;  // the path and the file's identity on disk, for the kept series
+  bool in_own_read_ = false;  // a Reading began its own transaction and has not ended it
+  std::optional<std::int64_t> read_changes_;  // the count of changes in that read
   std::unique_ptr<Statements> statements_;
   std::unique_ptr<sqlite::Statement> count_changes_;  // prepared on first use
 };

@@ -65,6 +65,11 @@ std::string PercentEncode(std::string_view text, std::string_view kept, bool spa
 std::string EscapeMarkup(std::string_view text, Markup markup) {
   std::string escaped;
   escaped.reserve(text.size());
+  AppendEscapedMarkup(escaped, text, markup);
+  return escaped;
+}
+
+void AppendEscapedMarkup(std::string& escaped, std::string_view text, Markup markup) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (c == '&') {
@@ -86,7 +91,6 @@ std::string EscapeMarkup(std::string_view text, Markup markup) {
       escaped += c;
     }
   }
-  return escaped;
 }
 
 }  // namespace orbitel

@@ -33,9 +33,14 @@ enum class Markup {
   kXmlText,
 };
 std::string EscapeMarkup(std::string_view text, Markup markup);
+// The same appended to out, for text written into one buffer.
+void AppendEscapedMarkup(std::string& out, std::string_view text, Markup markup);
 
 // Text from outside the program (request values, store fields, directory names) as it is
 // written into a page.
 inline std::string HtmlEscape(std::string_view text) { return EscapeMarkup(text, Markup::kHtml); }
+inline void AppendHtmlEscaped(std::string& out, std::string_view text) {
+  AppendEscapedMarkup(out, text, Markup::kHtml);
+}
 
 }  // namespace orbitel

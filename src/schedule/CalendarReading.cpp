@@ -19,8 +19,8 @@ namespace {
 // The store answers a period query with the items lying wholly inside it; an appointment that
 // begins before the span asked for or ends after it must still block the span, so the query
 // reaches this far to each side and the overlap is kept here. Twice the team pages' week: an
-// appointment running more than two weeks past either end of the span is not seen. Each day of
-// reach is read for every person, so for a whole team it is most of the search's cost.
+// appointment running more than two weeks past either end of the span is not seen. The local
+// store leaves out of its answers what the reach brings in that does not overlap the span.
 constexpr UtcSeconds kReach = 14 * 86400;
 
 // The selected columns, in the order ReadItem reads them.
@@ -86,23 +86,16 @@ std::vector<Result<std::vector<ScheduleItem>>> ReadCalendars(const std::vector<s
     const std::string folder = site.StoreUrlBase + account + "/calendar/";
     queries.push_back({folder, PeriodQuery(folder, from, until, with_details)});
   }
-  // A store across the network is asked for every calendar at once, as the team pages do.
-  const data::PrefetchScope prefetch(site::Services().providers, site.StoreProvider, queries);
-
   std::vector<Result<std::vector<ScheduleItem>>> calendars;
   calendars.reserve(accounts.size());
-  for (const data::FolderQuery& query : queries) {
-    data::Connection connection(site::Services().providers);
-    connection.Provider = site.StoreProvider;
-    Status status = connection.Open(query.folder_url, "", "", -1);
-    data::Recordset rows;
-    if (status.ok()) status = data::OpenRecordset(rows, query.statement, connection, 1);
-    if (!status.ok()) {
-      calendars.emplace_back(status);
-      continue;
+  const auto answered = [&](std::size_t, data::FolderAnswer& answer) {
+    const Status& failed = answer.opened.ok() ? answer.queried : answer.opened;
+    if (!failed.ok()) {
+      calendars.emplace_back(failed);
+      return;
     }
     std::vector<ScheduleItem> items;
-    for (const std::vector<Value>& row : rows.rows()) {
+    for (const std::vector<Value>& row : answer.rows.rows()) {
       ScheduleItem item = ReadItem(row, with_details);
       // Overlapping the span; an appointment of no length counts at its moment.
       if (item.start < until && (item.end > from || (item.end == item.start && item.start >= from))) {
@@ -110,7 +103,15 @@ std::vector<Result<std::vector<ScheduleItem>>> ReadCalendars(const std::vector<s
       }
     }
     calendars.emplace_back(std::move(items));
+  };
+  // Read as the team pages read, all at once; what the reach brings in beyond the span is kept
+  // out of the answers where the store can.
+  Result<std::shared_ptr<const data::StoreProvider>> provider = site::Services().providers.Find(site.StoreProvider);
+  if (!provider.ok()) {
+    for (std::size_t i = 0; i < queries.size(); ++i) calendars.emplace_back(provider.status());
+    return calendars;
   }
+  (*provider)->ReadFolders(queries, data::ReadNeeds{from, until}, answered);
   return calendars;
 }
 

@@ -6,8 +6,22 @@
 namespace orbitel::site {
 
 std::string PictureName(std::string_view text) {
-  const std::string escaped = HtmlEscape(text);
-  return " alt=\"" + escaped + "\" title=\"" + escaped + "\"";
+  std::string name;
+  AppendPictureName(name, {text});
+  return name;
+}
+
+void AppendPictureName(std::string& html, std::initializer_list<std::string_view> text) {
+  html += " alt=\"";
+  const std::size_t start = html.size();
+  for (const std::string_view piece : text) AppendHtmlEscaped(html, piece);
+  const std::size_t length = html.size() - start;
+  // Room for the second copy first, so copying from the text itself never reads a buffer that
+  // was let go.
+  html.reserve(html.size() + length + 10);
+  html += "\" title=\"";
+  html.append(html.data() + start, length);
+  html += '"';
 }
 
 std::string ControlName(std::string_view text) { return " aria-label=\"" + HtmlEscape(text) + "\""; }

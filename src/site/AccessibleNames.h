@@ -3,6 +3,7 @@
 // pointer resting on a mark) tells what each one shows. They are added after an element's own
 // attributes and escaped like any outside text; the rest of the element stays as it was.
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,8 @@ namespace orbitel::site {
 
 // ` alt="<text>" title="<text>"`: the picture's alternative text, shown again on hover.
 std::string PictureName(std::string_view text);
+// The same for the text the pieces make together, appended to html.
+void AppendPictureName(std::string& html, std::initializer_list<std::string_view> text);
 // ` aria-label="<text>"`: the name of a control that has no label of its own.
 std::string ControlName(std::string_view text);
 // "Busy", "Tentative", "Out of the office", "Free" for the store's busy statuses (BUSY,

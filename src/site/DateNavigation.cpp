@@ -46,16 +46,19 @@ Result<Date> RequestedDateFrom(const PageContext& context, Date today) {
 }
 
 std::string BuildDateLinkQuery(Date date, std::string_view user) {
-  std::string query = "?DAY=" + std::to_string(date.Day()) + "&MONTH=" +
-                      std::to_string(date.Month()) + "&YEAR=" + std::to_string(date.Year()) +
-                      "&USER=";
+  return DateLinkQueryStart(date) + DateLinkUser(user);
+}
+
+std::string DateLinkQueryStart(Date date) {
+  return "?DAY=" + std::to_string(date.Day()) + "&MONTH=" + std::to_string(date.Month()) +
+         "&YEAR=" + std::to_string(date.Year()) + "&USER=";
+}
+
+std::string DateLinkUser(std::string_view user) {
   // The link lands in an href: the user, whoever gave it, is escaped there.
-  if (user.size() > 1) {
-    query += HtmlEscape(user);
-  } else if (const auto& context = Site().PageContext) {
-    query += HtmlEscape(context->RequestText("USER"));
-  }
-  return query;
+  if (user.size() > 1) return HtmlEscape(user);
+  if (const auto& context = Site().PageContext) return HtmlEscape(context->RequestText("USER"));
+  return std::string();
 }
 
 Date RequestedDateValue() {

@@ -22,6 +22,10 @@ Result<Date> RequestedDateFrom(const PageContext& context, Date today);
 // by the request's own "USER" value. Nothing is URL-encoded; the user is HTML-escaped, as the
 // text goes into an href.
 std::string BuildDateLinkQuery(Date date, std::string_view user);
+// Its two parts, for a table that writes many links: the date's, "?DAY=5&MONTH=3&YEAR=2003&USER=",
+// and the user's.
+std::string DateLinkQueryStart(Date date);
+std::string DateLinkUser(std::string_view user);
 
 // RequestedDate read back as a date; today when it holds no date.
 Date RequestedDateValue();

@@ -3,12 +3,14 @@
 #include <optional>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "recordset/AtomicFile.h"
 #include "recordset/RowsetFile.h"
 #include "runtime/Conversions.h"
 #include "runtime/ErrorNumbers.h"
+#include "runtime/FileStamp.h"
 #include "site/ErrorHandler.h"
 #include "site/SiteFiles.h"
 #include "site/SiteState.h"
@@ -69,10 +71,18 @@ std::string SplitUserEntry(std::string_view entry, bool want_full_name) {
 }
 
 void InitialiseUsers(const UserList& users) {
-  RunLogged("AdminStuff.InitialiseUsers", [&users] {
+  // A settings file that said the first run was done says so until it changes: while its stamp
+  // is the one it had then, the page takes neither the lock every page would wait on nor reads it.
+  thread_local std::optional<std::pair<std::string, FileStamp>> said_done;
+  const std::string path = SettingsPath();
+  const std::optional<FileStamp> stamp = StampOf(path);
+  if (stamp && said_done && said_done->first == path && said_done->second == *stamp) return;
+  RunLogged("AdminStuff.InitialiseUsers", [&users, &path, &stamp] {
     data::FileLock write_together(files::InSite(Site().SitePath, files::kSettingsLock), data::FileLock::Mode::kExclusive);
     bool done = false;
     Status status = FirstRunDone(done);
+    // The stamp was taken before the file was read: a change in between is read next time.
+    if (status.ok() && done && stamp) said_done.emplace(path, *stamp);
     if (!status.ok() || done) return status;
     if (!(status = SaveUsers(users)).ok()) return status;
     return MarkFirstRunDone();

@@ -276,105 +276,148 @@ Value ColumnValue(Item& item, StoreProperty property, bool last_read) {
   return PropertyValue(item, property);
 }
 
-// The query over the candidates; Items is a const vector when they are the caller's to keep.
-template <typename Items>
-Status Run(const SelectStatement& statement, Items& candidates, Recordset& out) {
-  using Item = std::remove_reference_t<decltype(candidates.front())>;
+}  // namespace
+
+// What preparing a statement settles once for every folder it runs on.
+struct PreparedItemQuery::Compiled {
+  const SelectStatement* statement = nullptr;
+  std::optional<CompiledWhere> where;  // none without a WHERE
+  std::vector<StoreProperty> sort_properties;
+  std::vector<FieldInfo> fields;
+  std::vector<std::optional<StoreProperty>> properties;  // nullopt: not a store property
+  std::vector<bool> last_read;  // whether a column is the last to read its property (ColumnValue)
+
+  // The query over the candidates; Items is a const vector when they are the caller's to keep.
+  template <typename Items>
+  Status Run(Items& candidates, Recordset& out) const {
+    using Item = std::remove_reference_t<decltype(candidates.front())>;
+    std::vector<Item*> kept;
+    kept.reserve(candidates.size());
+    for (Item& item : candidates) {
+      if (where && !where->Passes(item)) continue;
+      kept.push_back(&item);
+    }
+
+    if (!statement->order_by.empty()) {
+      // The sort keys are read once per item, not once per comparison.
+      std::vector<std::vector<Value>> keys;
+      keys.reserve(kept.size());
+      for (const Item* item : kept) {
+        std::vector<Value> values;
+        values.reserve(sort_properties.size());
+        for (const StoreProperty property : sort_properties) {
+          values.push_back(PropertyValue(*item, property));
+        }
+        keys.push_back(std::move(values));
+      }
+      std::vector<std::size_t> order(kept.size());
+      std::iota(order.begin(), order.end(), 0);
+      std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        for (std::size_t k = 0; k < statement->order_by.size(); ++k) {
+          const bool descending = statement->order_by[k].descending;
+          const Value& first = descending ? keys[b][k] : keys[a][k];
+          const Value& second = descending ? keys[a][k] : keys[b][k];
+          if (Less(first, second)) return true;
+          if (Less(second, first)) return false;
+        }
+        return false;
+      });
+      std::vector<Item*> sorted;
+      sorted.reserve(kept.size());
+      for (const std::size_t index : order) sorted.push_back(kept[index]);
+      kept = std::move(sorted);
+    }
+
+    std::vector<std::vector<Value>> rows;
+    rows.reserve(kept.size());
+    for (Item* item : kept) {
+      std::vector<Value> row;
+      row.reserve(properties.size());
+      for (std::size_t i = 0; i < properties.size(); ++i) {
+        row.push_back(properties[i] ? ColumnValue(*item, *properties[i], last_read[i]) : Value());
+      }
+      rows.push_back(std::move(row));
+    }
+    out = Recordset(fields, std::move(rows));
+    return Status::Ok();
+  }
+};
+
+Result<PreparedItemQuery> PreparedItemQuery::Prepare(const SelectStatement& statement) {
+  auto compiled = std::make_unique<Compiled>();
+  compiled->statement = &statement;
   // Names are resolved once, so a WHERE naming a property the store does not know fails even
   // over an empty folder, and the items are then read by property rather than by name.
-  CompiledWhere where;
-  if (statement.where && !where.Compile(*statement.where)) return ItemNotFoundError();
-  std::vector<StoreProperty> sort_properties;
-  sort_properties.reserve(statement.order_by.size());
+  if (statement.where) {
+    compiled->where.emplace();
+    if (!compiled->where->Compile(*statement.where)) return ItemNotFoundError();
+  }
+  compiled->sort_properties.reserve(statement.order_by.size());
   for (const SortKey& key : statement.order_by) {
     const std::optional<StoreProperty> property = StorePropertyNamed(key.property);
     if (!property) return ItemNotFoundError();
-    sort_properties.push_back(*property);
+    compiled->sort_properties.push_back(*property);
   }
-
-  std::vector<Item*> kept;
-  kept.reserve(candidates.size());
-  for (Item& item : candidates) {
-    if (statement.where && !where.Passes(item)) continue;
-    kept.push_back(&item);
-  }
-
-  if (!statement.order_by.empty()) {
-    // The sort keys are read once per item, not once per comparison.
-    std::vector<std::vector<Value>> keys;
-    keys.reserve(kept.size());
-    for (const Item* item : kept) {
-      std::vector<Value> values;
-      values.reserve(sort_properties.size());
-      for (const StoreProperty property : sort_properties) {
-        values.push_back(PropertyValue(*item, property));
-      }
-      keys.push_back(std::move(values));
-    }
-    std::vector<std::size_t> order(kept.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-      for (std::size_t k = 0; k < statement.order_by.size(); ++k) {
-        const bool descending = statement.order_by[k].descending;
-        const Value& first = descending ? keys[b][k] : keys[a][k];
-        const Value& second = descending ? keys[a][k] : keys[b][k];
-        if (Less(first, second)) return true;
-        if (Less(second, first)) return false;
-      }
-      return false;
-    });
-    std::vector<Item*> sorted;
-    sorted.reserve(kept.size());
-    for (const std::size_t index : order) sorted.push_back(kept[index]);
-    kept = std::move(sorted);
-  }
-
-  std::vector<FieldInfo> fields;
-  fields.reserve(statement.columns.size());
-  std::vector<std::optional<StoreProperty>> properties;  // nullopt: not a store property
-  properties.reserve(statement.columns.size());
   for (const std::string& column : statement.columns) {
     FieldInfo field;
     field.name = column;
     field.type = TypeOf(column);
     field.max_length = field.type == "string" ? 255 : 0;
-    fields.push_back(std::move(field));
-    properties.push_back(StorePropertyNamed(column));
+    compiled->fields.push_back(std::move(field));
+    compiled->properties.push_back(StorePropertyNamed(column));
   }
-  // Whether a column is the last to read its property (see ColumnValue).
-  std::vector<bool> last_read(properties.size(), true);
+  const auto& properties = compiled->properties;
+  compiled->last_read.assign(properties.size(), true);
   for (std::size_t i = 0; i < properties.size(); ++i) {
     for (std::size_t j = i + 1; j < properties.size(); ++j) {
-      if (properties[i] && properties[j] == properties[i]) last_read[i] = false;
+      if (properties[i] && properties[j] == properties[i]) compiled->last_read[i] = false;
     }
   }
-  std::vector<std::vector<Value>> rows;
-  rows.reserve(kept.size());
-  for (Item* item : kept) {
-    std::vector<Value> row;
-    row.reserve(properties.size());
-    for (std::size_t i = 0; i < properties.size(); ++i) {
-      row.push_back(properties[i] ? ColumnValue(*item, *properties[i], last_read[i]) : Value());
-    }
-    rows.push_back(std::move(row));
-  }
-  out = Recordset(std::move(fields), std::move(rows));
-  return Status::Ok();
+  PreparedItemQuery prepared;
+  prepared.compiled_ = std::move(compiled);
+  return prepared;
 }
+
+PreparedItemQuery::PreparedItemQuery() = default;
+PreparedItemQuery::PreparedItemQuery(PreparedItemQuery&&) noexcept = default;
+PreparedItemQuery& PreparedItemQuery::operator=(PreparedItemQuery&&) noexcept = default;
+PreparedItemQuery::~PreparedItemQuery() = default;
+
+Status PreparedItemQuery::Run(std::vector<StoreItem>&& candidates, Recordset& out) const {
+  return compiled_->Run(candidates, out);
+}
+
+Status PreparedItemQuery::Run(const std::vector<StoreItem>& candidates, Recordset& out) const {
+  return compiled_->Run(candidates, out);
+}
+
+namespace {
 
 bool IsDescription(std::string_view property) {
   return StorePropertyNamed(property) == StoreProperty::kTextDescription;
 }
 
-bool WhereReadsDescription(const Expression& expression) {
+bool IsName(std::string_view property) {
+  const std::optional<StoreProperty> named = StorePropertyNamed(property);
+  return named == StoreProperty::kHref || named == StoreProperty::kDisplayName || named == StoreProperty::kUid;
+}
+
+template <typename Is>
+bool WhereReads(const Expression& expression, const Is& is) {
   for (const auto& child : expression.children) {
-    if (WhereReadsDescription(*child)) return true;
+    if (WhereReads(*child, is)) return true;
   }
   return expression.kind == Expression::Kind::kCompare &&
-         ((expression.left.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.left.field)) ||
-          (expression.right.kind == Expression::Operand::Kind::kField &&
-           IsDescription(expression.right.field)));
+         ((expression.left.kind == Expression::Operand::Kind::kField && is(expression.left.field)) ||
+          (expression.right.kind == Expression::Operand::Kind::kField && is(expression.right.field)));
+}
+
+template <typename Is>
+bool FiltersOrSortsBy(const SelectStatement& statement, const Is& is) {
+  for (const SortKey& key : statement.order_by) {
+    if (is(key.property)) return true;
+  }
+  return statement.where && WhereReads(*statement.where, is);
 }
 
 }  // namespace
@@ -383,20 +426,23 @@ bool StatementReadsDescription(const SelectStatement& statement) {
   for (const std::string& column : statement.columns) {
     if (IsDescription(column)) return true;
   }
-  for (const SortKey& key : statement.order_by) {
-    if (IsDescription(key.property)) return true;
-  }
-  return statement.where && WhereReadsDescription(*statement.where);
+  return FiltersOrSortsBy(statement, IsDescription);
+}
+
+bool StatementFiltersOrSortsByName(const SelectStatement& statement) {
+  return FiltersOrSortsBy(statement, IsName);
 }
 
 Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreItem>& candidates,
                     Recordset& out) {
-  return Run(statement, candidates, out);
+  Result<PreparedItemQuery> prepared = PreparedItemQuery::Prepare(statement);
+  return prepared.ok() ? prepared->Run(candidates, out) : prepared.status();
 }
 
 Status RunItemQuery(const SelectStatement& statement, std::vector<StoreItem>&& candidates,
                     Recordset& out) {
-  return Run(statement, candidates, out);
+  Result<PreparedItemQuery> prepared = PreparedItemQuery::Prepare(statement);
+  return prepared.ok() ? prepared->Run(std::move(candidates), out) : prepared.status();
 }
 
 TimeWindow WindowOf(const Expression* where) {

@@ -4,6 +4,7 @@
 // them and builds the recordset of the selected columns. A provider that can range-scan asks
 // WindowOf for the time bounds the WHERE sets, so it need not read the whole folder.
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -27,9 +28,33 @@ Status RunItemQuery(const SelectStatement& statement, const std::vector<StoreIte
 Status RunItemQuery(const SelectStatement& statement, std::vector<StoreItem>&& candidates,
                     Recordset& out);
 
+// A statement made ready to run over the candidates of one folder after another: its names
+// resolved and its WHERE compiled once. It refers to the statement, which must outlive it.
+class PreparedItemQuery {
+ public:
+  // errors::kItemNotFoundInCollection when the WHERE or ORDER BY names a property the store
+  // does not know.
+  static Result<PreparedItemQuery> Prepare(const SelectStatement& statement);
+  PreparedItemQuery(PreparedItemQuery&&) noexcept;
+  PreparedItemQuery& operator=(PreparedItemQuery&&) noexcept;
+  ~PreparedItemQuery();
+
+  // As RunItemQuery with the statement prepared.
+  Status Run(std::vector<StoreItem>&& candidates, Recordset& out) const;
+  Status Run(const std::vector<StoreItem>& candidates, Recordset& out) const;
+
+ private:
+  PreparedItemQuery();
+  struct Compiled;
+  std::unique_ptr<const Compiled> compiled_;
+};
+
 // Whether the statement reads the items' text description at all (selects it, or sorts or
 // filters by it): a store may leave that long text out of the candidates otherwise.
 bool StatementReadsDescription(const SelectStatement& statement);
+// Whether its WHERE or ORDER BY reads an item's names (href, displayname, uid), which a store
+// must then fill whatever the reader reads of them (see ReadNeeds).
+bool StatementFiltersOrSortsByName(const SelectStatement& statement);
 
 // The time range a WHERE confines items to: items starting at or after start_from and ending at
 // or before end_until. Taken from comparisons of "urn:schemas:calendar:dtstart" >= (or >) and

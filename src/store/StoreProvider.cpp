@@ -46,4 +46,28 @@ PrefetchScope::~PrefetchScope() {
   if (provider_) provider_->DropPrefetched();
 }
 
+void StoreProvider::ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds&,
+                                const FolderAnswers& answer) const {
+  Prefetch(queries);
+  // The answers fetched ahead and not used never outlive the run, whatever a caller throws.
+  struct Drop {
+    const StoreProvider& provider;
+    ~Drop() { provider.DropPrefetched(); }
+  } drop{*this};
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    FolderAnswer one;
+    Result<std::unique_ptr<StoreFolder>> folder = OpenFolder(queries[i].folder_url);
+    if (!folder.ok()) {
+      one.opened = folder.status();
+    } else if (Result<SelectStatement> statement = ParseStatement(queries[i].statement); !statement.ok()) {
+      one.queried = statement.status();
+    } else {
+      Recordset rows;
+      one.queried = (*folder)->Query(*statement, rows);
+      if (one.queried.ok()) one.rows = std::move(rows);
+    }
+    answer(i, one);
+  }
+}
+
 }  // namespace orbitel::data

@@ -5,6 +5,9 @@
 // A site's providers are made when the program starts (StoreProviders) and are safe to use from
 // several threads; a StoreFolder belongs to the request that opened it.
 
+#include <cstddef>
+#include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +19,7 @@
 #include "recordset/Recordset.h"
 #include "runtime/Status.h"
 #include "store/StoreCredentials.h"
+#include "store/StoreTime.h"
 
 namespace orbitel::data {
 
@@ -68,8 +72,29 @@ struct FolderQuery {
   std::string statement;
 };
 
+// What a run of folder reads (StoreProvider::ReadFolders) gives for one folder: whether it
+// opened (as OpenFolder reports), and when it did, whether its statement ran (as parsing it and
+// StoreFolder::Query report) with the rows it gave.
+struct FolderAnswer {
+  Status opened = Status::Ok();
+  Status queried = Status::Ok();
+  Recordset rows;
+};
+
+// What a reader of period queries makes of the answers. Rows of items that end before `from` or
+// start at or after `until` (UTC seconds) are of no use to it; without `names` it never reads an
+// item's names ("DAV:href", "DAV:displayname", "urn:schemas:calendar:uid"). A store may leave
+// those rows out of its answers and those names empty (and may as well keep them).
+struct ReadNeeds {
+  UtcSeconds from = std::numeric_limits<UtcSeconds>::min();
+  UtcSeconds until = std::numeric_limits<UtcSeconds>::max();
+  bool names = true;
+};
+
 class StoreProvider {
  public:
+  // Called with each query's index and answer, in the order of the queries.
+  using FolderAnswers = std::function<void(std::size_t, FolderAnswer&)>;
   virtual ~StoreProvider() = default;
   // The name a connection sets to choose this provider; ASCII case is ignored when choosing.
   virtual std::string_view name() const = 0;
@@ -92,6 +117,14 @@ class StoreProvider {
   virtual void Prefetch(const std::vector<FolderQuery>& /*queries*/) const {}
   // Forgets this thread's fetched answers that were not used.
   virtual void DropPrefetched() const {}
+
+  // Opens each query's folder and runs its statement there, one after another, as a page's
+  // connections and recordsets would (less the rows span leaves out), answering each in turn.
+  // A store may read the whole run at once (the local store: each domain's folders in one read
+  // of its database, statements of one shape parsed once); this one opens and queries each
+  // folder on its own, with the run fetched ahead (Prefetch).
+  virtual void ReadFolders(const std::vector<FolderQuery>& queries, const ReadNeeds& span,
+                           const FolderAnswers& answer) const;
 };
 
 // The providers a site's connections and appointment objects choose from: made once when the

@@ -191,6 +191,83 @@ TEST_P(CalendarStoreTest, RecordsetsLiveOnlyWhileTheirConnectionIsOpenOnTheirFol
   EXPECT_EQ(OpenRecordset(rows, PeriodQuery(FolderOf("alice")), connection).number(), errors::kOperationOnClosedObject);
 }
 
+// A team page's run of folder reads answers each folder in turn as a connection and recordset of
+// its own would, a missing calendar, a statement that does not parse or names another folder
+// failing alone; what a reader needs (a span of time, or no names) leaves out nothing it reads.
+TEST_P(CalendarStoreTest, ARunOfFolderReadsAnswersEachFolderAsItsOwnReadWould) {
+  Fill(CalendarTexts({{"alice", Event("a", "SUMMARY:Alice\nDTSTART:20261110T140000Z\nDTEND:20261110T150000Z\n") +
+                                    Event("weekly", "SUMMARY:Weekly\nDTSTART:20261103T140000Z\n"
+                                                    "DTEND:20261103T150000Z\nRRULE:FREQ=WEEKLY;COUNT=4\n")},
+                      {"bob", Event("b", "SUMMARY:Bob\nDTSTART:20261111T230000Z\nDTEND:20261112T010000Z\n") +
+                                  Event("c", "SUMMARY:Late\nDTSTART:20261120T140000Z\nDTEND:20261120T150000Z\n")}}));
+  const auto period = [this](const std::string& account) {
+    return PeriodQuery(FolderOf(account), "2026-11-01T00:00:00Z", "2026-12-01T00:00:00Z");
+  };
+  const std::vector<FolderQuery> queries = {
+      {FolderOf("alice"), period("alice")}, {FolderOf("carol"), period("carol")},
+      {FolderOf("bob"), period("bob")},     {FolderOf("alice"), "SELECT \"DAV:href\" FROM nowhere"},
+      {FolderOf("bob"), period("alice")},   {FolderOf("alice"), period("alice")},
+      {FolderOf("alice"), LoadQuery(FolderOf("alice"), "a.ics")}};
+  const auto provider = *providers_.ForUrl(FolderOf("alice"));
+  const auto read = [&](const ReadNeeds& span) {
+    std::vector<std::pair<std::size_t, FolderAnswer>> answers;
+    provider->ReadFolders(queries, span, [&](std::size_t i, FolderAnswer& answer) {
+      answers.emplace_back(i, std::move(answer));
+    });
+    return answers;
+  };
+  const auto all = read({});
+  ASSERT_EQ(all.size(), queries.size());
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    EXPECT_EQ(all[i].first, i);
+    Connection connection(providers_);
+    connection.Provider = store_ == Store::kLocal ? "ExOLEDB.DataSource" : "MSDAIPP.DSO";
+    const Status opened = connection.Open(queries[i].folder_url);
+    EXPECT_EQ(all[i].second.opened.number(), opened.number()) << i;
+    if (!opened.ok()) continue;
+    Recordset rows;
+    EXPECT_EQ(all[i].second.queried.number(), OpenRecordset(rows, queries[i].statement, connection).number()) << i;
+    EXPECT_EQ(all[i].second.rows.rows(), rows.rows()) << i;
+  }
+  EXPECT_EQ(all[0].second.rows.rows().size(), 5u);
+  EXPECT_EQ(all[1].second.opened.number(), errors::kCannotOpenFolder);
+  EXPECT_EQ(all[3].second.queried.number(), errors::kSyntaxError);
+  EXPECT_EQ(all[4].second.queried.number(), errors::kCannotOpenFolder);
+
+  // From 15:00 on the 10th to the 12th: Alice's item and the series' occurrence ending at 15:00
+  // and Bob's item running into the 12th are kept, and nothing that was not there.
+  const UtcSeconds from = UtcOfDate(At("2026-11-10T15:00:00Z")), until = UtcOfDate(At("2026-11-12T00:00:00Z"));
+  const auto narrow = read({from, until});
+  ASSERT_EQ(narrow.size(), queries.size());
+  int overlapping = 0;
+  for (const std::size_t i : {0u, 2u}) {
+    const auto& whole = all[i].second.rows.rows();
+    const auto& kept = narrow[i].second.rows.rows();
+    for (const auto& row : whole) {
+      if (UtcOfDate(*row[5].AsDate()) < from || UtcOfDate(*row[4].AsDate()) >= until) continue;
+      ++overlapping;
+      EXPECT_NE(std::find(kept.begin(), kept.end(), row), kept.end()) << row[1].Text();
+    }
+    for (const auto& row : kept) EXPECT_NE(std::find(whole.begin(), whole.end(), row), whole.end());
+  }
+  EXPECT_EQ(overlapping, 3);
+
+  // A reader that reads no names gets every other column as it was, and a query by name its item.
+  ReadNeeds nameless;
+  nameless.names = false;
+  const auto unnamed = read(nameless);
+  ASSERT_EQ(unnamed.size(), queries.size());
+  ASSERT_EQ(unnamed[0].second.rows.rows().size(), all[0].second.rows.rows().size());
+  for (std::size_t r = 0; r < all[0].second.rows.rows().size(); ++r) {
+    for (const std::size_t column : {1u, 2u, 3u, 4u, 5u}) {
+      EXPECT_EQ(unnamed[0].second.rows.rows()[r][column], all[0].second.rows.rows()[r][column]) << r;
+    }
+  }
+  EXPECT_EQ(unnamed[6].second.rows.rows(), all[6].second.rows.rows());
+  EXPECT_EQ(all[6].second.rows.rows().size(), 1u);
+  provider->ReadFolders({}, {}, [](std::size_t, FolderAnswer&) { ADD_FAILURE() << "an empty run answers nothing"; });
+}
+
 // Items are replaced only over the version read; each series keeps its own occurrences, an edited
 // one showing its new ones at once (the local store keeps expanded series between queries).
 TEST_P(CalendarStoreTest, ItemsAreCreatedReadReplacedAndDeleted) {

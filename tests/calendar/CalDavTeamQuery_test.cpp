@@ -26,7 +26,6 @@
 #include "site/SiteState.h"
 #include "site/TimeZone.h"
 #include "store/StoreTime.h"
-#include "store/StoreTime.h"
 
 namespace orbitel::calendar {
 namespace {

@@ -44,9 +44,10 @@ class TestClock {
 class Served {
  public:
   Served(const std::filesystem::path& site, std::shared_ptr<const site::SiteServices> services,
-         std::vector<std::string> trusted_proxies = {})
+         std::vector<std::string> trusted_proxies = {}, std::size_t page_cache_bytes = 64 << 20)
       : server_({.sites = {ServedSite{"", site, std::move(services), {}, {}}}, .port = 0, .threads = 4,
-                 .access_log = &access_, .trusted_proxies = std::move(trusted_proxies)}),
+                 .access_log = &access_, .trusted_proxies = std::move(trusted_proxies),
+                 .page_cache_bytes = page_cache_bytes}),
         port_(server_.Bind().value_or(0)),
         thread_([this] { server_.Serve(); }) {}
   ~Served() { Stop(); }

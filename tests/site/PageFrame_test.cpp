@@ -90,7 +90,8 @@ TEST_F(PageFrameTest, OverflowAndTheAppointmentPageKeepThePreviousDate) {
 TEST_F(PageFrameTest, DateLinkCarriesTheRequestUserUnlessGivenALongerOne) {
   context_->Query("USER", "mbrown");
   const Date date = Day(2003, 3, 5);
-  for (const auto& [given, used] : {std::pair{"alice", "alice"}, {"al", "al"}, {"a", "mbrown"}, {"", "mbrown"}}) {
+  for (const auto& [given, used] : {std::pair{"alice", "alice"}, {"al", "al"}, {"o'neil<", "o&#39;neil&lt;"},
+                                    {"a", "mbrown"}, {"", "mbrown"}}) {
     EXPECT_EQ(BuildDateLinkQuery(date, given), std::string("?DAY=5&MONTH=3&YEAR=2003&USER=") + used) << given;
   }
 

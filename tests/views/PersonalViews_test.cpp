@@ -59,6 +59,7 @@ TEST_F(PersonalViews, WeekStartsOnMondayAndKeepsEachBlockOnItsDay) {
   EXPECT_NE(html.find("<b>&nbsp;alice - Week Commencing 3/11/2003</b>"), std::string::npos);
   EXPECT_EQ(Blocks(html), "//9:00:00 - 9:30:00|Tuesday| //All Day Event|Holiday| ///"
                           "Sun, 9/11/03 <br>23:00<br>To<br>Mon, 10/11/03 <br>1:00<br>|Late| ");
+  EXPECT_NE(html.find("&Name=Tuesday%2Eics\" target=\"_blank\">Tuesday</a>"), std::string::npos);
   EXPECT_NE(html.find("<td bgcolor=\"#FF0000\"><center><a href=\"CalendarPersonalDay.asp?DAY=5&"),
             std::string::npos);
 }
@@ -79,6 +80,7 @@ TEST_F(PersonalViews, MonthRunsInSevensFromTheFirst) {
   // Day 17 is the third cell of the third row: under seven headings, after two empty days.
   const std::string row = html.substr(html.find("Sat 15"), html.find("Sat 22") - html.find("Sat 15"));
   EXPECT_EQ(Blocks(row), "/////////9:00:00 - 11:00:00|Board| /////");
+  EXPECT_NE(row.find("&Name=Board%2Eics\" target=\"_blank\">Board</a>"), std::string::npos);
 }
 
 TEST_F(PersonalViews, TheRequestsUserIsEscapedWhereverItIsWritten) {

@@ -62,10 +62,16 @@ std::string BusyPicture(std::string_view location) {
 
 std::string BusyMarkName(std::string_view person, std::string_view when,
                          std::string_view location) {
+  std::string name;
+  AppendBusyMarkName(name, person, when, location);
+  return name;
+}
+
+void AppendBusyMarkName(std::string& html, std::string_view person, std::string_view when,
+                        std::string_view location) {
   // The same test that picks the located picture, so the words match what is drawn.
   const bool located = site::Site().ShowLocation == "Yes" && location.size() > 1;
-  return site::PictureName(std::string(person) + ", " + std::string(when) +
-                           (located ? ": busy, with a location" : ": busy"));
+  site::AppendPictureName(html, {person, ", ", when, located ? ": busy, with a location" : ": busy"});
 }
 
 }  // namespace orbitel::views

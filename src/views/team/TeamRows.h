@@ -34,5 +34,7 @@ std::string BusyPicture(std::string_view location);
 // picture is drawn), as alt and title attributes.
 std::string BusyMarkName(std::string_view person, std::string_view when,
                          std::string_view location);
+void AppendBusyMarkName(std::string& html, std::string_view person, std::string_view when,
+                        std::string_view location);
 
 }  // namespace orbitel::views
