@@ -30,5 +30,4 @@ inline constexpr std::string_view kCalDavProviderName = "MSDAIPP.DSO";
 // instance serves any number of request threads at once.
 std::shared_ptr<const StoreProvider> MakeCalDavProvider(StoreSettings settings);
 
-
 }  // namespace orbitel::data
